@@ -1,0 +1,38 @@
+# One folder, one layer, one target.
+#
+#   ovk_layer(NAME SOURCES file... [NEEDS target...])
+#
+# Headers are included with their folder's name ("lib/forkexec.h"). Each layer gets an include
+# directory that holds only a link to its own folder, so a header is found only by the layer
+# itself and by those that name it under NEEDS: a call upward does not compile.
+
+add_library(ovk_options INTERFACE)
+target_compile_options(ovk_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -fstack-protector-strong)
+if(OVK_WERROR)
+  target_compile_options(ovk_options INTERFACE -Werror)
+endif()
+target_link_options(ovk_options INTERFACE -Wl,-z,relro,-z,now)
+
+include(CheckPIESupported)
+check_pie_supported()
+
+if(OVK_SANITIZE)
+  target_compile_options(ovk_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(ovk_options INTERFACE -fsanitize=address,undefined)
+else()
+  target_compile_definitions(ovk_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+endif()
+
+function(ovk_layer name)
+  cmake_parse_arguments(LAYER "" "" "SOURCES;NEEDS" ${ARGN})
+  get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
+  set(view "${PROJECT_BINARY_DIR}/layers/${folder}")
+  file(MAKE_DIRECTORY "${view}")
+  file(CREATE_LINK "${CMAKE_CURRENT_SOURCE_DIR}" "${view}/${folder}" SYMBOLIC)
+  add_library(${name} STATIC ${LAYER_SOURCES})
+  target_include_directories(${name} PUBLIC "${view}")
+  target_link_libraries(${name} PUBLIC ${LAYER_NEEDS} PRIVATE ovk_options)
+endfunction()
