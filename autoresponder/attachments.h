@@ -1,0 +1,25 @@
+// The files of a mailbox's attachment repository. Their names come from the database and are read
+// as root, so a name is followed only as far as the repository reaches.
+#pragma once
+
+#include "lib/owned.h"
+
+#include <string>
+
+/// Whether `directory`/`name` exists, of whatever kind, without leading out of `directory`: a name
+/// that leaves it by "..", by an absolute link or by a link that points outside counts as missing.
+bool attachment_exists(const std::string& directory, const std::string& name);
+
+/// Opens `directory`/`name` for reading, confined in the same way. Never waits: what is neither a
+/// file nor a directory is not opened. Without a descriptor, errno says why.
+Descriptor open_attachment(const std::string& directory, const std::string& name);
+
+namespace attachments_detail {
+
+/// open(2) below `directory`, confined by the kernel (openat2); or, with the walk, by following the
+/// path a component at a time, which refuses every symbolic link. The walk is what kernels without
+/// openat2 get.
+Descriptor open_beneath(int directory, const std::string& name, int flags);
+Descriptor walk_beneath(int directory, const std::string& name, int flags);
+
+} // namespace attachments_detail

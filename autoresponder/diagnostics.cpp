@@ -1,0 +1,32 @@
+#include "autoresponder/diagnostics.h"
+
+#include "autoresponder/text.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+// Standard error is unbuffered: a line that goes out whole does not mix with a child's.
+void write_line(std::string line) {
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
+}
+
+} // namespace
+
+void report(std::initializer_list<std::string_view> pieces) {
+    const int pending = errno;
+    write_line(concat(pieces));
+    errno = pending;
+}
+
+void report_system_error(std::initializer_list<std::string_view> pieces) {
+    const int pending = errno;
+    write_line(
+        concat({concat(pieces), std::strerror(pending), " (", std::to_string(pending), ")"}));
+    errno = pending;
+}

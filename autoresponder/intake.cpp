@@ -1,0 +1,212 @@
+#include "autoresponder/intake.h"
+
+#include "autoresponder/diagnostics.h"
+#include "autoresponder/process.h"
+#include "autoresponder/text.h"
+#include "codecs/charset.h"
+#include "lib/owned.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/types.h>
+
+namespace {
+
+constexpr char default_charset[] = "US-ASCII";
+
+/// The copy of the message on disk. The first failure ends the writing: a copy with a hole in it
+/// would be worse than a short one.
+class MessageCopy {
+public:
+    explicit MessageCopy(Descriptor file) : file_(std::move(file)) {}
+
+    void write(std::string_view bytes) {
+        while (file_ && !bytes.empty()) {
+            const ssize_t written = ::write(file_.get(), bytes.data(), bytes.size());
+            if (written > 0)
+                bytes.remove_prefix(static_cast<std::size_t>(written));
+            else if (errno != EINTR)
+                file_.reset();
+        }
+    }
+
+private:
+    Descriptor file_;
+};
+
+/// Reads one block; 0 at the end of input, for which an error counts as well.
+std::size_t read_block(int fd, char* block, std::size_t size) {
+    ssize_t count;
+    do
+        count = read(fd, block, size);
+    while (count == -1 && errno == EINTR);
+    return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+/// All of standard input and one line feed more, in memory and in `copy`.
+std::string read_standard_input(MessageCopy copy) {
+    std::string message;
+    std::array<char, 65536> block;
+    while (const std::size_t count = read_block(STDIN_FILENO, block.data(), block.size())) {
+        message.append(block.data(), count);
+        copy.write({block.data(), count});
+    }
+    message += '\n';
+    copy.write("\n");
+    return message;
+}
+
+const DwMailbox* find_sender(const DwHeaders& headers) {
+    const DwMailbox* sender = nullptr;
+    if (headers.HasReplyTo())
+        sender = GetMailboxFromAddressList(headers.ReplyTo());
+    if (sender == nullptr && headers.HasFrom())
+        sender = GetMailboxFromMailboxList(headers.From());
+    return sender;
+}
+
+/// The entity whose text the body comes from: the message itself, or the first direct part of a
+/// multipart that calls itself text. Null when there is none.
+const DwEntity* find_text_entity(const DwMessage& message) {
+    const DwHeaders& headers = message.Headers();
+    if (!headers.HasContentType())
+        return &message;
+    const int type = headers.ContentType().Type();
+    if (type == DwMime::kTypeText)
+        return &message;
+    if (type != DwMime::kTypeMultipart)
+        return nullptr;
+    const DwBodyPart* part = message.Body().FirstBodyPart();
+    for (; part != nullptr; part = part->Next()) {
+        if (part->Headers().HasContentType() &&
+            part->Headers().ContentType().Type() == DwMime::kTypeText)
+            break;
+    }
+    return part;
+}
+
+void report_conversion(const char* what, const std::string& charset) {
+    report({"Could not convert message ", what, " text from ", charset, " to UTF-8."});
+}
+
+std::string recode_body(const DwString& body, const std::string& charset) {
+    std::string text(until_nul(body.view()));
+    try {
+        return orvek::iconvRecode(text, charset, "UTF-8", true);
+    } catch (const std::runtime_error&) {
+        report_conversion("body", charset);
+        return text;
+    }
+}
+
+std::string decode_subject(std::string_view raw, const std::string& charset) {
+    try {
+        return orvek::rfc1522::decode(std::string(until_nul(raw)));
+    } catch (const std::runtime_error&) {
+        report_conversion("subject", charset);
+        return {};
+    }
+}
+
+std::string field_text(bool present, const DwMessageComponent& field) {
+    return present ? std::string(until_nul(field.AsString().view())) : std::string();
+}
+
+void set_recipient(std::string_view recipient, Mail_content* mail) {
+    const std::size_t at = recipient.find('@');
+    mail->to = recipient;
+    mail->mailname = recipient.substr(0, at);
+    mail->domain = at == std::string_view::npos ? recipient : recipient.substr(at + 1);
+}
+
+} // namespace
+
+int parse_message(Mail_content* mail) {
+    const Descriptor created(mkstemp(mail_file_name));
+    if (!created) {
+        report({"Could not create a temporary file."});
+        return 1;
+    }
+    DwInitialize();
+    MessageCopy copy(Descriptor(open(mail_file_name, O_WRONLY | O_TRUNC | O_CLOEXEC)));
+    const DwString text(read_standard_input(std::move(copy)));
+    return read_content(text, std::getenv("RESP_RECIPIENT"), mail);
+}
+
+int read_content(const DwString& text, const char* recipient, Mail_content* mail) {
+    const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(text);
+    message->Parse();
+    const DwHeaders& headers = message->Headers();
+
+    const DwMailbox* const sender = find_sender(headers);
+    if (sender == nullptr) {
+        report({"Could not get sender's e-mail address from Reply-To: or From: headers."});
+        return 1;
+    }
+    if (recipient == nullptr) {
+        report({"Could not get recipient e-mail address from RESP_RECIPIENT environment variable"});
+        return 1;
+    }
+
+    std::string charset = default_charset;
+    DwString body;
+    if (const DwEntity* const entity = find_text_entity(*message)) {
+        charset = until_nul(GetCharset(*entity).view());
+        DecodeBody(*entity, body);
+    }
+    std::string utf8_body = recode_body(std::exchange(body, DwString()), charset);
+
+    mail->from = until_nul(concat({sender->LocalPart().view(), "@", sender->Domain().view()}));
+    set_recipient(recipient, mail);
+    mail->subject = decode_subject(field_text(headers.HasSubject(), headers.Subject()), charset);
+    mail->date = field_text(headers.HasDate(), headers.Date());
+    mail->charset = std::move(charset);
+    mail->body.append(std::move(utf8_body));
+    return 0;
+}
+
+DwString GetCharset(const DwEntity& entity) {
+    const DwParameter* parameter = entity.Headers().ContentType().FirstParameter();
+    for (; parameter != nullptr; parameter = parameter->Next()) {
+        DwString attribute = parameter->Attribute();
+        attribute.ConvertToLowerCase();
+        if (attribute == "charset")
+            return parameter->Value();
+    }
+    return DwString(std::string(default_charset));
+}
+
+void DecodeBody(const DwEntity& entity, DwString& out) {
+    const DwHeaders& headers = entity.Headers();
+    out = entity.Body().AsString();
+    if (!headers.HasContentTransferEncoding())
+        return;
+    switch (headers.ContentTransferEncoding().AsEnum()) {
+    case DwMime::kCteBase64:
+        DwDecodeBase64(DwString(out), out);
+        break;
+    case DwMime::kCteQuotedPrintable:
+        DwDecodeQuotedPrintable(DwString(out), out);
+        break;
+    default:
+        break;
+    }
+}
+
+const DwMailbox* GetMailboxFromAddressList(const DwAddressList& list) {
+    for (const DwAddress* address = list.FirstAddress(); address; address = address->Next()) {
+        if (address->IsValid() && !address->IsGroup() && address->IsMailbox())
+            return static_cast<const DwMailbox*>(address);
+    }
+    return nullptr;
+}
+
+const DwMailbox* GetMailboxFromMailboxList(const DwMailboxList& list) {
+    const DwMailbox* mailbox = list.FirstMailbox();
+    while (mailbox != nullptr && !mailbox->IsValid())
+        mailbox = mailbox->NextMailbox();
+    return mailbox;
+}

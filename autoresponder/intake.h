@@ -1,0 +1,32 @@
+// Intake: reads the one incoming message from standard input, keeps a copy of it on disk for
+// forwarding, parses it and fills Mail_content.
+//
+// Every failure is reported on standard error; nothing here ends the process.
+#pragma once
+
+#include "autoresponder/mail_content.h"
+#include "mimelib/mimelib.h"
+
+/// Copies standard input to a new temporary file (its name goes into mail_file_name; it stays
+/// there for correct_exit to remove), reads the recipient from RESP_RECIPIENT and fills `mail`.
+/// The copy is standard input and one line feed more; trouble while writing it goes unreported and
+/// leaves it incomplete. Returns 0, or 1 when the message cannot be used: `mail` is then untouched.
+int parse_message(Mail_content* mail);
+
+/// The part of parse_message without files and environment: fills `mail` from the text of a
+/// message (RFC 822 and MIME). `recipient` is null when there is none. Results as above.
+int read_content(const DwString& text, const char* recipient, Mail_content* mail);
+
+/// The value of the entity's charset parameter as written, or "US-ASCII". The parameter's name
+/// matches in any case.
+DwString GetCharset(const DwEntity& entity);
+
+/// Stores in `out` the entity's body without its content transfer encoding (RFC 2045): base64 and
+/// quoted-printable are decoded, everything else is handed over as it is.
+void DecodeBody(const DwEntity& entity, DwString& out);
+
+/// First valid mailbox of the list outside groups; null when there is none. Belongs to the list.
+const DwMailbox* GetMailboxFromAddressList(const DwAddressList& list);
+
+/// First valid mailbox of the list; null when there is none. Belongs to the list.
+const DwMailbox* GetMailboxFromMailboxList(const DwMailboxList& list);

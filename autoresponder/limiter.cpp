@@ -1,0 +1,83 @@
+#include "autoresponder/limiter.h"
+
+#include "autoresponder/panel_query.h"
+#include "autoresponder/text.h"
+#include "lib/get_param.h"
+#include "lib/owned.h"
+
+namespace {
+
+/// One rule's bookkeeping for one sender.
+struct Bookkeeping {
+    MYSQL* connection;
+    const std::string& rule;
+    /// Escaped for a quoted literal.
+    std::string sender;
+
+    void run(const std::string& statement) const { run_query_or_exit(connection, statement); }
+
+    /// First column of the first row: `when_null` for NULL, `when_no_row` without a row.
+    std::string value(const std::string& statement, const char* when_null,
+                      const char* when_no_row) const {
+        const MysqlResult result = run_query_or_exit(connection, statement);
+        const std::optional<Row> row = next_row(result);
+        return row ? row->text(0, when_null) : when_no_row;
+    }
+};
+
+void purge_earlier_days(MYSQL* connection, const std::string& rule) {
+    run_query_or_exit(connection, concat({"delete from resp_freq where rn_id=", rule,
+                                          " and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"}));
+}
+
+std::string escape_sender(MYSQL* connection, const std::string& sender) {
+    return MallocedText(escape_mysql_param(connection, sender.c_str())).get();
+}
+
+void count_one_more(const Bookkeeping& books, const std::string& num) {
+    books.run(concat({"update resp_freq set num=", num, "+1 where rn_id=", books.rule,
+                      " and email='", books.sender, "'"}));
+}
+
+/// Senders that share the oldest time go together.
+void forget_oldest(const Bookkeeping& books) {
+    const std::string oldest = books.value(
+        concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule}), "0", "");
+    books.run(concat(
+        {"delete from resp_freq where rn_id=", books.rule, " and time_resp='", oldest, "'"}));
+}
+
+void remember(const Bookkeeping& books) {
+    books.run(concat(
+        {"insert into resp_freq set rn_id=", books.rule, ", email='", books.sender, "', num=1"}));
+}
+
+} // namespace
+
+int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
+                      std::string ans_freq, std::string mem_limit) {
+    purge_earlier_days(connection, id);
+    const std::int32_t limit = decimal_number(ans_freq);
+    if (limit <= 0)
+        return 0;
+
+    Bookkeeping books{connection, id, {}};
+    const std::string entries =
+        books.value(concat({"select COUNT(*) from resp_freq where rn_id=", id}), "0", "0");
+    books.sender = escape_sender(connection, mail->from);
+
+    const MysqlResult known = run_query_or_exit(
+        connection,
+        concat({"select num from resp_freq where rn_id=", id, " and email='", books.sender, "'"}));
+    if (const std::optional<Row> row = next_row(known)) {
+        const std::string num = row->text(0, "0");
+        if (decimal_number(num) >= limit)
+            return 0;
+        count_one_more(books, num);
+        return 1;
+    }
+    if (decimal_number(entries) >= decimal_number(mem_limit))
+        forget_oldest(books);
+    remember(books);
+    return 1;
+}

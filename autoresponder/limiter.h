@@ -1,0 +1,15 @@
+// Reply-frequency limiter: how often a rule answers one sender in a day, and how many senders it
+// remembers. All state is in table resp_freq.
+#pragma once
+
+#include "autoresponder/mail_content.h"
+
+#include <mysql.h>
+#include <string>
+
+/// Decides whether rule `id` may answer the sender now, and records the answer if so. `ans_freq` is
+/// the most replies a sender gets per calendar day of the database server, `mem_limit` the most
+/// senders remembered, both as decimal text. Returns 1 to answer, 0 to stay silent. A failed
+/// statement ends the process through correct_exit, with its message.
+int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
+                      std::string ans_freq, std::string mem_limit);

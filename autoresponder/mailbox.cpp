@@ -1,0 +1,86 @@
+#include "autoresponder/mailbox.h"
+
+#include "autoresponder/diagnostics.h"
+#include "autoresponder/panel_query.h"
+#include "autoresponder/process.h"
+#include "autoresponder/text.h"
+#include "lib/autoprepend.h"
+
+#include <array>
+#include <utility>
+
+namespace {
+
+MallocedText make_escape_buffer(const std::string& text) {
+    return MallocedText(static_cast<char*>(std::malloc(2 * text.size() + 1)));
+}
+
+void escape_into(const MallocedText& buffer, const std::string& text) {
+    mysql_escape_string(buffer.get(), text.data(), text.size());
+}
+
+/// The four lookups in the order in which they are tried.
+std::array<std::string, 4> lookup_statements(const EscapedRecipient& recipient) {
+    const char* const domain = recipient.domain.get();
+    const char* const name = recipient.mailname.get();
+    return {
+        concat({"select m.id, m.mail_name, d.name from mail m, domains d"
+                " where m.dom_id=d.id and d.name='",
+                domain, "' and m.mail_name='", name, "'"}),
+        concat({"select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d"
+                " where m.id=ma.mn_id and m.dom_id=d.id and d.name='",
+                domain, "' and ma.alias='", name, "'"}),
+        concat({"select m.id, m.mail_name, d.name from mail m, domains d, domainaliases da"
+                " where m.dom_id=d.id and d.id=da.dom_id and da.name='",
+                domain, "' and m.mail_name='", name, "' and da.mail='true'"}),
+        concat({"select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d,"
+                " domainaliases da where m.id=ma.mn_id and m.dom_id=d.id and d.id=da.dom_id"
+                " and da.name='",
+                domain, "' and ma.alias='", name, "' and da.mail='true'"}),
+    };
+}
+
+/// The first result that holds a row, else the last one, which then holds none.
+MysqlResult look_up(MYSQL* connection, const EscapedRecipient& recipient) {
+    MysqlResult found;
+    for (const std::string& statement : lookup_statements(recipient)) {
+        if (!run_query(connection, statement, found)) {
+            report({"autoresponder: Unable to query: ", mysql_error(connection)});
+            correct_exit();
+        }
+        if (found && mysql_num_rows(found.get()) != 0)
+            break;
+    }
+    return found;
+}
+
+std::string attachments_directory(const std::string& domain, const std::string& mailbox) {
+    const char* const root = ovkConfGetDefaultByIndex(_ORVEK_MAILNAMES_D_INDEX);
+    return concat({root, "/", domain, "/", mailbox, "/@attachments"});
+}
+
+} // namespace
+
+EscapedRecipient escape_recipient(const Mail_content& mail) {
+    EscapedRecipient escaped{make_escape_buffer(mail.domain), make_escape_buffer(mail.mailname)};
+    if (!escaped.domain || !escaped.mailname) {
+        report({"autoresponder: Unable to alloc memory"});
+        correct_exit();
+    }
+    escape_into(escaped.domain, mail.domain);
+    escape_into(escaped.mailname, mail.mailname);
+    return escaped;
+}
+
+ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
+                                const EscapedRecipient& recipient) {
+    const MysqlResult found = look_up(connection, recipient);
+    const std::optional<Row> row = next_row(found);
+    if (!row) {
+        report({"autoresponder: Mailname not found: ", mail.mailname, "@", mail.domain});
+        correct_exit();
+    }
+    ResolvedMailbox mailbox{row->text(0), row->text(1), row->text(2), {}};
+    mailbox.attachments_dir = attachments_directory(mailbox.domain_name, mailbox.mail_name);
+    return mailbox;
+}

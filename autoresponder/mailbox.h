@@ -1,0 +1,39 @@
+// Mailbox resolution: finds the mailbox that the recipient address denotes, directly, through a
+// mailbox alias, through a domain alias, or through both.
+#pragma once
+
+#include "autoresponder/mail_content.h"
+#include "lib/mysql_owned.h"
+#include "lib/owned.h"
+
+#include <string>
+
+/// The two halves of the recipient, escaped for a quoted SQL literal. Escaped before there is a
+/// connection, so that the connection's character set plays no part in it.
+struct EscapedRecipient {
+    /// Mail_content.domain; zero-terminated, never null.
+    MallocedText domain;
+    /// Mail_content.mailname; zero-terminated, never null.
+    MallocedText mailname;
+};
+
+/// The mailbox as the database spells it. Lives for the whole responder run.
+struct ResolvedMailbox {
+    /// mail.id, as text: it goes unquoted into statements.
+    std::string id;
+    /// mail.mail_name: the mailbox's own name, also when an alias led here.
+    std::string mail_name;
+    /// domains.name: the mailbox's own domain, also when a domain alias led here.
+    std::string domain_name;
+    /// Folder of the files that its rules may attach; need not exist. No "/" at the end.
+    std::string attachments_dir;
+};
+
+/// Escapes both halves. Without memory the process ends through correct_exit, with a message.
+EscapedRecipient escape_recipient(const Mail_content& mail);
+
+/// Looks the recipient up on an open connection; the first of the four lookups that finds a row
+/// decides. A failed lookup and an unknown mailbox end the process through correct_exit, each with
+/// its message on standard error.
+ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
+                                const EscapedRecipient& recipient);

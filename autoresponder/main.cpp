@@ -1,0 +1,56 @@
+// The mail autoresponder. The mail server starts it once for every mail delivered to a mailbox
+// with an autoresponder: the mail on standard input, the recipient in RESP_RECIPIENT.
+#include "autoresponder/diagnostics.h"
+#include "autoresponder/intake.h"
+#include "autoresponder/mail_content.h"
+#include "autoresponder/process.h"
+#include "autoresponder/responder.h"
+#include "lib/autoprepend.h"
+#include "lib/product_log.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+/// A delivery that is done although nobody gets an answer: says why and leaves the normal way.
+[[noreturn]] void refuse(std::string_view reason) {
+    report({reason});
+    correct_exit();
+}
+
+bool is_mailer_daemon(std::string_view sender) {
+    constexpr std::array<std::string_view, 3> names = {"MAILER-DAEMON", "mailer-daemon",
+                                                       "DrWEB-DAEMON"};
+    return std::any_of(names.begin(), names.end(), [sender](std::string_view name) {
+        return sender.find(name) != std::string_view::npos;
+    });
+}
+
+// A process that is not allowed to become root goes on as whoever it is.
+void become_root() {
+    [[maybe_unused]] const int user = setuid(0);
+    [[maybe_unused]] const int group = setgid(0);
+}
+
+} // namespace
+
+int main(int, char** argv) {
+    prepare_process();
+    PROGNAME = argv[0];
+    autoprepend();
+
+    Mail_content mail;
+    become_root();
+    if (parse_message(&mail) != 0)
+        refuse("Abnormal exit.");
+    if (mail.from == mail.to)
+        refuse("Field From: equial field To:");
+    if (is_mailer_daemon(mail.from))
+        refuse("Field From: contains MAILER-DAEMON");
+
+    db_mail_act(&mail);
+    correct_exit();
+}

@@ -1,0 +1,109 @@
+#include "autoresponder/notice.h"
+
+#include "autoresponder/delivery.h"
+#include "autoresponder/diagnostics.h"
+#include "autoresponder/panel_query.h"
+#include "autoresponder/text.h"
+#include "lib/get_param.h"
+
+#include <optional>
+
+namespace {
+
+constexpr char product[] = "ovk";
+constexpr char fallback_sender[] = "root@localhost";
+
+struct Client {
+    std::string email;
+    /// Personal name, or the login of a client without one.
+    std::string name;
+};
+
+/// The client who owns the domain; none when there is nobody to write to.
+std::optional<Client> find_client(const ReplyContext& context) {
+    MysqlResult found;
+    if (!run_query(context.connection,
+                   concat({"select c.email, c.pname, c.login from clients c, domains d"
+                           " where d.cl_id=c.id and d.name='",
+                           context.escaped_domain, "'"}),
+                   found)) {
+        report(
+            {"Unable to define client email and personal name :", mysql_error(context.connection)});
+        return std::nullopt;
+    }
+    const std::optional<Row> row = next_row(found);
+    if (!row) {
+        report({"This client does not exist :", mysql_error(context.connection)});
+        return std::nullopt;
+    }
+    Client client{row->text(0), row->text(1)};
+    if (client.email.empty())
+        return std::nullopt;
+    if (client.name.empty())
+        client.name = row->text(2);
+    return client;
+}
+
+/// A parameter that cannot be read counts as empty.
+std::string parameter(const char* name, MYSQL* connection) {
+    const char* const value = get_param(name, connection);
+    return value == nullptr ? "" : value;
+}
+
+std::string notice_sender(MYSQL* connection) {
+    std::string admin = parameter("admin_email", connection);
+    if (!admin.empty())
+        return admin;
+    const std::string host = parameter("FullHostName", connection);
+    return host.empty() ? fallback_sender : "root@" + host;
+}
+
+std::string notice_text(const std::string& sender, const Client& client, const std::string& missing,
+                        const ResponderRule& rule, const Mail_content& mail) {
+    const std::string reply_to =
+        rule.reply_to.empty() ? "" : concat({"Reply-To: ", rule.reply_to, "\n"});
+    return concat({
+        reply_to,
+        "From: ",
+        sender,
+        "\n",
+        "To: ",
+        client.email,
+        "\n",
+        "CC: \n",
+        "Subject: ",
+        product,
+        " notification (files missing in attachments repository). \n",
+        "Content-Type: text/plain; charset=utf-8\n",
+        "Content-Disposition: inline\n",
+        "Content-Transfer-Encoding: 8bit\n",
+        "\n",
+        "\n",
+        "Notification for ",
+        product,
+        " client '",
+        client.name,
+        "'.\n",
+        "\n",
+        "The following files are missing in the attachment repository\n",
+        "for the mailname '",
+        mail.mailname,
+        "' on domain '",
+        mail.domain,
+        "':\n",
+        missing,
+        "\n",
+    });
+}
+
+} // namespace
+
+void notify_about_missing(const std::string& missing, const ResponderRule& rule,
+                          const ReplyContext& context) {
+    const std::optional<Client> client = find_client(context);
+    if (!client)
+        return;
+    const std::string sender = notice_sender(context.connection);
+    deliver_notice(sender, client->email,
+                   notice_text(sender, *client, missing, rule, context.mail));
+}

@@ -1,0 +1,86 @@
+#include "autoresponder/process.h"
+
+#include "lib/product_log.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <fcntl.h>
+#include <initializer_list>
+#include <new>
+#include <unistd.h>
+
+char mail_file_name[sizeof mail_file_template] = "/tmp/ovk-autoresponder-XXXXXX";
+char resp_uu_file_name[sizeof reply_file_template] = "/tmp/ovk-response-uu-XXXXXX";
+
+namespace {
+
+// open() gives the lowest free number, so going upwards fills exactly the gaps.
+void hold_standard_descriptors() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) == -1 && errno == EBADF)
+            open("/dev/null", O_RDWR);
+    }
+}
+
+pid_t own_process = 0;
+
+void remove_temporary_files() {
+    if (mail_file_name[0] != '\0')
+        unlink(mail_file_name);
+    if (resp_uu_file_name[0] != '\0')
+        unlink(resp_uu_file_name);
+}
+
+// A host that shuts down should not find mail of strangers in /tmp. Then the signal takes its
+// course, so that whoever sent it sees what it did. A child that has not yet become sendmail gets
+// here as well; the files are not its own.
+extern "C" void end_on_signal(int signal) {
+    if (getpid() == own_process)
+        remove_temporary_files();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+// Only where the caller has not chosen to have the signal ignored.
+void tidy_up_on(int signal) {
+    if (std::signal(signal, end_on_signal) == SIG_IGN)
+        std::signal(signal, SIG_IGN);
+}
+
+// Mail may be in flight at this point, so the temporary files stay for whoever looks into it, as
+// after every other exit with status 1.
+[[noreturn]] void end_on_unexpected_failure() {
+    errno = 0;
+    try {
+        if (const std::exception_ptr failure = std::current_exception())
+            std::rethrow_exception(failure);
+        messlog2(1, 1, "Program failed");
+    } catch (const std::bad_alloc&) {
+        messlog2(1, 1, "Program failed due to exhausted memory");
+    } catch (const std::exception& failure) {
+        messlog2(1, 1, "Program failed: %s", failure.what());
+    } catch (...) {
+        messlog2(1, 1, "Program failed");
+    }
+    _exit(1);
+}
+
+} // namespace
+
+void prepare_process() {
+    hold_standard_descriptors();
+    std::signal(SIGPIPE, SIG_IGN);
+    own_process = getpid();
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+        tidy_up_on(signal);
+    std::set_terminate(end_on_unexpected_failure);
+    errno = 0;
+}
+
+void correct_exit() {
+    remove_temporary_files();
+    std::exit(EXIT_SUCCESS);
+}

@@ -1,0 +1,251 @@
+#include "autoresponder/reply.h"
+
+#include "autoresponder/attachments.h"
+#include "autoresponder/delivery.h"
+#include "autoresponder/diagnostics.h"
+#include "autoresponder/notice.h"
+#include "autoresponder/panel_query.h"
+#include "autoresponder/process.h"
+#include "autoresponder/reply_file.h"
+#include "autoresponder/template.h"
+#include "autoresponder/text.h"
+#include "codecs/base64.h"
+#include "codecs/charset.h"
+#include "codecs/idn.h"
+#include "lib/libcommon.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr char size_limit_path[] = "/var/qmail/control/databytes";
+constexpr std::size_t max_subject = 999;
+
+struct AttachmentNames {
+    /// Existing files, in the order of the database.
+    std::vector<std::string> found;
+    /// Names of the files that do not exist, a line feed behind each.
+    std::string missing;
+};
+
+AttachmentNames look_for_attachments(const ResponderRule& rule, const ReplyContext& context) {
+    const MysqlResult rows = run_query_or_exit(
+        context.connection, concat({"select filename from resp_attach where rn_id=", rule.id}));
+    AttachmentNames names;
+    while (const std::optional<Row> row = next_row(rows)) {
+        std::string stored = row->text(0);
+        if (stored.empty())
+            continue;
+        std::string name = orvek_trim(stored.data());
+        if (attachment_exists(context.mailbox.attachments_dir, name))
+            names.found.push_back(std::move(name));
+        else
+            names.missing.append(name).append(1, '\n');
+    }
+    return names;
+}
+
+/// The placeholders of a rule's subject, in the order that the lookup wants. Bound once: a run
+/// handles one message.
+const std::array<par_templ, 5>& autoresp_templs(const Mail_content& mail) {
+    static const std::array<par_templ, 5> templs = {{
+        {"incoming_message_subject", mail.subject.c_str()},
+        {"orig_emails_sender_mailname", mail.from.c_str()},
+        {"orig_emails_subj", mail.subject.c_str()},
+        {"request_from", mail.from.c_str()},
+        {"request_subject", mail.subject.c_str()},
+    }};
+    return templs;
+}
+
+std::string make_subject(const ResponderRule& rule, const Mail_content& mail) {
+    if (rule.subject.empty())
+        return "Re: " + mail.subject;
+    const std::array<par_templ, 5>& templs = autoresp_templs(mail);
+    std::array<char, max_subject + 1> subject = {};
+    repl_ctl control = {};
+    control.flags = REPL_KEEP_UNKNOWN;
+    templ_replace('<', '>', templs.data(), templs.size(), rule.subject.c_str(), subject.data(),
+                  max_subject, &control);
+    return std::string(subject.data(), control.out_count);
+}
+
+struct ReplyText {
+    std::string body;
+    std::string charset;
+};
+
+/// The text in the rule's charset; as it is, in UTF-8, where that cannot express it.
+ReplyText recode_text(const ResponderRule& rule) {
+    try {
+        return {orvek::iconvRecode(rule.text, "UTF-8", rule.charset, true), rule.charset};
+    } catch (const std::runtime_error&) {
+        return {rule.text, "UTF-8"};
+    }
+}
+
+/// The autoresponder's own address in ASCII form. Without one there is no reply: the process ends
+/// with status 1.
+std::string ascii_address(const std::string& address) {
+    try {
+        errno = 0; // so that the message shows no error of some earlier call
+        return orvek::idn::toAscii(address);
+    } catch (...) {
+        end_on_send_failure();
+    }
+}
+
+/// Reads until `size` bytes are there or the file ends; an error ends it as well.
+std::size_t read_fully(int fd, unsigned char* bytes, std::size_t size) {
+    std::size_t filled = 0;
+    while (filled < size) {
+        const ssize_t count = read(fd, bytes + filled, size - filled);
+        if (count > 0)
+            filled += static_cast<std::size_t>(count);
+        else if (count == 0 || errno != EINTR)
+            break;
+    }
+    return filled;
+}
+
+/// The file in Base64, a line for every 45 bytes. Read and written many lines at a time.
+void write_encoded(int fd, ReplyFile& reply) {
+    constexpr std::size_t bytes_per_line = 45;
+    constexpr std::size_t line_length = 60;
+    constexpr std::size_t lines_per_block = 256;
+    std::array<unsigned char, bytes_per_line * lines_per_block> bytes;
+    std::array<char, (line_length + 1) * lines_per_block + 1> lines;
+    while (const std::size_t count = read_fully(fd, bytes.data(), bytes.size())) {
+        std::size_t length = 0;
+        for (std::size_t at = 0; at < count; at += bytes_per_line) {
+            const std::size_t chunk = std::min(bytes_per_line, count - at);
+            base64Encode(bytes.data() + at, chunk, lines.data() + length);
+            length += (chunk + 2) / 3 * 4;
+            lines[length++] = '\n';
+        }
+        reply.write({lines.data(), length});
+    }
+}
+
+void write_attachment(const std::string& directory, const std::string& name,
+                      const std::string& boundary, ReplyFile& reply) {
+    reply.line({"--", boundary});
+    reply.line({"Content-Type: application/octet-stream"});
+    reply.line({"Content-Transfer-Encoding: base64"});
+    reply.line(
+        {"Content-Disposition: attachment;\n\tfilename=\"", orvek::rfc1522::encode(name), "\""});
+    reply.line({});
+    const Descriptor file = open_attachment(directory, name);
+    if (file)
+        write_encoded(file.get(), reply);
+    else
+        report_system_error(
+            {"autoresponder: Failed to read attachement file '", directory, "/", name, "': "});
+    reply.line({});
+}
+
+/// Writes the whole reply; see the layout of replies in docs/DESIGN.md.
+void write_reply(const ResponderRule& rule, const ReplyContext& context,
+                 const std::vector<std::string>& attachments, const std::string& boundary,
+                 const std::string& subject) {
+    ReplyFile reply;
+    const Mail_content& mail = context.mail;
+    const bool multipart = !attachments.empty();
+    if (!rule.reply_to.empty())
+        reply.line({"Reply-To: ", rule.reply_to});
+    const ReplyText text = recode_text(rule);
+    reply.line({"From: ", ascii_address(mail.to)});
+    reply.line({"To: ", mail.from});
+    reply.line({"MIME-Version: 1.0"});
+    reply.line({"Subject: ", orvek::rfc1522::encode(subject)});
+    if (multipart) {
+        reply.line({"Content-Type: multipart/mixed;\n\tboundary=\"", boundary, "\""});
+        reply.line({});
+        reply.line({"--", boundary});
+    }
+    reply.line({"Content-Type: ", rule.content_type, "; charset=\"", text.charset, "\""});
+    reply.line({"Content-Transfer-Encoding: 8bit"});
+    reply.line({"Content-Disposition: inline"});
+    reply.line({});
+    reply.line({text.body});
+    reply.write("\n\n");
+    for (const std::string& name : attachments)
+        write_attachment(context.mailbox.attachments_dir, name, boundary, reply);
+    if (multipart)
+        reply.line({"--", boundary, "--"});
+}
+
+/// The mail system's limit on the size of a message in bytes; 0 or less for none.
+std::int32_t size_limit() {
+    const File file(std::fopen(size_limit_path, "re"));
+    std::string token;
+    if (!file)
+        return 0;
+    // A number longer than this is out of range however it goes on.
+    std::array<char, 64> text = {};
+    if (std::fscanf(file.get(), "%63s", text.data()) == 1)
+        token = text.data();
+    return decimal_number(token);
+}
+
+bool is_oversize(std::int32_t limit) {
+    struct stat status;
+    return limit > 0 && stat(resp_uu_file_name, &status) == 0 && status.st_size > limit;
+}
+
+void write_oversize_reply(const ResponderRule& rule, const Mail_content& mail) {
+    ReplyFile reply;
+    if (!rule.reply_to.empty())
+        reply.line({"Reply-To: ", rule.reply_to});
+    reply.line({"From: ", mail.to});
+    reply.line({"CC: "});
+    reply.line({"Subject: ", orvek::rfc1522::encode("Re: " + mail.subject)});
+    reply.line({});
+    reply.line({"An error occurred while responding on you request."});
+    reply.line({});
+    reply.line({"Autoresponder message size exceeds databytes limit."});
+    reply.write("\n\n\n");
+}
+
+/// A sender that sendmail would take for one of its options is not handed to it.
+bool is_safe_recipient(const std::string& sender) {
+    if (sender.front() != '-')
+        return true;
+    report({"autoresponder: Sender address looks like an option: ", sender});
+    return false;
+}
+
+} // namespace
+
+void send_reply(const ResponderRule& rule, const ReplyContext& context) {
+    if (!is_safe_recipient(context.mail.from))
+        return;
+    const std::string boundary = makeBoundaryStr();
+    Descriptor created = create_reply_file();
+    const AttachmentNames attachments = look_for_attachments(rule, context);
+    if (!attachments.missing.empty())
+        notify_about_missing(attachments.missing, rule, context);
+    write_reply(rule, context, attachments.found, boundary, make_subject(rule, context.mail));
+    created.reset();
+    if (is_oversize(size_limit()))
+        write_oversize_reply(rule, context.mail);
+    deliver_reply(context.mail);
+}
+
+std::string makeBoundaryStr() {
+    constexpr int letters = 29;
+    std::string boundary = "--------=_";
+    for (int i = 0; i < letters; ++i) {
+        const int r = std::rand() % 52;
+        boundary += static_cast<char>(r < 26 ? 'A' + r : 'a' + (r - 26));
+    }
+    return boundary;
+}

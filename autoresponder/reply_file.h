@@ -1,0 +1,31 @@
+// The temporary file that a reply is composed in.
+#pragma once
+
+#include "lib/owned.h"
+
+#include <array>
+#include <cstdio>
+#include <initializer_list>
+#include <string_view>
+
+/// Output to the file named by resp_uu_file_name, emptied first. When the file cannot be opened or
+/// a write fails, everything from then on is silently lost.
+class ReplyFile {
+public:
+    ReplyFile();
+    ReplyFile(const ReplyFile&) = delete;
+    ReplyFile& operator=(const ReplyFile&) = delete;
+
+    void write(std::string_view text);
+
+    /// The pieces one after the other and a line feed.
+    void line(std::initializer_list<std::string_view> pieces);
+
+private:
+    std::array<char, 65536> buffer_; // outlives file_, which flushes it
+    File file_;
+};
+
+/// Names a new reply file in resp_uu_file_name and creates it, readable by its owner only. The
+/// caller keeps the descriptor while the file is written. -1 when it cannot be created.
+Descriptor create_reply_file();

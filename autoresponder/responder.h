@@ -1,0 +1,10 @@
+// The responder run: everything that happens between a usable incoming message and the end of the
+// process. It holds the one database connection of the run.
+#pragma once
+
+#include "autoresponder/mail_content.h"
+
+/// Finds the recipient's mailbox and lets each of its rules answer. Returns 0 whenever it returns.
+/// Failures of the database work end the process through correct_exit, fatal failures of the
+/// delivery with status 1; each has written its message by then.
+int db_mail_act(Mail_content* mail);

@@ -1,0 +1,256 @@
+#include "codecs/charset.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <iconv.h>
+#include <initializer_list>
+#include <stdexcept>
+#include <string_view>
+
+namespace orvek {
+
+namespace {
+
+constexpr std::string_view blanks = " \t";
+
+void complain(std::string_view problem, std::string_view about) {
+    std::string line(problem);
+    line.append(about).append(1, '\n');
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
+}
+
+/// An open conversion. close() tells how closing went; the destructor closes what is still open.
+class Conversion {
+public:
+    Conversion(const std::string& from, const std::string& to)
+        : descriptor_(iconv_open(to.c_str(), from.c_str())) {}
+    Conversion(const Conversion&) = delete;
+    Conversion& operator=(const Conversion&) = delete;
+    ~Conversion() {
+        if (is_open())
+            iconv_close(descriptor_);
+    }
+
+    bool is_open() const { return descriptor_ != none(); }
+
+    bool close() {
+        const iconv_t descriptor = descriptor_;
+        descriptor_ = none();
+        return iconv_close(descriptor) == 0;
+    }
+
+    /// One call of iconv: takes input off the front of `input`, appends what it gave to `output`.
+    /// Returns errno, 0 when all went well.
+    int step(std::string_view& input, std::string& output) {
+        std::array<char, 4096> buffer;
+        char* in = const_cast<char*>(input.data());
+        char* out = buffer.data();
+        std::size_t in_left = input.size();
+        std::size_t out_left = buffer.size();
+        errno = 0;
+        iconv(descriptor_, &in, &in_left, &out, &out_left);
+        const int result = errno;
+        input.remove_prefix(input.size() - in_left);
+        output.append(buffer.data(), buffer.size() - out_left);
+        return result;
+    }
+
+private:
+    static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
+
+    iconv_t descriptor_;
+};
+
+/// The 6-bit value of the next symbol at or behind `pos`; 0, without moving, at "=" and at the end.
+unsigned base64Take(const std::string& s, std::size_t& pos) {
+    for (; pos < s.size(); ++pos) {
+        const char c = s[pos];
+        if (c >= 'A' && c <= 'Z')
+            return static_cast<unsigned>(s[pos++] - 'A');
+        if (c >= 'a' && c <= 'z')
+            return static_cast<unsigned>(s[pos++] - 'a') + 26;
+        if (c >= '0' && c <= '9')
+            return static_cast<unsigned>(s[pos++] - '0') + 52;
+        if (c == '+' || c == '/') {
+            ++pos;
+            return c == '+' ? 62 : 63;
+        }
+        if (c == '=')
+            return 0;
+        if (c != ' ' && c != '\t' && c != '\n' && c != '\r')
+            complain("Bad base64 symbol: ", {&c, 1});
+    }
+    return 0;
+}
+
+/// The byte that "=" and up to two characters behind it stand for, read as strtoul reads base 16.
+char hex_byte(const std::string& digits) {
+    char* end = nullptr;
+    const unsigned long value = std::strtoul(digits.c_str(), &end, 16);
+    if (end == digits.c_str() && !digits.empty())
+        complain("Bad hex in quoted-printable string: ", digits);
+    return static_cast<char>(value & 0xff);
+}
+
+std::string q_decode(std::string_view data) {
+    std::string bytes;
+    bytes.reserve(data.size());
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        if (data[i] == '_') {
+            bytes += ' ';
+        } else if (data[i] == '=') {
+            const std::string_view digits = data.substr(i + 1, 2);
+            bytes += hex_byte(std::string(digits));
+            i += digits.size();
+        } else {
+            bytes += data[i];
+        }
+    }
+    return bytes;
+}
+
+std::string decode_data(std::string_view encoding, std::string_view data) {
+    if (encoding == "Q" || encoding == "q")
+        return q_decode(data);
+    if (encoding == "B" || encoding == "b")
+        return base64_decode(std::string(data));
+    return {};
+}
+
+/// Decodes a word without blanks: "=?charset?encoding?data?=" and whatever follows it.
+std::string rfc1522_decode_word(std::string_view w) {
+    if (w.substr(0, 2) != "=?")
+        return std::string(w);
+    const std::size_t charset_end = w.find('?', 2);
+    if (charset_end == std::string_view::npos) {
+        complain("wrong rfc1522 sequence (no charset): ", w);
+        return std::string(w);
+    }
+    const std::size_t encoding_end = w.find('?', charset_end + 1);
+    if (encoding_end == std::string_view::npos) {
+        complain("wrong rfc1522 sequence (no encoding): ", w);
+        return std::string(w);
+    }
+    const std::size_t data_end = w.find("?=", encoding_end + 1);
+    if (data_end == std::string_view::npos) {
+        complain("wrong rfc1522 sequence (no data): ", w);
+        return std::string(w);
+    }
+    const std::string_view trailing = w.substr(data_end + 2);
+    if (!trailing.empty())
+        complain("wrong rfc1522 sequence (trailing stuff): ", w);
+    const std::string_view encoding = w.substr(charset_end + 1, encoding_end - charset_end - 1);
+    const std::string_view data = w.substr(encoding_end + 1, data_end - encoding_end - 1);
+    return iconvRecode(decode_data(encoding, data), std::string(w.substr(2, charset_end - 2)),
+                       "utf-8", true)
+        .append(trailing);
+}
+
+bool is_between_encoded_words(std::string_view text, std::size_t blank, std::size_t word) {
+    return blank >= 2 && text.substr(blank - 2, 2) == "?=" && text.substr(word, 2) == "=?";
+}
+
+bool rfc1522_nonprintable(char c) {
+    const unsigned char byte = static_cast<unsigned char>(c);
+    return byte < 32 || byte >= 128 ||
+           std::string_view("!\"()*+-/=?_").find(c) != std::string_view::npos;
+}
+
+std::string qp_encode(std::string_view s) {
+    constexpr char hex[] = "0123456789ABCDEF";
+    std::string encoded;
+    encoded.reserve(3 * s.size());
+    for (const char c : s) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        if (c == ' ')
+            encoded += '_';
+        else if (rfc1522_nonprintable(c))
+            encoded.append(1, '=').append(1, hex[byte >> 4]).append(1, hex[byte & 15]);
+        else
+            encoded += c;
+    }
+    return encoded;
+}
+
+} // namespace
+
+std::string iconvRecode(const std::string& text, const std::string& from, const std::string& to,
+                        bool replace_invalid) {
+    Conversion conversion(from, to);
+    if (!conversion.is_open())
+        throw std::runtime_error("Cannot convert from " + from + " to " + to);
+    std::string result;
+    std::string_view input = text;
+    while (!input.empty()) {
+        const int error = conversion.step(input, result);
+        if (error == 0 || error == E2BIG)
+            continue;
+        if (error != EILSEQ || !replace_invalid)
+            throw std::runtime_error("Conversion from " + from + " to " + to);
+        // A name with "//IGNORE" reports the bytes that it passed over after the last of them.
+        if (!input.empty())
+            input.remove_prefix(1);
+        result += '?';
+    }
+    if (!conversion.close())
+        throw std::runtime_error("Closing conversion from " + from + " to utf-8 failed");
+    return result;
+}
+
+std::string base64_decode(const std::string& text) {
+    std::string bytes;
+    for (std::size_t pos = 0;;) {
+        const std::size_t start = pos;
+        const unsigned first = base64Take(text, pos);
+        const unsigned second = base64Take(text, pos);
+        const unsigned third = base64Take(text, pos);
+        const unsigned fourth = base64Take(text, pos);
+        const std::size_t consumed = pos - start;
+        if (consumed == 0)
+            return bytes;
+        bytes += static_cast<char>(first << 2 | second >> 4);
+        if (consumed >= 3)
+            bytes += static_cast<char>(second << 4 | third >> 2);
+        if (consumed >= 4)
+            bytes += static_cast<char>(third << 6 | fourth);
+    }
+}
+
+namespace rfc1522 {
+
+std::string decode(std::string text) {
+    const std::string_view s = text;
+    std::string decoded;
+    for (std::size_t word = 0; word != std::string_view::npos;) {
+        const std::size_t blank = s.find_first_of(blanks, word);
+        decoded += rfc1522_decode_word(s.substr(word, blank - word));
+        if (blank == std::string_view::npos)
+            break;
+        word = s.find_first_not_of(blanks, blank);
+        if (word == std::string_view::npos)
+            decoded += s.substr(blank);
+        else if (!is_between_encoded_words(s, blank, word))
+            decoded += s.substr(blank, word - blank);
+    }
+    return decoded;
+}
+
+std::string encode(std::string text) {
+    std::size_t marked = 0;
+    while (marked < text.size() && !rfc1522_nonprintable(text[marked]))
+        ++marked;
+    if (marked == text.size())
+        return text;
+    const std::size_t blank =
+        marked == 0 ? std::string::npos : text.find_last_of(blanks, marked - 1);
+    const std::size_t start = blank == std::string::npos ? 0 : blank + 1;
+    const std::string_view whole = text;
+    std::string encoded(whole.substr(0, start));
+    return encoded.append("=?utf-8?Q?").append(qp_encode(whole.substr(start))).append("?=");
+}
+
+} // namespace rfc1522
+} // namespace orvek

@@ -1,0 +1,33 @@
+// Charset recoding (iconv) and encoded words in header text (RFC 1522, today RFC 2047). Bytes in,
+// bytes out; what cannot be skipped is thrown as std::runtime_error with a fixed text.
+#pragma once
+
+#include <string>
+
+namespace orvek {
+
+/// `text`, all of it, NUL bytes included, recoded from one charset to another. The names go to
+/// iconv as they are. With `replace_invalid` a byte that is no valid input becomes "?"; without it,
+/// and for a sequence that the end of the text cuts off, std::runtime_error is thrown, as for names
+/// that iconv does not know. No shift state is reset at the end.
+std::string iconvRecode(const std::string& text, const std::string& from, const std::string& to,
+                        bool replace_invalid);
+
+/// Lenient Base64: white space is skipped, other bytes outside the alphabet too, with a diagnostic
+/// on standard error each; the first "=" ends the text.
+std::string base64_decode(const std::string& text);
+
+namespace rfc1522 {
+
+/// Header text with its encoded words decoded to UTF-8 and the blanks between adjacent encoded
+/// words dropped. Words that are malformed stay as they are, with a diagnostic on standard error.
+/// Text that ends in blanks keeps them. Throws what iconvRecode throws for a word's charset.
+std::string decode(std::string text);
+
+/// UTF-8 text for a header: unchanged when no character needs it, else with everything from the
+/// word of the first such character on as one "Q" encoded word of any length. The result holds no
+/// control characters but 127.
+std::string encode(std::string text);
+
+} // namespace rfc1522
+} // namespace orvek

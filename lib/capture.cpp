@@ -1,0 +1,281 @@
+// Members of the process-execution family that capture what the child writes.
+#include "lib/forkexec.h"
+#include "lib/libcommon.h"
+#include "lib/owned.h"
+#include "lib/product_log.h"
+#include "lib/spawn.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <span>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// One captured stream: the read end of its pipe and what has come through it.
+struct Capture {
+    int fd = -1;
+    char* buf = nullptr;
+    std::size_t blen = 0;
+    std::size_t bcur = 0;
+
+    /// Ends the text and hands it over; null when nothing was ever read.
+    char* take() {
+        if (buf != nullptr)
+            buf[bcur] = '\0';
+        return std::exchange(buf, nullptr);
+    }
+};
+
+/// One read of a pipe into a growing buffer. At its end, and on errors, the pipe is closed.
+void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur) {
+    constexpr std::size_t least_free = 2048;
+    constexpr std::size_t step = 4096;
+    if (blen - bcur <= least_free) {
+        const std::size_t size = blen <= step ? blen + step : 2 * blen;
+        char* const grown = static_cast<char*>(std::realloc(buf, size));
+        if (grown == nullptr)
+            messlog2(1, 1, "Cannot allocate memory");
+        buf = grown;
+        blen = size;
+    }
+    const ssize_t count = read(fd, buf + bcur, blen - 1 - bcur);
+    if (count > 0) {
+        bcur += static_cast<std::size_t>(count);
+    } else if (count == 0) {
+        spawn::close_fd(fd);
+    } else if (errno != EAGAIN && errno != EINTR) {
+        const int reason = errno;
+        spawn::close_fd(fd);
+        std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", std::strerror(reason));
+        errno = 0;
+    }
+}
+
+/// Waits until one of the open streams has something to read. poll() instead of select(), which
+/// knows no descriptors above 1023.
+bool wait_for_output(std::span<Capture> streams) {
+    std::array<pollfd, 2> polled;
+    for (std::size_t i = 0; i < streams.size(); ++i)
+        polled[i] = {streams[i].fd, POLLIN, 0}; // -1 is passed over
+    errno = 0;
+    return poll(polled.data(), streams.size(), spawn::poll_interval) > 0;
+}
+
+bool any_open(std::span<const Capture> streams) {
+    return std::any_of(streams.begin(), streams.end(),
+                       [](const Capture& stream) { return stream.fd != -1; });
+}
+
+/// Reads all streams to their ends, or until the child has ended without one; then gives its exit
+/// code, or -1.
+int collect(pid_t pid, std::span<Capture> streams) {
+    int status = 0;
+    pid_t ended = 0;
+    while (any_open(streams) && ended == 0) {
+        if (wait_for_output(streams)) {
+            for (Capture& stream : streams) {
+                if (stream.fd != -1)
+                    read_to_buf(stream.fd, stream.buf, stream.blen, stream.bcur);
+            }
+            continue;
+        }
+        ended = spawn::wait_for(pid, &status, WNOHANG);
+        if (ended != 0) {
+            for (Capture& stream : streams)
+                spawn::close_fd(stream.fd);
+        }
+    }
+    if (ended == 0)
+        ended = spawn::wait_for(pid, &status, WUNTRACED);
+    return ended == -1 || errno != 0 ? -1 : spawn::exit_code(status);
+}
+
+/// A pipe for the child to write into: its read end becomes the stream's and does not block, its
+/// write end is returned.
+int open_stream(Capture& stream) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1)
+        messlog2(1, 1, "fork_execv_getouterr: pipe() failed");
+    if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == -1)
+        messlog2(1, 1, "fork_execv_getouterr: fcntl(O_NONBLOCK) failed");
+    stream.fd = ends[0];
+    return ends[1];
+}
+
+} // namespace
+
+int fork_execv_getouterr(char** out, char** err, const char* path, const char* const args[]) {
+    *out = *err = nullptr;
+    Capture streams[2];
+    int out_end = open_stream(streams[0]);
+    int err_end = open_stream(streams[1]);
+    const pid_t pid = fork_execv_pipes(STDIN_FILENO, out_end, err_end, path, args);
+    spawn::close_fd(out_end);
+    spawn::close_fd(err_end);
+    const int result = collect(pid, streams);
+    *out = streams[0].take();
+    *err = streams[1].take();
+    return result;
+}
+
+int fork_execl_getouterr(char** out, char** err, const char* path, ...) {
+    va_list args;
+    va_start(args, path);
+    const spawn::Vector vector = spawn::collect_or_exit(args);
+    va_end(args);
+    return fork_execv_getouterr(out, err, path, vector.get());
+}
+
+int fork_execv_getout(char** out, const char* path, const char* const args[]) {
+    *out = nullptr;
+    Capture stream;
+    int out_end = open_stream(stream);
+    const pid_t pid = fork_execv_pipes(STDIN_FILENO, out_end, STDERR_FILENO, path, args);
+    spawn::close_fd(out_end);
+    const int result = collect(pid, {&stream, 1});
+    *out = stream.take();
+    return result;
+}
+
+int fork_execl_getout(char** out, const char* path, ...) {
+    va_list args;
+    va_start(args, path);
+    const spawn::Vector vector = spawn::collect_or_exit(args);
+    va_end(args);
+    return fork_execv_getout(out, path, vector.get());
+}
+
+int fork_execv_log(const char* path, const char* const args[], int ignore_exit_status) {
+    char* out;
+    char* err;
+    const int result = fork_execv_getouterr(&out, &err, path, args);
+    const MallocedText output(out);
+    const MallocedText errors(err);
+    if (result == 0 || ignore_exit_status != 0)
+        return result;
+    if (output)
+        std::fputs(output.get(), stderr);
+    if (errors)
+        messlog2(0, 1, "%s execution failed:\n%s", path, errors.get());
+    else
+        messlog2(0, 1, "%s execution failed (no output)", path);
+    return result;
+}
+
+int fork_execl_log(const char* path, ...) {
+    va_list args;
+    va_start(args, path);
+    const spawn::Vector vector = spawn::collect_or_exit(args);
+    va_end(args);
+    return fork_execv_log(path, vector.get(), 0);
+}
+
+namespace {
+
+/// The child of fork_execvv_getoutput: both streams into the pipe.
+[[noreturn]] void become_with_output(int write_end, const char* path, const char* const args[]) {
+    dup2(write_end, STDOUT_FILENO);
+    dup2(write_end, STDERR_FILENO);
+    spawn::execute(path, args);
+    spawn::tell(STDOUT_FILENO, "Cannot exec '%s':\n%s", path, std::strerror(errno));
+    spawn::end_child();
+}
+
+/// Reads the pipe to its end, or until the child has ended without one. Returns the text, which is
+/// never null; `ended` tells whether the child was waited for.
+MallocedText read_output(int fd, pid_t pid, int* status, bool& ended) {
+    constexpr std::size_t step = 4096;
+    std::size_t capacity = step;
+    std::size_t fill = 0;
+    char* buffer = static_cast<char*>(malloc_safe(capacity));
+    pollfd polled = {fd, POLLIN, 0};
+    ended = false;
+    for (;;) {
+        errno = 0;
+        const int ready = poll(&polled, 1, spawn::poll_interval);
+        if (errno != 0 && errno != EINTR)
+            break;
+        if (ready <= 0) {
+            ended = spawn::wait_for(pid, status, WNOHANG) != 0;
+            if (ended)
+                break;
+            continue;
+        }
+        const ssize_t count = read(fd, buffer + fill, capacity - 1 - fill);
+        if (count == -1 && errno == EINTR)
+            continue;
+        if (count == -1)
+            messlog2(0, 1, "Cannot read child output:\n%s", std::strerror(errno));
+        if (count <= 0)
+            break;
+        fill += static_cast<std::size_t>(count);
+        if (fill == capacity - 1) {
+            capacity += step;
+            buffer = static_cast<char*>(realloc_safe(buffer, capacity));
+        }
+    }
+    buffer[fill] = '\0';
+    return MallocedText(buffer);
+}
+
+/// Logs every outcome but exit code 0 and gives the result.
+int judge(int status, const char* path, const char* text) {
+    if (!WIFEXITED(status)) {
+        if (WIFSIGNALED(status))
+            messlog2(0, 1, "utility %s killed (signal %d):\n%s", path, WTERMSIG(status), text);
+        else
+            messlog2(0, 1, "utility %s crashed (status %d):\n%s", path, status, text);
+        return -1;
+    }
+    const int code = WEXITSTATUS(status);
+    if (code == spawn::exec_failed)
+        messlog2(0, 1, "error:\n%s", text);
+    else if (code != 0)
+        messlog2(0, 1, "utility %s failed (result=%d):\n%s", path, code, text);
+    return code;
+}
+
+} // namespace
+
+int fork_execvv_getoutput(char** output, const char* path, const char* const args[]) {
+    *output = nullptr;
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1)
+        messlog2(1, 1, "fork_execvv_getoutput pipe():\n%s", std::strerror(errno));
+    const Descriptor read_end(ends[0]);
+    Descriptor write_end(ends[1]);
+    const pid_t pid = fork();
+    if (pid == -1)
+        messlog2(1, 1, "Cannot fork():\n%s", std::strerror(errno));
+    if (pid == 0)
+        become_with_output(write_end.get(), path, args);
+    write_end.reset();
+    fcntl(read_end.get(), F_SETFL, O_NONBLOCK);
+
+    int status = 0;
+    bool ended;
+    MallocedText text = read_output(read_end.get(), pid, &status, ended);
+    if (!ended)
+        spawn::wait_for(pid, &status, WUNTRACED);
+    const int result = judge(status, path, text.get());
+    if (result == 0)
+        *output = text.release();
+    return result;
+}
+
+int fork_execv_getoutput(char** output, const char* path, ...) {
+    va_list args;
+    va_start(args, path);
+    const spawn::Vector vector = spawn::collect_all(path, args);
+    va_end(args);
+    if (!vector)
+        messlog2(1, 1, "Cannot allocate buffer:\n%s", std::strerror(errno));
+    return fork_execvv_getoutput(output, path, vector.get());
+}

@@ -1,0 +1,54 @@
+#include "lib/liblog.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <syslog.h>
+
+namespace {
+
+int LogLevel = LOG_INFO;
+int LogFacility = LOG_MAIL;
+
+__attribute__((format(printf, 2, 0))) void print_line(std::FILE* stream, const char* fmt,
+                                                      va_list args) {
+    std::vfprintf(stream, fmt, args);
+    std::fputc('\n', stream);
+    std::fflush(stream);
+}
+
+__attribute__((format(printf, 2, 0))) void _orvek_utility_logv(int level, const char* fmt,
+                                                               va_list args) {
+    if (level > LogLevel)
+        return;
+    va_list again;
+    va_copy(again, args);
+    print_line(stderr, fmt, args);
+    print_line(stdout, fmt, again);
+    va_end(again);
+}
+
+__attribute__((format(printf, 2, 3))) void _orvek_utility_log(int level, const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    _orvek_utility_logv(level, fmt, args);
+    va_end(args);
+}
+
+} // namespace
+
+LogFuncType* orvek_log = _orvek_utility_log;
+LogVFuncType* orvek_logv = _orvek_utility_logv;
+
+void orvek_log_init(const char* location, int level, int facility, int option, const char* ident) {
+    LogFacility = facility;
+    LogLevel = std::max(level, 0);
+    if (location != nullptr) {
+        orvek_log = _orvek_utility_log;
+        orvek_logv = _orvek_utility_logv;
+        return;
+    }
+    closelog();
+    openlog(ident, option | LOG_PID, LogFacility);
+    orvek_log = syslog;
+    orvek_logv = vsyslog;
+}

@@ -1,0 +1,18 @@
+// The level logger: messages with a syslog priority, to both output streams or to the system log.
+#pragma once
+
+#include <cstdarg>
+
+using LogFuncType = void(int level, const char* fmt, ...);
+using LogVFuncType = void(int level, const char* fmt, va_list args);
+
+/// Where messages go; never null. At first the console: a message of level 6 (LOG_INFO) or below
+/// goes to standard error and to standard output, with a line end and nothing else added; one of
+/// a higher level, a facility in it included, is dropped.
+extern LogFuncType* orvek_log;
+extern LogVFuncType* orvek_logv;
+
+/// Chooses the destination. With a `location` it is the console, for levels up to `level` (0 when
+/// that is less). Without one it is the system log, opened as `ident` with `option` (the process id
+/// always added) and `facility`; `level` then filters nothing.
+void orvek_log_init(const char* location, int level, int facility, int option, const char* ident);

@@ -1,0 +1,193 @@
+#include "lib/read_configuration.h"
+
+#include "lib/liblog.h"
+#include "lib/owned.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <search.h>
+#include <sys/types.h>
+#include <syslog.h>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t alloc_step = 20;
+constexpr int level = LOG_USER | LOG_WARNING;
+
+int out_of_memory(const char* message) {
+    orvek_log(level, message, std::strerror(ENOMEM));
+    errno = ENOMEM;
+    return -1;
+}
+
+int create_entries(conf_data* pconf) {
+    pconf->data = static_cast<conf_entry*>(std::calloc(alloc_step, sizeof(conf_entry)));
+    pconf->size = pconf->data == nullptr ? 0 : alloc_step;
+    pconf->nmemb = 0;
+    pconf->finalized = 1;
+    if (pconf->data != nullptr)
+        return 0;
+    errno = ENOMEM;
+    return -1;
+}
+
+bool is_space(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+bool is_name_character(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+}
+
+char* skip_space(char* text) {
+    while (is_space(*text))
+        ++text;
+    return text;
+}
+
+/// Ends the value that `value` begins with at its comment or at the end of the line, without the
+/// white space before that.
+void cut_value(char* value) {
+    char* end = value + 1;
+    while (*end != '\0' && *end != '#')
+        ++end;
+    while (is_space(end[-1]))
+        --end;
+    *end = '\0';
+}
+
+/// Stores the variable that `line` defines, if it does. -1 only when storing fails.
+int read_line(char* line, conf_data* pconf) {
+    char* const name = skip_space(line);
+    if (*name == '\0' || *name == '#')
+        return 0;
+    char* name_end = name;
+    while (is_name_character(*name_end))
+        ++name_end;
+    if (!is_space(*name_end)) {
+        orvek_log(level, "Invalid variable definition %s\nExpected a space after variable name\n",
+                  name);
+        return 0;
+    }
+    char* const value = skip_space(name_end + 1);
+    if (*value == '\0' || *value == '#') {
+        orvek_log(level, "Invalid variable definition %s\nExpected a value", name);
+        return 0;
+    }
+    *name_end = '\0';
+    cut_value(value);
+    return conf_set_r(name, value, pconf);
+}
+
+/// The buffer that getline() keeps for its lines.
+struct LineBuffer {
+    char* text = nullptr;
+    std::size_t size = 0;
+    LineBuffer() = default;
+    LineBuffer(const LineBuffer&) = delete;
+    LineBuffer& operator=(const LineBuffer&) = delete;
+    ~LineBuffer() { std::free(text); }
+};
+
+} // namespace
+
+int conf_init_r(conf_data* pconf) {
+    if (pconf->data == nullptr)
+        return create_entries(pconf);
+    if (pconf->nmemb < pconf->size)
+        return 0;
+    if (pconf->size > SIZE_MAX / sizeof(conf_entry) / 2)
+        return out_of_memory("Unable to read configuration: %s");
+    const std::size_t size = pconf->size * 2;
+    void* const grown = std::realloc(pconf->data, size * sizeof(conf_entry));
+    if (grown == nullptr)
+        return out_of_memory("Unable to read configuration: %s");
+    pconf->data = static_cast<conf_entry*>(grown);
+    pconf->size = size;
+    return 0;
+}
+
+int conf_set_r(const char* name, const char* value, conf_data* pconf) {
+    if (conf_init_r(pconf) == -1)
+        return -1;
+    MallocedText key(strdup(name));
+    MallocedText text(strdup(value));
+    if (!key || !text)
+        return out_of_memory("Unable to form configuration: %s");
+    const std::size_t before = pconf->nmemb;
+    const conf_entry wanted = {key.get(), text.get()};
+    auto* const stored = static_cast<conf_entry*>(
+        lsearch(&wanted, pconf->data, &pconf->nmemb, sizeof(conf_entry), cmp_conf));
+    if (pconf->nmemb != before) {
+        static_cast<void>(key.release());
+        static_cast<void>(text.release());
+        pconf->finalized = 0;
+    } else {
+        std::free(std::exchange(stored->value, text.release()));
+    }
+    return 0;
+}
+
+void conf_finalize_r(conf_data* pconf) {
+    if (pconf->finalized == 1)
+        return;
+    if (pconf->nmemb > 1)
+        std::qsort(pconf->data, pconf->nmemb, sizeof(conf_entry), cmp_conf);
+    pconf->finalized = 1;
+}
+
+char* conf_get_r(const char* name, conf_data* pconf) {
+    if (pconf->nmemb == 0)
+        return nullptr;
+    const conf_entry wanted = {const_cast<char*>(name), nullptr};
+    const void* const found =
+        pconf->finalized == 1
+            ? std::bsearch(&wanted, pconf->data, pconf->nmemb, sizeof(conf_entry), cmp_conf)
+            : lfind(&wanted, pconf->data, &pconf->nmemb, sizeof(conf_entry), cmp_conf);
+    return found == nullptr ? nullptr : static_cast<const conf_entry*>(found)->value;
+}
+
+int conf_read_file_r(const char* conf_file, conf_data* pconf) {
+    const File file(std::fopen(conf_file, "rt"));
+    if (!file) {
+        const int reason = errno;
+        orvek_log(level, "unable to open configuration file %s: %s\n", conf_file,
+                  std::strerror(reason));
+        errno = reason;
+        return -1;
+    }
+    LineBuffer line;
+    int reason = 0;
+    while (errno = 0, getline(&line.text, &line.size, file.get()) != -1) {
+        if (read_line(line.text, pconf) == -1)
+            return -1;
+    }
+    reason = errno;
+    conf_finalize_r(pconf);
+    if (std::feof(file.get()) && !std::ferror(file.get())) {
+        errno = 0;
+        return 0;
+    }
+    orvek_log(level, "Unable to read configuration file: %s", std::strerror(reason));
+    errno = reason;
+    return -1;
+}
+
+void conf_free_r(conf_data* pconf) {
+    if (pconf == nullptr)
+        return;
+    for (std::size_t i = 0; i < pconf->nmemb; ++i) {
+        std::free(pconf->data[i].key);
+        std::free(pconf->data[i].value);
+    }
+    std::free(pconf->data);
+    std::free(pconf);
+}
+
+int cmp_conf(const void* left, const void* right) {
+    return std::strcmp(static_cast<const conf_entry*>(left)->key,
+                       static_cast<const conf_entry*>(right)->key);
+}

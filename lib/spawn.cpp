@@ -1,0 +1,95 @@
+#include "lib/spawn.h"
+
+#include "lib/product_log.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace spawn {
+
+void execute(const char* path, const char* const args[]) {
+    std::signal(SIGPIPE, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    errno = 0;
+    execv(path, const_cast<char* const*>(args));
+}
+
+void end_child() {
+    _exit(exec_failed);
+}
+
+void tell(int fd, const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    vdprintf(fd, fmt, args);
+    va_end(args);
+}
+
+void close_fd(int& fd) {
+    if (fd != -1)
+        close(fd);
+    fd = -1;
+}
+
+pid_t wait_for(pid_t pid, int* status, int options) {
+    pid_t result;
+    do {
+        errno = 0;
+        result = waitpid(pid, status, options);
+    } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+int exit_code(int status) {
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void VectorFree::operator()(const char** vector) const noexcept {
+    std::free(vector);
+}
+
+Vector collect_all(const char* first, va_list args) {
+    va_list counted;
+    va_copy(counted, args);
+    std::size_t count = first == nullptr ? 0 : 1;
+    while (va_arg(counted, const char*) != nullptr)
+        ++count;
+    va_end(counted);
+
+    Vector vector(static_cast<const char**>(std::malloc((count + 1) * sizeof(const char*))));
+    if (!vector)
+        return vector;
+    std::size_t i = 0;
+    if (first != nullptr)
+        vector[i++] = first;
+    while (i < count)
+        vector[i++] = va_arg(args, const char*);
+    vector[count] = nullptr;
+    return vector;
+}
+
+Vector collect_or_exit(va_list args) {
+    Vector vector = collect_all(nullptr, args);
+    if (!vector)
+        messlog2(1, 1, "malloc() failed: %s", std::strerror(errno));
+    return vector;
+}
+
+FixedVector collect_fixed(const char* path, va_list args) {
+    FixedVector vector = {path};
+    for (std::size_t i = 1; i + 1 < vector.size(); ++i) {
+        vector[i] = va_arg(args, const char*);
+        if (vector[i] == nullptr)
+            break;
+    }
+    return vector;
+}
+
+} // namespace spawn

@@ -1,0 +1,59 @@
+// What all members of the process-execution family share: starting a child, waiting for it, and
+// putting argument vectors together. Private to the family (forkexec, capture, util_exec,
+// popen_exec).
+#pragma once
+
+#include <array>
+#include <cstdarg>
+#include <cstddef>
+#include <memory>
+#include <sys/types.h>
+
+namespace spawn {
+
+/// Status with which a child ends that could not become the program.
+inline constexpr int exec_failed = 255;
+
+/// Milliseconds after which a silent pipe has the child looked at.
+inline constexpr int poll_interval = 1000;
+
+/// In the child: gives signals their default meaning again and executes `path`. Returns only when
+/// that fails, with errno set.
+void execute(const char* path, const char* const args[]);
+
+/// In the child: ends it. Nothing of the parent's is run or written a second time: no handlers, no
+/// stream buffers.
+[[noreturn]] void end_child();
+
+/// In the child: writes the formatted message to `fd` in one piece, past all stream buffers.
+void tell(int fd, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+/// Closes a descriptor held in a variable and sets the variable to -1.
+void close_fd(int& fd);
+
+/// waitpid(), again when a signal interrupts it. errno is 0 on success.
+pid_t wait_for(pid_t pid, int* status, int options);
+
+/// Exit code of a child that ended normally, -1 otherwise.
+int exit_code(int status);
+
+/// Deletes what malloc made.
+struct VectorFree {
+    void operator()(const char** vector) const noexcept;
+};
+using Vector = std::unique_ptr<const char*[], VectorFree>;
+
+/// All variadic arguments up to the null, `first` (where not null) in front of them, and a null.
+/// Null when there is no memory.
+Vector collect_all(const char* first, va_list args);
+
+/// The arguments alone. Without memory the process ends with status 1, after a message.
+Vector collect_or_exit(va_list args);
+
+/// A vector of a fixed size: at most 100 entries and a null.
+using FixedVector = std::array<const char*, 101>;
+
+/// `path` and the variadic arguments up to the null; those behind the 99th are ignored.
+FixedVector collect_fixed(const char* path, va_list args);
+
+} // namespace spawn

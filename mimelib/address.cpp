@@ -1,0 +1,274 @@
+#include "mimelib/address.h"
+
+#include "mimelib/field_text.h"
+
+using mimelib::is_control;
+using mimelib::Scanner;
+
+namespace {
+
+constexpr std::string_view specials = "()<>[]:;@\\,.\"";
+constexpr std::string_view specials_without_dot = "()<>[]:;@\\,\"";
+
+/// Whether a quoted string with this content can be no dot-atom.
+bool needs_quotes(std::string_view content) {
+    return content.empty() || content.front() == '.' || content.back() == '.' ||
+           content.find("..") != std::string_view::npos ||
+           content.find(' ') != std::string_view::npos ||
+           content.find_first_of(specials_without_dot) != std::string_view::npos;
+}
+
+std::string quote(std::string_view content) {
+    std::string quoted = "\"";
+    for (const char c : content) {
+        if (c == '"' || c == '\\')
+            quoted += '\\';
+        quoted += c;
+    }
+    return quoted += '"';
+}
+
+bool holds_control(std::string_view text) {
+    for (const char c : text) {
+        if (is_control(c))
+            return true;
+    }
+    return false;
+}
+
+/// Puts an addr-spec together from the pieces of an address as they come. The first piece that
+/// cannot be one's spoils it, and nothing after that matters.
+class AddrSpec {
+public:
+    void atom(std::string_view text) {
+        word(text, true);
+        has_name_[in_domain_] = true;
+    }
+
+    void encoded_word(std::string_view text) {
+        atom(text);
+        spoiled_ |= text.find_first_of(specials) != std::string_view::npos;
+    }
+
+    void quoted(std::string_view content, bool closed) {
+        word(needs_quotes(content) ? quote(content) : std::string(content), closed && !in_domain_);
+        // An empty one is no name by itself.
+        if (!content.empty())
+            has_name_[in_domain_] = true;
+    }
+
+    /// `text` comes with its brackets.
+    void literal(std::string_view text, bool closed) {
+        const bool whole = closed && text.size() > 2 && in_domain_ && domain_.empty();
+        const std::string_view inside = text.substr(1, text.size() - 2);
+        word(text, whole && inside.find_first_of("()<>[];@\\,\"") == std::string_view::npos);
+        has_name_[in_domain_] = true;
+        after_literal_ = true;
+    }
+
+    void dot() {
+        spoiled_ |= after_literal_;
+        (in_domain_ ? domain_ : local_) += '.';
+        after_word_ = false;
+    }
+
+    void at() {
+        spoiled_ |= in_domain_;
+        in_domain_ = true;
+        after_word_ = false;
+    }
+
+    void spoil() { spoiled_ = true; }
+    bool has_at() const { return in_domain_; }
+
+    bool is_valid() const { return !spoiled_ && has_name_[false] && has_name_[true]; }
+    const std::string& local() const { return local_; }
+    const std::string& domain() const { return domain_; }
+
+private:
+    /// Two words need a dot between them.
+    void word(std::string_view text, bool possible) {
+        spoiled_ |= !possible || after_word_ || holds_control(text);
+        after_word_ = true;
+        if (!spoiled_)
+            (in_domain_ ? domain_ : local_) += text;
+    }
+
+    std::string local_;
+    std::string domain_;
+    bool has_name_[2] = {false, false};
+    bool in_domain_ = false;
+    bool after_word_ = false;
+    bool after_literal_ = false;
+    bool spoiled_ = false;
+};
+
+/// At "[": the literal with its brackets and without white space.
+void take_literal(Scanner& field, AddrSpec& spec) {
+    std::string text;
+    bool closed = false;
+    while (!field.at_end() && !closed) {
+        const char c = field.take();
+        closed = c == ']';
+        if (!mimelib::is_white(c))
+            text += c;
+    }
+    spec.literal(text, closed);
+}
+
+/// At "=": an encoded word, within which specials mean nothing, or else an atom.
+void take_encoded_word(Scanner& field, AddrSpec& spec) {
+    const std::string_view encoded = field.take_encoded_word();
+    if (encoded.empty())
+        spec.atom(field.take_until(specials));
+    else
+        spec.encoded_word(encoded);
+}
+
+/// One piece that means the same within and without angle brackets.
+void take_piece(Scanner& field, AddrSpec& spec) {
+    switch (field.peek()) {
+    case '"': {
+        bool closed;
+        const std::string content = field.take_quoted(closed);
+        spec.quoted(content, closed);
+        break;
+    }
+    case '[':
+        take_literal(field, spec);
+        break;
+    case '.':
+        field.take();
+        spec.dot();
+        break;
+    case '@':
+        field.take();
+        spec.at();
+        break;
+    case '=':
+        take_encoded_word(field, spec);
+        break;
+    default:
+        if (specials.find(field.peek()) == std::string_view::npos) {
+            spec.atom(field.take_until(specials));
+        } else {
+            field.take();
+            spec.spoil();
+        }
+    }
+}
+
+/// Behind "<": a source route, which ends at a colon and plays no part.
+void skip_route(Scanner& field, AddrSpec& spec) {
+    field.skip_white_and_comments();
+    if (field.at_end() || field.peek() != '@')
+        return;
+    while (!field.at_end() && field.peek() != '>') {
+        if (field.take() == ':')
+            return;
+        field.skip_white_and_comments();
+    }
+    spec.spoil();
+}
+
+/// Behind "<": the address up to ">", which may be missing at the end of the field.
+AddrSpec take_bracketed(Scanner& field) {
+    AddrSpec spec;
+    skip_route(field, spec);
+    for (;;) {
+        field.skip_white_and_comments();
+        if (field.at_end() || field.peek() == ',')
+            break;
+        if (field.peek() == '>') {
+            field.take();
+            break;
+        }
+        take_piece(field, spec);
+    }
+    return spec;
+}
+
+/// Everything up to the next separator outside comments and quotes.
+void skip_element(Scanner& field) {
+    AddrSpec rubbish;
+    rubbish.spoil();
+    for (field.skip_white_and_comments();
+         !field.at_end() && field.peek() != ',' && field.peek() != ';';
+         field.skip_white_and_comments())
+        take_piece(field, rubbish);
+}
+
+/// Behind the colon of a group: everything up to its end.
+void skip_group(Scanner& field) {
+    for (;;) {
+        skip_element(field);
+        if (field.at_end() || field.take() == ';')
+            return;
+    }
+}
+
+/// The next element of the list that `field` stands at; null at the end.
+std::unique_ptr<DwAddress> take_address(Scanner& field, const DwAddressList& list) {
+    bool empty = true;
+    AddrSpec spec;
+    for (;;) {
+        field.skip_white_and_comments();
+        if (field.at_end() && empty)
+            return nullptr;
+        if (field.at_end())
+            break;
+        const char c = field.peek();
+        if (c == ',' || c == ';') {
+            field.take();
+            if (!empty)
+                break;
+        } else if (c == '<') {
+            field.take();
+            spec = take_bracketed(field);
+            skip_element(field);
+            break;
+        } else if (c == ':' && !spec.has_at()) {
+            field.take();
+            skip_group(field);
+            return std::make_unique<DwGroup>(list);
+        } else {
+            empty = false;
+            take_piece(field, spec);
+        }
+    }
+    if (!spec.is_valid())
+        return std::make_unique<DwMailbox>(list);
+    return std::make_unique<DwMailbox>(list, DwString(spec.local()), DwString(spec.domain()));
+}
+
+const DwMailbox* first_mailbox_from(const DwAddress* address) {
+    while (address != nullptr && !address->IsMailbox())
+        address = address->Next();
+    return static_cast<const DwMailbox*>(address);
+}
+
+} // namespace
+
+const DwAddress* DwAddress::Next() const {
+    return list_.advance();
+}
+
+const DwMailbox* DwMailbox::NextMailbox() const {
+    return first_mailbox_from(Next());
+}
+
+const DwAddress* DwAddressList::FirstAddress() const {
+    position_ = 0;
+    return advance();
+}
+
+const DwAddress* DwAddressList::advance() const {
+    Scanner field(AsString().view(), position_);
+    current_ = take_address(field, *this);
+    position_ = field.position();
+    return current_.get();
+}
+
+const DwMailbox* DwMailboxList::FirstMailbox() const {
+    return first_mailbox_from(addresses_.FirstAddress());
+}

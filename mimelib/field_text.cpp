@@ -1,0 +1,94 @@
+#include "mimelib/field_text.h"
+
+namespace mimelib {
+
+namespace {
+
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+} // namespace
+
+std::string to_lower(std::string_view text) {
+    std::string result(text);
+    for (char& c : result)
+        c = lower(c);
+    return result;
+}
+
+bool equals_ignoring_case(std::string_view text, std::string_view lower_text) {
+    if (text.size() != lower_text.size())
+        return false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (lower(text[i]) != lower_text[i])
+            return false;
+    }
+    return true;
+}
+
+bool Scanner::skip_white_and_comments() {
+    const std::size_t start = position_;
+    while (!at_end()) {
+        if (peek() == '(')
+            skip_comment();
+        else if (is_white(peek()))
+            ++position_;
+        else
+            break;
+    }
+    return position_ != start;
+}
+
+void Scanner::skip_comment() {
+    std::size_t depth = 0;
+    while (!at_end()) {
+        const char c = take();
+        if (c == '\\' && !at_end())
+            ++position_;
+        else if (c == '(')
+            ++depth;
+        else if (c == ')' && --depth == 0)
+            return;
+    }
+}
+
+std::string_view Scanner::take_until(std::string_view stops) {
+    const std::size_t start = position_;
+    while (!at_end() && !is_white(peek()) && stops.find(peek()) == std::string_view::npos)
+        ++position_;
+    return text_.substr(start, position_ - start);
+}
+
+std::string Scanner::take_quoted(bool& closed) {
+    std::string content;
+    closed = false;
+    ++position_;
+    while (!at_end()) {
+        const char c = take();
+        if (c == '"') {
+            closed = true;
+            break;
+        }
+        content += c == '\\' && !at_end() ? take() : c;
+    }
+    return content;
+}
+
+std::string_view Scanner::take_encoded_word() {
+    const std::string_view rest = text_.substr(position_);
+    if (rest.substr(0, 2) != "=?")
+        return {};
+    std::size_t mark = 1;
+    for (const std::string_view stops : {"? \t\r\n()<>[]:;@\\,.\"", "? \t\r\n", "? \t\r\n"}) {
+        mark = rest.find_first_of(stops, mark + 1);
+        if (mark == std::string_view::npos || rest[mark] != '?')
+            return {};
+    }
+    if (rest.substr(mark, 2) != "?=")
+        return {};
+    position_ += mark + 2;
+    return rest.substr(0, mark + 2);
+}
+
+} // namespace mimelib

@@ -1,0 +1,63 @@
+// Lexical pieces that structured header fields share (RFC 5322 section 3.2, RFC 2045 section 5.1).
+// All of them work on views, forward only, so that reading a field is linear in its length.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace mimelib {
+
+inline bool is_blank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+inline bool is_white(char c) {
+    return is_blank(c) || c == '\r' || c == '\n';
+}
+
+inline bool is_control(char c) {
+    return static_cast<unsigned char>(c) < 32 || c == 127;
+}
+
+/// ASCII letters in lower case, other bytes as they are.
+std::string to_lower(std::string_view text);
+
+/// Whether `text` is `lower`, which is in lower case, in any case.
+bool equals_ignoring_case(std::string_view text, std::string_view lower);
+
+/// A position in a field's text that only moves forward.
+class Scanner {
+public:
+    explicit Scanner(std::string_view text, std::size_t position = 0)
+        : text_(text), position_(position) {}
+
+    bool at_end() const { return position_ >= text_.size(); }
+    char peek() const { return text_[position_]; }
+    char take() { return text_[position_++]; }
+    std::size_t position() const { return position_; }
+
+    /// Passes over white space and comments, nested ones included; a comment without an end reaches
+    /// to the end of the text. Returns whether there was any.
+    bool skip_white_and_comments();
+
+    /// Takes bytes up to the first white space or byte of `stops`.
+    std::string_view take_until(std::string_view stops);
+
+    /// At an opening quote: takes the quoted string and returns its content without quotes and
+    /// backslashes; line breaks stay. One without an end reaches to the end of the text; `closed`
+    /// tells.
+    std::string take_quoted(bool& closed);
+
+    /// Takes an encoded word (RFC 2047), whatever its encoded text holds besides white space.
+    /// Empty, and nothing taken, when there is none. Looks no further than four question marks.
+    std::string_view take_encoded_word();
+
+private:
+    void skip_comment();
+
+    std::string_view text_;
+    std::size_t position_;
+};
+
+} // namespace mimelib

@@ -1,0 +1,108 @@
+#include "mimelib/headers.h"
+
+#include "mimelib/field_text.h"
+
+using mimelib::is_blank;
+using mimelib::is_control;
+using mimelib::is_white;
+
+namespace {
+
+/// Length of the line that begins at `start`, its line feed included.
+std::size_t line_length(std::string_view text, std::size_t start) {
+    const std::size_t end = text.find('\n', start);
+    return (end == std::string_view::npos ? text.size() : end + 1) - start;
+}
+
+/// Position of the colon of the field that `line` begins; npos when it begins none.
+std::size_t find_colon(std::string_view line) {
+    std::size_t end = 0;
+    while (end < line.size() && line[end] != ':' && line[end] != ' ' && !is_control(line[end]) &&
+           static_cast<unsigned char>(line[end]) < 128)
+        ++end;
+    const std::size_t name = end;
+    while (end < line.size() && is_blank(line[end]))
+        ++end;
+    return name > 0 && end < line.size() && line[end] == ':' ? end : std::string_view::npos;
+}
+
+std::string_view trim_field_body(std::string_view body) {
+    while (!body.empty() && is_blank(body.front()))
+        body.remove_prefix(1);
+    while (!body.empty() && is_white(body.back()))
+        body.remove_suffix(1);
+    return body;
+}
+
+/// End of the field that begins at `start`: behind its last continuation line.
+std::size_t field_end(std::string_view text, std::size_t start) {
+    std::size_t end = start + line_length(text, start);
+    while (end < text.size() && is_blank(text[end]))
+        end += line_length(text, end);
+    return end;
+}
+
+template <typename Field>
+const Field& field_or_empty(const std::optional<Field>& field) {
+    static const Field empty{DwString()};
+    return field ? *field : empty;
+}
+
+} // namespace
+
+std::size_t HeaderLength(std::string_view text) {
+    std::size_t end = 0;
+    while (end < text.size() &&
+           find_colon(text.substr(end, line_length(text, end))) != std::string_view::npos)
+        end = field_end(text, end);
+    return end;
+}
+
+DwHeaders::DwHeaders(const DwString& text) : DwMessageComponent(text) {
+    const std::string_view header = AsString().view();
+    for (std::size_t start = 0; start < header.size();) {
+        const std::size_t end = field_end(header, start);
+        const std::string_view field = header.substr(start, end - start);
+        const std::size_t colon = find_colon(field);
+        keep(field.substr(0, field.find_first_of(": \t")),
+             trim_field_body(field.substr(colon + 1)));
+        start = end;
+    }
+}
+
+void DwHeaders::keep(std::string_view name, std::string_view body) {
+    const auto keep_first = [&](auto& field, std::string_view known) {
+        if (!field && mimelib::equals_ignoring_case(name, known))
+            field.emplace(AsString().slice(body));
+    };
+    keep_first(reply_to_, "reply-to");
+    keep_first(from_, "from");
+    keep_first(subject_, "subject");
+    keep_first(date_, "date");
+    keep_first(content_type_, "content-type");
+    keep_first(transfer_encoding_, "content-transfer-encoding");
+}
+
+const DwAddressList& DwHeaders::ReplyTo() const {
+    return field_or_empty(reply_to_);
+}
+
+const DwMailboxList& DwHeaders::From() const {
+    return field_or_empty(from_);
+}
+
+const DwText& DwHeaders::Subject() const {
+    return field_or_empty(subject_);
+}
+
+const DwText& DwHeaders::Date() const {
+    return field_or_empty(date_);
+}
+
+const DwMediaType& DwHeaders::ContentType() const {
+    return field_or_empty(content_type_);
+}
+
+const DwMechanism& DwHeaders::ContentTransferEncoding() const {
+    return field_or_empty(transfer_encoding_);
+}

@@ -1,0 +1,45 @@
+// Header of a message or body part: where it ends, and the fields that are asked for.
+#pragma once
+
+#include "mimelib/address.h"
+#include "mimelib/component.h"
+#include "mimelib/media_type.h"
+
+#include <optional>
+
+/// The header fields of an entity. Field bodies keep their text as written, line breaks of folding
+/// included; only blanks behind the colon and white space at the end are left out. Names match in
+/// any case, and of several fields of one name the first counts. An accessor of a field that is
+/// not there gives an empty one.
+class DwHeaders : public DwMessageComponent {
+public:
+    /// `text` is a header as HeaderLength measures it.
+    explicit DwHeaders(const DwString& text);
+
+    bool HasReplyTo() const { return reply_to_.has_value(); }
+    const DwAddressList& ReplyTo() const;
+    bool HasFrom() const { return from_.has_value(); }
+    const DwMailboxList& From() const;
+    bool HasSubject() const { return subject_.has_value(); }
+    const DwText& Subject() const;
+    bool HasDate() const { return date_.has_value(); }
+    const DwText& Date() const;
+    bool HasContentType() const { return content_type_.has_value(); }
+    const DwMediaType& ContentType() const;
+    bool HasContentTransferEncoding() const { return transfer_encoding_.has_value(); }
+    const DwMechanism& ContentTransferEncoding() const;
+
+private:
+    void keep(std::string_view name, std::string_view body);
+
+    std::optional<DwAddressList> reply_to_;
+    std::optional<DwMailboxList> from_;
+    std::optional<DwText> subject_;
+    std::optional<DwText> date_;
+    std::optional<DwMediaType> content_type_;
+    std::optional<DwMechanism> transfer_encoding_;
+};
+
+/// Length of the header that `text` begins with, up to and without the empty line that ends it. It
+/// also ends before the first line that can be neither field nor continuation, and at the end.
+std::size_t HeaderLength(std::string_view text);

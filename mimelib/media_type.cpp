@@ -1,0 +1,102 @@
+#include "mimelib/media_type.h"
+
+#include "mimelib/field_text.h"
+
+#include <utility>
+
+using mimelib::equals_ignoring_case;
+using mimelib::Scanner;
+
+namespace {
+
+constexpr std::pair<std::string_view, DwMime::MediaType> media_types[] = {
+    {"text", DwMime::kTypeText},       {"multipart", DwMime::kTypeMultipart},
+    {"message", DwMime::kTypeMessage}, {"application", DwMime::kTypeApplication},
+    {"image", DwMime::kTypeImage},     {"audio", DwMime::kTypeAudio},
+    {"video", DwMime::kTypeVideo},
+};
+
+constexpr std::pair<std::string_view, DwMime::Encoding> encodings[] = {
+    {"7bit", DwMime::kCte7bit},     {"8bit", DwMime::kCte8bit},
+    {"binary", DwMime::kCteBinary}, {"quoted-printable", DwMime::kCteQuotedPrintable},
+    {"base64", DwMime::kCteBase64},
+};
+
+template <typename Table, typename Value>
+Value look_up(const Table& table, std::string_view name, Value unknown) {
+    for (const auto& [known, value] : table) {
+        if (equals_ignoring_case(name, known))
+            return value;
+    }
+    return unknown;
+}
+
+/// Moves behind the next ";" outside comments and quotes, or to the end.
+void skip_to_parameter(Scanner& field) {
+    for (;;) {
+        field.skip_white_and_comments();
+        if (field.at_end())
+            return;
+        if (field.peek() == '"') {
+            bool closed;
+            field.take_quoted(closed);
+        } else if (field.take() == ';') {
+            return;
+        }
+    }
+}
+
+std::string take_value(Scanner& field) {
+    field.skip_white_and_comments();
+    if (field.at_end() || field.peek() != '=')
+        return {};
+    field.take();
+    field.skip_white_and_comments();
+    if (field.at_end() || field.peek() != '"')
+        return std::string(field.take_until(";("));
+    bool closed;
+    std::string value = field.take_quoted(closed);
+    std::erase_if(value, [](char c) { return c == '\r' || c == '\n'; });
+    return value;
+}
+
+} // namespace
+
+const DwParameter* DwParameter::Next() const {
+    return type_.advance();
+}
+
+DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
+    Scanner field(AsString().view());
+    field.skip_white_and_comments();
+    type_ = look_up(media_types, field.take_until("/;(\""), DwMime::kTypeUnknown);
+    skip_to_parameter(field);
+    parameters_ = field.position();
+}
+
+const DwParameter* DwMediaType::FirstParameter() const {
+    position_ = parameters_;
+    return advance();
+}
+
+const DwParameter* DwMediaType::advance() const {
+    Scanner field(AsString().view(), position_);
+    current_.reset();
+    while (!field.at_end() && !current_) {
+        field.skip_white_and_comments();
+        const std::string_view attribute = field.take_until("=;(\"");
+        std::string value = take_value(field);
+        if (!attribute.empty())
+            current_.emplace(*this, AsString().slice(attribute), DwString(std::move(value)));
+        skip_to_parameter(field);
+    }
+    position_ = field.position();
+    return current_ ? &*current_ : nullptr;
+}
+
+int DwMechanism::AsEnum() const {
+    Scanner field(AsString().view());
+    field.skip_white_and_comments();
+    const std::string_view name = field.take_until(";(");
+    return name.empty() ? DwMime::kCteNull : look_up(encodings, name, DwMime::kCteUnknown);
+}

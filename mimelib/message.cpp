@@ -1,0 +1,145 @@
+#include "mimelib/message.h"
+
+#include "mimelib/field_text.h"
+
+namespace {
+
+DwString without_white_end(const DwString& text) {
+    return text.substr(0, text.view().find_last_not_of(" \t") + 1);
+}
+
+/// The boundary of a multipart, without the blanks that it must not end in: the lines that it
+/// occurs in lose theirs on the way. Empty when there is none.
+DwString find_boundary(const DwHeaders& headers) {
+    if (headers.ContentType().Type() != DwMime::kTypeMultipart)
+        return {};
+    const DwParameter* parameter = headers.ContentType().FirstParameter();
+    for (; parameter != nullptr; parameter = parameter->Next()) {
+        if (mimelib::equals_ignoring_case(parameter->Attribute().view(), "boundary"))
+            return without_white_end(parameter->Value());
+    }
+    return {};
+}
+
+std::size_t skip_line(std::string_view text, std::size_t start) {
+    const std::size_t end = text.find('\n', start);
+    return end == std::string_view::npos ? text.size() : end + 1;
+}
+
+std::size_t skip_empty_line(std::string_view text, std::size_t start) {
+    if (text.substr(start, 1) == "\n")
+        return start + 1;
+    return text.substr(start, 2) == "\r\n" ? start + 2 : start;
+}
+
+/// A "From " line as mailbox files have it; "From :" is the field.
+bool begins_with_mbox_line(std::string_view text) {
+    if (text.substr(0, 5) != "From ")
+        return false;
+    const std::size_t next = text.find_first_not_of(" \t", 5);
+    return next == std::string_view::npos || text[next] != ':';
+}
+
+/// `end` without the line end that stands before it.
+std::size_t without_line_end(std::string_view text, std::size_t start, std::size_t end) {
+    if (end > start && text[end - 1] == '\n')
+        --end;
+    if (end > start && text[end - 1] == '\r')
+        --end;
+    return end;
+}
+
+enum class Line { ordinary, delimiter, closing };
+
+/// What the line [start, end) is to a body whose delimiter lines begin with `delimiter`.
+Line classify(std::string_view text, std::size_t start, std::size_t end,
+              std::string_view delimiter) {
+    if (text.compare(start, delimiter.size(), delimiter) != 0)
+        return Line::ordinary;
+    std::string_view rest = text.substr(start, end - start).substr(delimiter.size());
+    const bool closing = rest.substr(0, 2) == "--";
+    if (closing)
+        rest.remove_prefix(2);
+    if (rest.find_first_not_of(" \t\r\n") != std::string_view::npos)
+        return Line::ordinary;
+    return closing ? Line::closing : Line::delimiter;
+}
+
+/// A delimiter line within a body; `start` is the end of the text when there is none.
+struct Delimiter {
+    std::size_t start;
+    std::size_t end;
+    Line kind;
+};
+
+Delimiter find_delimiter(std::string_view text, std::size_t start, std::string_view delimiter) {
+    while (start < text.size()) {
+        const std::size_t end = skip_line(text, start);
+        const Line kind = classify(text, start, end, delimiter);
+        if (kind != Line::ordinary)
+            return {start, end, kind};
+        start = end;
+    }
+    return {text.size(), text.size(), Line::ordinary};
+}
+
+} // namespace
+
+void DwInitialize() {}
+
+DwBody::DwBody(const DwString& text, const DwString& boundary) : DwMessageComponent(text) {
+    if (!boundary.empty())
+        delimiter_ = "--" + boundary.str();
+}
+
+const DwBodyPart* DwBody::FirstBodyPart() const {
+    const std::string_view text = AsString().view();
+    current_.reset();
+    position_ = text.size();
+    if (delimiter_.empty())
+        return nullptr;
+    const Delimiter first = find_delimiter(text, 0, delimiter_);
+    if (first.kind != Line::delimiter)
+        return nullptr;
+    position_ = first.end;
+    return advance();
+}
+
+const DwBodyPart* DwBody::advance() const {
+    const std::string_view text = AsString().view();
+    const std::size_t start = position_;
+    current_.reset();
+    if (start >= text.size())
+        return nullptr;
+    const Delimiter next = find_delimiter(text, start, delimiter_);
+    const std::size_t end =
+        next.kind == Line::ordinary ? text.size() : without_line_end(text, start, next.start);
+    position_ = next.kind == Line::delimiter ? next.end : text.size();
+    current_ = std::make_unique<DwBodyPart>(*this, AsString().substr(start, end - start));
+    return current_.get();
+}
+
+void DwEntity::parse_from(std::size_t start) {
+    const std::string_view text = AsString().view();
+    const std::size_t length = HeaderLength(text.substr(start));
+    headers_.emplace(AsString().substr(start, length));
+    body_.emplace(AsString().substr(skip_empty_line(text, start + length)),
+                  find_boundary(*headers_));
+}
+
+std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {
+    return std::unique_ptr<DwMessage>(new DwMessage(text));
+}
+
+void DwMessage::Parse() {
+    const std::string_view text = AsString().view();
+    parse_from(begins_with_mbox_line(text) ? skip_line(text, 0) : 0);
+}
+
+DwBodyPart::DwBodyPart(const DwBody& body, const DwString& text) : DwEntity(text), whole_(body) {
+    parse_from(0);
+}
+
+const DwBodyPart* DwBodyPart::Next() const {
+    return whole_.advance();
+}

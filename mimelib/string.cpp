@@ -1,0 +1,33 @@
+#include "mimelib/string.h"
+
+#include "mimelib/field_text.h"
+
+#include <algorithm>
+
+DwString::DwString(std::string bytes)
+    : buffer_(std::make_shared<const std::string>(std::move(bytes))), view_(*buffer_) {}
+
+DwString DwString::substr(std::size_t start, std::size_t length) const {
+    return slice(view_.substr(std::min(start, view_.size()), length));
+}
+
+DwString DwString::slice(std::string_view part) const {
+    DwString result(*this);
+    result.view_ = part;
+    return result;
+}
+
+void DwString::ConvertToLowerCase() {
+    *this = DwString(mimelib::to_lower(view_));
+}
+
+bool getline(std::string_view& text, std::string_view& line, char delim) {
+    const std::size_t end = text.find(delim);
+    line = text.substr(0, end);
+    if (end == std::string_view::npos) {
+        text = {};
+        return false;
+    }
+    text.remove_prefix(end + 1);
+    return true;
+}

@@ -1,0 +1,48 @@
+// The byte string of the MIME layer.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+/// An immutable slice of bytes that shares its buffer: copies and substrings cost no bytes, and a
+/// slice keeps the text that it came from alive. Not zero-terminated; may hold NUL bytes.
+class DwString {
+public:
+    /// The empty string.
+    DwString() = default;
+    /// Takes the bytes over.
+    explicit DwString(std::string bytes);
+    /// Copies the bytes.
+    explicit DwString(std::string_view bytes) : DwString(std::string(bytes)) {}
+    explicit DwString(const char* text) : DwString(std::string(text)) {}
+    /// Moving is copying, so that no slice is ever left without its buffer.
+    DwString(const DwString&) = default;
+    DwString& operator=(const DwString&) = default;
+
+    std::string_view view() const { return view_; }
+    std::size_t size() const { return view_.size(); }
+    bool empty() const { return view_.empty(); }
+    std::string str() const { return std::string(view_); }
+
+    /// At most `length` bytes from `start` on; empty when `start` lies behind the end.
+    DwString substr(std::size_t start, std::size_t length = std::string_view::npos) const;
+
+    /// A slice for `part`, which must lie within view().
+    DwString slice(std::string_view part) const;
+
+    /// ASCII letters only, whatever the locale. Other slices of the same buffer do not change.
+    void ConvertToLowerCase();
+
+    friend bool operator==(const DwString& a, std::string_view b) { return a.view_ == b; }
+
+private:
+    std::shared_ptr<const std::string> buffer_;
+    std::string_view view_;
+};
+
+/// Takes the next line off the front of `text`: `line` is what stands before the first `delim`,
+/// which is dropped. Without one, `line` is all of `text`, empty or not, and the result is false:
+/// it was the last line.
+bool getline(std::string_view& text, std::string_view& line, char delim);

@@ -1,0 +1,111 @@
+#include "mimelib/transfer.h"
+
+#include "mimelib/field_text.h"
+
+#include <array>
+#include <cstdint>
+
+namespace {
+
+constexpr unsigned char invalid = 255;
+
+constexpr std::array<unsigned char, 256> make_base64_values() {
+    constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::array<unsigned char, 256> values{};
+    values.fill(invalid);
+    for (unsigned char value = 0; value < 64; ++value)
+        values[static_cast<unsigned char>(alphabet[value])] = value;
+    return values;
+}
+
+constexpr std::array<unsigned char, 256> base64_values = make_base64_values();
+
+std::uint32_t base64_value(char c) {
+    return base64_values[static_cast<unsigned char>(c)];
+}
+
+int hex_value(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+}
+
+/// Behind "=": length of the soft line break's rest; npos when it is none.
+std::size_t soft_break_length(std::string_view text) {
+    std::size_t end = 0;
+    while (end < text.size() && mimelib::is_blank(text[end]))
+        ++end;
+    if (end == text.size())
+        return end;
+    if (text[end] == '\n')
+        return end + 1;
+    return text.substr(end, 2) == "\r\n" ? end + 2 : std::string_view::npos;
+}
+
+} // namespace
+
+int DwDecodeBase64(const DwString& in, DwString& out) {
+    const std::string_view text = in.view();
+    std::string bytes(text.size() / 4 * 3 + 3, '\0');
+    char* to = bytes.data();
+    std::size_t at = 0;
+    std::uint32_t bits = 0;
+    int symbols = 0;
+    while (at < text.size() && text[at] != '=') {
+        if (symbols == 0 && text.size() - at >= 4) {
+            const std::uint32_t a = base64_value(text[at]), b = base64_value(text[at + 1]),
+                                c = base64_value(text[at + 2]), d = base64_value(text[at + 3]);
+            if ((a | b | c | d) < 64) { // `invalid` sets the bits above
+                bits = a << 18 | b << 12 | c << 6 | d;
+                *to++ = static_cast<char>(bits >> 16);
+                *to++ = static_cast<char>(bits >> 8);
+                *to++ = static_cast<char>(bits);
+                at += 4;
+                continue;
+            }
+        }
+        const std::uint32_t value = base64_value(text[at++]);
+        if (value == invalid)
+            continue;
+        bits = bits << 6 | value;
+        if (++symbols == 4) {
+            *to++ = static_cast<char>(bits >> 16);
+            *to++ = static_cast<char>(bits >> 8);
+            *to++ = static_cast<char>(bits);
+            symbols = 0;
+        }
+    }
+    if (symbols >= 2)
+        *to++ = static_cast<char>(bits >> (6 * symbols - 8));
+    if (symbols == 3)
+        *to++ = static_cast<char>(bits >> 2);
+    bytes.resize(static_cast<std::size_t>(to - bytes.data()));
+    out = DwString(std::move(bytes));
+    return 0;
+}
+
+int DwDecodeQuotedPrintable(const DwString& in, DwString& out) {
+    std::string_view text = in.view();
+    std::string bytes;
+    bytes.reserve(text.size());
+    for (;;) {
+        const std::size_t equals = text.find('=');
+        bytes += text.substr(0, equals);
+        if (equals == std::string_view::npos)
+            break;
+        text.remove_prefix(equals + 1);
+        const std::size_t soft_break = soft_break_length(text);
+        if (soft_break != std::string_view::npos) {
+            text.remove_prefix(soft_break);
+        } else if (text.size() >= 2 && hex_value(text[0]) >= 0 && hex_value(text[1]) >= 0) {
+            bytes += static_cast<char>(hex_value(text[0]) << 4 | hex_value(text[1]));
+            text.remove_prefix(2);
+        } else {
+            bytes += '=';
+        }
+    }
+    out = DwString(std::move(bytes));
+    return 0;
+}

@@ -1,0 +1,111 @@
+"""What is not answered, and what the program says then."""
+
+from support.case import BOX, PanelCase, mail
+
+ABNORMAL = "Abnormal exit.\n"
+NO_SENDER = "Could not get sender's e-mail address from Reply-To: or From: headers.\n"
+NOT_CONNECTED = "autoresponder: Unable to connect to the mysql database \n"
+
+
+class Refusals(PanelCase):
+    def setUp(self) -> None:
+        super().setUp()
+        self.rule()
+
+    def test_messages_that_cannot_be_used(self) -> None:
+        for name, message in {
+            "empty": "",
+            "no sender": "Subject: x\n\n",
+            "sender without a domain": "From: joe\n\n",
+            "null sender": "From: <>\n\n",
+        }.items():
+            with self.subTest(name):
+                self.assert_silent(self.deliver(message), NO_SENDER + ABNORMAL)
+
+    def test_no_recipient(self) -> None:
+        self.assert_silent(self.deliver(recipient=None),
+                           "Could not get recipient e-mail address from RESP_RECIPIENT environment"
+                           " variable\n" + ABNORMAL)
+
+    def test_own_mail(self) -> None:
+        message = "Field From: equial field To:\n"
+        self.assert_silent(self.deliver(mail(sender=BOX)), message)
+        self.assert_silent(self.deliver(mail(headers=f"Reply-To: <{BOX}>\n")), message)
+        self.assert_answered(self.deliver(mail(sender=BOX.upper())))
+
+    def test_daemons(self) -> None:
+        for sender in ("MAILER-DAEMON@host.test", "x-mailer-daemon@host.test",
+                       "joe@DrWEB-DAEMON.test"):
+            with self.subTest(sender):
+                self.assert_silent(self.deliver(mail(sender=sender)),
+                                   "Field From: contains MAILER-DAEMON\n")
+        self.assert_answered(self.deliver(mail(sender="Mailer-Daemon@host.test")))
+
+    def test_sender_that_looks_like_an_option(self) -> None:
+        self.rule(id=2, forward=["boss@example.org"])
+        run = self.deliver(mail(sender="-oQ/tmp@client.example"))
+        line = "autoresponder: Sender address looks like an option: -oQ/tmp@client.example\n"
+        self.assertEqual((run.status, run.err), (0, line * 2))
+        self.assertEqual([call.args[3:] for call in run.calls], [["boss@example.org"]])
+        self.assertEqual(run.leftovers, [])
+
+    def test_no_temporary_file(self) -> None:
+        self.box.tmp.rmdir()
+        self.box.tmp.write_text("")
+        self.box.extra += ["--remount-ro", "/tmp"]
+        self.box.tmp.unlink()
+        self.box.tmp.mkdir()
+        run = self.deliver()
+        self.assertEqual((run.status, run.err),
+                         (0, "Could not create a temporary file.\n" + ABNORMAL))
+
+
+class Database(PanelCase):
+    """Failures of the panel database."""
+
+    def fails_to_connect(self, explanation: str) -> None:
+        run = self.deliver()
+        self.assertEqual(run.status, 0)
+        self.assertRegex(run.out, f"\\Aautoresponder: {explanation}")
+        self.assertEqual(run.err, run.out + NOT_CONNECTED)
+        self.assertEqual((run.calls, run.leftovers), ([], []))
+
+    def test_password_file_missing(self) -> None:
+        (self.box.etc / ".ovk.shadow").unlink()
+        self.fails_to_connect("Unable to open admin password file: No such file or directory\n"
+                              "System error 2: No such file or directory\n\\Z")
+
+    def test_password_file_empty(self) -> None:
+        (self.box.etc / ".ovk.shadow").write_text("")
+        self.fails_to_connect("Unable to read admin password file: ")
+
+    def test_wrong_password(self) -> None:
+        (self.box.etc / ".ovk.shadow").write_text("wrong\n")
+        self.fails_to_connect("Unable to connect to Orvek Database: Access denied for user 'admin'")
+
+    def test_server_not_there(self) -> None:
+        self.box.run_folder = self.box.empty
+        self.fails_to_connect("Unable to connect to Orvek Database: Can't connect to local ")
+
+    def test_only_the_first_line_is_the_password(self) -> None:
+        self.rule()
+        shadow = self.box.etc / ".ovk.shadow"
+        shadow.write_text(shadow.read_text() + "second line\n")
+        self.assert_answered(self.deliver())
+
+    def test_failing_statements(self) -> None:
+        self.rule()
+        unknown = "Table 'ovk.{}' doesn't exist"
+        for table, message in {
+            "mail_aliases": "autoresponder: Unable to query: " + unknown,
+            "mail_resp": "autoresponder: Unable to exec query :" + unknown,
+            "resp_freq": "autoresponder: Unable to exec query :" + unknown,
+            "resp_forward": "autoresponder: Unable to exec query :" + unknown,
+            "resp_attach": "autoresponder: Unable to exec query :" + unknown,
+        }.items():
+            with self.subTest(table):
+                self.database.execute(f"rename table ovk.{table} to ovk.away")
+                recipient = "nobody@example.com" if table == "mail_aliases" else BOX
+                self.assert_silent(self.deliver(recipient=recipient),
+                                   message.format(table) + "\n")
+                self.database.execute(f"rename table ovk.away to ovk.{table}")

@@ -1,0 +1,74 @@
+"""Base of the whole-program tests: one private server for a suite, one sandbox for a test."""
+
+import os
+import unittest
+
+from support.database import Database
+from support.sandbox import Run, Sandbox
+
+SENDER = "joe@client.example"
+BOX = "sales@example.com"
+
+
+def mail(subject: str = "Hello", body: str = "How are you?\n", headers: str = "",
+         sender: str = SENDER) -> str:
+    return f"From: Joe <{sender}>\nTo: {BOX}\nSubject: {subject}\n{headers}\n{body}"
+
+
+def quote(value: object) -> str:
+    """A value as an SQL literal."""
+    if value is None:
+        return "NULL"
+    if isinstance(value, int):
+        return str(value)
+    return "'" + str(value).replace("\\", "\\\\").replace("'", "\\'") + "'"
+
+
+class PanelCase(unittest.TestCase):
+    """Domain example.com with mailbox sales (id 1), and no rules yet."""
+
+    database: Database
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        cls.database = Database()
+        cls.addClassCleanup(cls.database.close)
+
+    def setUp(self) -> None:
+        self.box = Sandbox(os.environ["OVK_PROGRAM"], os.environ["OVK_SENDMAIL"], self.database)
+        self.addCleanup(self.box.close)
+        self.database.load("panel.sql")
+        self.database.execute(
+            "insert into clients (id, login, pname, email)"
+            " values (1, 'alpha', 'Anna Alpha', 'anna@alpha.test');"
+            "insert into domains (id, cl_id, name) values (1, 1, 'example.com');"
+            "insert into mail (id, dom_id, mail_name) values (1, 1, 'sales')")
+
+    def rule(self, id: int = 1, mn_id: int = 1, forward: list[str | None] = [],
+             attach: list[str | None] = [], **columns: object) -> None:
+        """Adds a rule that is on and answers everything unless told otherwise."""
+        values = {"id": id, "mn_id": mn_id, "resp_on": "true", "text": "Thanks."} | columns
+        statements = [f"insert into mail_resp ({', '.join(values)})"
+                      f" values ({', '.join(quote(value) for value in values.values())})"]
+        for address in forward:
+            statements.append("insert into resp_forward (rn_id, address)"
+                              f" values ({id}, {quote(address)})")
+        for name in attach:
+            statements.append("insert into resp_attach (rn_id, filename)"
+                              f" values ({id}, {quote(name)})")
+        self.database.execute("; ".join(statements))
+
+    def deliver(self, message: bytes | str = mail(), recipient: str | None = BOX) -> Run:
+        return self.box.run(message, recipient)
+
+    def assert_silent(self, run: Run, err: str = "") -> None:
+        """Nothing went out, nothing stayed, status 0, and `err` alone was said."""
+        self.assertEqual((run.status, run.out, run.err), (0, "", err))
+        self.assertEqual(run.calls, [])
+        self.assertEqual(run.leftovers, [])
+
+    def assert_answered(self, run: Run, count: int = 1) -> None:
+        self.assertEqual((run.status, run.out, run.err), (0, "", ""))
+        self.assertEqual(len(run.calls), count)
+        self.assertEqual(run.leftovers, [])
