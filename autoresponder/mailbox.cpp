@@ -63,7 +63,10 @@ std::string attachments_directory(const std::string& domain, const std::string& 
 
 EscapedRecipient escape_recipient(const Mail_content& mail) {
     EscapedRecipient escaped{make_escape_buffer(mail.domain), make_escape_buffer(mail.mailname)};
-    if (!escaped.domain || !escaped.mailname) {
+    // Escaping without a connection needs the client library's character sets, which mysql_init
+    // would load only later.
+    const bool has_library = mysql_library_init(0, nullptr, nullptr) == 0;
+    if (!escaped.domain || !escaped.mailname || !has_library) {
         report({"autoresponder: Unable to alloc memory"});
         correct_exit();
     }

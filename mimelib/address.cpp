@@ -79,7 +79,6 @@ public:
     }
 
     void spoil() { spoiled_ = true; }
-    bool has_at() const { return in_domain_; }
 
     bool is_valid() const { return !spoiled_ && has_name_[false] && has_name_[true]; }
     const std::string& local() const { return local_; }
@@ -227,7 +226,7 @@ std::unique_ptr<DwAddress> take_address(Scanner& field, const DwAddressList& lis
             spec = take_bracketed(field);
             skip_element(field);
             break;
-        } else if (c == ':' && !spec.has_at()) {
+        } else if (c == ':') {
             field.take();
             skip_group(field);
             return std::make_unique<DwGroup>(list);

@@ -1,0 +1,51 @@
+"""Forwarding of the incoming message."""
+
+import os
+
+from support.case import BOX, SENDER, PanelCase, mail
+
+
+class Forward(PanelCase):
+    def test_one_call_for_all_addresses(self) -> None:
+        self.rule(forward=["a@example.org", None, "", " b@example.org", "a@example.org"])
+        run = self.deliver()
+        self.assert_answered(run, 2)
+        self.assertEqual(run.calls[0].args, ["/usr/sbin/sendmail", "-f", BOX, "a@example.org", "",
+                                             " b@example.org", "a@example.org"])
+        self.assertEqual((run.calls[0].descriptors, run.calls[0].sigpipe), ([0, 1, 2], "default"))
+        self.assertEqual(run.calls[1].args[3:], [SENDER])
+
+    def test_copy_is_the_input_and_one_line_feed(self) -> None:
+        self.rule(1, forward=["a@example.org"])
+        self.rule(2, forward=["b@example.org"])
+        head = f"From: {SENDER}\n\n".encode()
+        for body in (b"", b"x", b"x\n", b"\r\n\0\xff\r", os.urandom(200000), b"\n" * 65536):
+            with self.subTest(body[:8]):
+                run = self.deliver(head + body)
+                forwards = [call.message for call in run.calls[0::2]]
+                self.assertEqual(len(forwards), 2)
+                self.assertTrue(all(copy == head + body + b"\n" for copy in forwards))
+
+    def test_nothing_but_null_addresses(self) -> None:
+        self.rule(forward=[None])
+        self.assert_answered(self.deliver())
+
+    def test_copy_that_has_gone(self) -> None:
+        self.rule(1, forward=["a@example.org"])
+        self.rule(2, forward=["b@example.org"])
+        # The first sendmail takes away what the second would be handed.
+        self.box.sendmail = str(self.box.folder / "thief")
+        (self.box.folder / "thief").write_text("#!/bin/sh\nrm -f /tmp/ovk-autoresponder-*\n")
+        (self.box.folder / "thief").chmod(0o755)
+        run = self.deliver()
+        self.assertRegex(run.err, r"\Aautoresponder: Failed to open temporary file with forward"
+                                  r" mail contents '/tmp/ovk-autoresponder-\w{6}': No such file or"
+                                  r" directory \(2\)\n\Z")
+        self.assertEqual((run.status, run.leftovers), (0, []))
+
+    def test_sendmail_missing(self) -> None:
+        self.rule(forward=["a@example.org"])
+        self.box.sendmail = None
+        run = self.deliver(mail())
+        self.assertEqual((run.status, run.err.count("execv(\"/usr/sbin/sendmail\") failed")),
+                         (0, 2))

@@ -1,0 +1,128 @@
+"""The reply-frequency limiter, seen in its statements and in its table."""
+
+from support.case import SENDER, PanelCase, mail
+
+RULE = 7
+FREQ = "select num from ovk.resp_freq"
+
+
+class Limiter(PanelCase):
+    def entry(self, email: str, num: int | None = 1, ago: str = "0 second", rule: int = RULE):
+        self.database.execute(
+            f"insert into resp_freq (rn_id, email, num, time_resp) values"
+            f" ({rule}, '{email}', {'NULL' if num is None else num}, now() - interval {ago})")
+
+    def entries(self) -> list[list[str | None]]:
+        return self.database.rows("select email, num from resp_freq order by email")
+
+    def is_answered(self, sender: str = SENDER) -> bool:
+        run = self.deliver(mail(sender=sender))
+        self.assertEqual((run.status, run.err, run.leftovers), (0, "", []))
+        self.assertIn(len(run.calls), (0, 2))  # forward and reply, or neither
+        return len(run.calls) == 2
+
+    def limited(self, **columns: object) -> None:
+        self.database.execute("truncate mail_resp; truncate resp_forward; truncate resp_freq")
+        self.rule(RULE, forward=["boss@example.org"], **columns)
+
+    def statements(self) -> list[str]:
+        self.database.listen()
+        self.deliver()
+        heard = self.database.heard()
+        start = next(i for i, text in enumerate(heard) if text.startswith("delete from resp_freq"))
+        return [text for text in heard[start:] if "resp_freq" in text]
+
+    def test_statements(self) -> None:
+        self.limited(mem_limit="1")
+        purge = f"delete from resp_freq where rn_id={RULE} and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"
+        count = f"select COUNT(*) from resp_freq where rn_id={RULE}"
+        find = f"select num from resp_freq where rn_id={RULE} and email='{SENDER}'"
+        insert = f"insert into resp_freq set rn_id={RULE}, email='{SENDER}', num=1"
+        self.assertEqual(self.statements(), [purge, count, find, insert])
+        self.assertEqual(self.statements(), [
+            purge, count, find,
+            f"update resp_freq set num=1+1 where rn_id={RULE} and email='{SENDER}'"])
+        self.database.execute("update resp_freq set email='other@example.org',"
+                              " time_resp=concat(curdate(), ' 00:00:00')")
+        oldest = self.database.rows("select time_resp from resp_freq")[0][0]
+        self.assertEqual(self.statements(), [
+            purge, count, find, f"select MIN(time_resp) from resp_freq where rn_id={RULE}",
+            f"delete from resp_freq where rn_id={RULE} and time_resp='{oldest}'", insert])
+
+    def test_limits(self) -> None:
+        for limit, before, answered in (
+            ("1", None, True), ("1", 1, False), ("2", 1, True), ("10", 9, True), ("10", 10, False),
+            (None, 9, True), (None, 10, False), (" +2x", 1, True), ("0", None, False),
+            ("-1", None, False), ("", None, False), ("abc", None, False),
+            ("99999999999", 5, True), ("5", 99, False),
+        ):
+            with self.subTest(limit=limit, before=before):
+                self.limited(ans_freq=limit)
+                if before is not None:
+                    self.entry(SENDER, before)
+                self.assertEqual(self.is_answered(), answered)
+                after = (before or 0) + answered
+                self.assertEqual(self.entries(), [[SENDER, str(after)]] if after else [])
+
+    def test_numbers_as_the_database_spells_them(self) -> None:
+        self.database.execute("alter table resp_freq modify num varchar(16)")
+        for spelled, answered in (("07", False), (" 7", False), ("6", True), ("+7", False)):
+            with self.subTest(spelled):
+                self.limited(ans_freq="7")
+                self.entry(SENDER, 0)
+                self.database.execute(f"update resp_freq set num='{spelled}'")
+                self.assertEqual(self.is_answered(), answered)
+
+    def test_null_count_reads_as_none(self) -> None:
+        self.limited(ans_freq="1")
+        self.entry(SENDER, None)
+        self.assertTrue(self.is_answered())
+        self.assertEqual(self.entries(), [[SENDER, "1"]])
+
+    def test_day_boundary(self) -> None:
+        self.limited(ans_freq="1")
+        self.entry(SENDER, 1, "1 day")
+        self.entry("other@example.org", 1, "2 day")
+        self.entry("elsewhere@example.org", 1, "1 day", rule=RULE + 1)
+        self.assertTrue(self.is_answered())
+        self.assertEqual(self.entries(), [["elsewhere@example.org", "1"], [SENDER, "1"]])
+
+    def test_refused_rules_purge_all_the_same(self) -> None:
+        self.limited(ans_freq="0")
+        self.entry(SENDER, 1, "1 day")
+        self.assertFalse(self.is_answered())
+        self.assertEqual(self.entries(), [])
+
+    def test_eviction(self) -> None:
+        self.limited(mem_limit="3")
+        self.database.execute("set @day = curdate()")
+        for email, minute in (("a@x.test", 1), ("b@x.test", 1), ("c@x.test", 2)):
+            self.database.execute(
+                f"insert into resp_freq values ({RULE}, '{email}', 1,"
+                f" timestampadd(minute, {minute}, timestamp(curdate())))")
+        self.assertTrue(self.is_answered("a@x.test"))  # known: nobody has to go
+        self.assertEqual(len(self.entries()), 3)
+        self.assertTrue(self.is_answered("d@x.test"))  # both oldest go
+        self.assertEqual([row[0] for row in self.entries()], ["c@x.test", "d@x.test"])
+        self.assertTrue(self.is_answered("a@x.test"))
+        self.assertEqual(self.entries()[0], ["a@x.test", "1"])
+
+    def test_memory_without_room(self) -> None:
+        for mem_limit in ("0", "abc", "-5"):
+            with self.subTest(mem_limit):
+                self.limited(mem_limit=mem_limit)
+                self.assertTrue(self.is_answered())
+                self.assertEqual(self.entries(), [[SENDER, "1"]])
+
+    def test_rules_count_for_themselves(self) -> None:
+        self.limited(ans_freq="1")
+        self.rule(RULE + 1, ans_freq="1")
+        self.assertEqual(len(self.deliver().calls), 3)
+        self.assertEqual(len(self.deliver().calls), 0)
+        self.assertEqual(self.entries(), [[SENDER, "1"]] * 2)
+
+    def test_sender_with_an_apostrophe(self) -> None:
+        self.limited(ans_freq="1")
+        self.assertTrue(self.is_answered("o'brien@client.example"))
+        self.assertFalse(self.is_answered("o'brien@client.example"))
+        self.assertEqual(self.entries(), [["o'brien@client.example", "1"]])

@@ -1,0 +1,111 @@
+"""The notice about missing attachments."""
+
+import os
+
+from support.case import BOX, SENDER, PanelCase
+
+NOTICE = """\
+{first}From: {sender}
+To: anna@alpha.test
+CC: 
+Subject: ovk notification (files missing in attachments repository). 
+Content-Type: text/plain; charset=utf-8
+Content-Disposition: inline
+Content-Transfer-Encoding: 8bit
+
+
+Notification for ovk client '{name}'.
+
+The following files are missing in the attachment repository
+for the mailname 'sales' on domain 'example.com':
+{missing}
+"""
+
+
+class Notice(PanelCase):
+    def setUp(self) -> None:
+        super().setUp()
+        (self.box.attachments(BOX) / "here").write_text("x")
+
+    def notice(self, sender: str, missing: str, name: str = "Anna Alpha", first: str = "") -> str:
+        return NOTICE.format(sender=sender, missing=missing, name=name, first=first)
+
+    def test_notice_then_reply(self) -> None:
+        self.rule(attach=[" gone b ", "here", "gone a"], reply_to="ann@example.org")
+        self.database.execute("insert into misc values ('admin_email', 'admin@host.test')")
+        run = self.deliver()
+        self.assert_answered(run, 2)
+        self.assertEqual(run.calls[0].args, ["/usr/sbin/sendmail", "-f", "admin@host.test",
+                                             "anna@alpha.test"])
+        self.assertEqual(run.calls[0].message.decode(),
+                         self.notice("admin@host.test", "gone b\ngone a\n",
+                                     first="Reply-To: ann@example.org\n"))
+        self.assertEqual((run.calls[0].descriptors, run.calls[0].sigpipe), ([0, 1, 2], "default"))
+        self.assertEqual(run.calls[1].args[3:], [SENDER])
+        self.assertEqual(run.calls[1].message.count(b"filename="), 1)
+
+    def test_senders_and_names(self) -> None:
+        self.rule(attach=["gone"])
+        for admin, host, pname, sender, name in (
+            ("admin@host.test", "host.test", "Anna Alpha", "admin@host.test", "Anna Alpha"),
+            ("", "host.test", "", "root@host.test", "alpha"),
+            (None, "host.test", None, "root@host.test", "alpha"),
+            ("", "", "A", "root@localhost", "A"),
+            (None, None, "A", "root@localhost", "A"),
+        ):
+            with self.subTest(sender=sender, name=name):
+                self.database.execute("truncate misc")
+                for parameter, value in (("admin_email", admin), ("FullHostName", host)):
+                    if value is not None:
+                        self.database.execute(
+                            f"insert into misc values ('{parameter}', '{value}')")
+                self.database.execute(
+                    f"update clients set pname = {'NULL' if pname is None else repr(pname)}")
+                run = self.deliver()
+                self.assert_answered(run, 2)
+                self.assertEqual(run.calls[0].message.decode(),
+                                 self.notice(sender, "gone\n", name))
+
+    def test_one_notice_for_every_rule(self) -> None:
+        self.rule(1, attach=["gone"])
+        self.rule(2, attach=["gone", "here"])
+        self.assertEqual([call.args[3] for call in self.deliver().calls],
+                         ["anna@alpha.test", SENDER] * 2)
+
+    def test_nobody_to_tell(self) -> None:
+        self.rule(attach=["gone"])
+        self.database.execute("insert into domainaliases (dom_id, name, mail)"
+                              " values (1, 'example.net', 'true')")
+        for change, recipient, err in (
+            ("update clients set email = NULL", BOX, ""),
+            ("update clients set email = ''", BOX, ""),
+            ("do 0", "sales@example.net", "This client does not exist :\n"),
+            ("rename table clients to away", BOX,
+             "Unable to define client email and personal name :"
+             "Table 'ovk.clients' doesn't exist\n"),
+        ):
+            with self.subTest(change):
+                self.database.execute(change)
+                run = self.deliver(recipient=recipient)
+                self.assertEqual((run.status, run.err, run.leftovers), (0, err, []))
+                self.assertEqual([call.args[3] for call in run.calls], [SENDER])
+
+    def test_sendmail_that_does_not_listen(self) -> None:
+        names = [f"gone {'x' * 200} {i}" for i in range(1000)]  # more than a pipe holds
+        self.rule(attach=names)
+        self.box.behave("some")
+        run = self.deliver()
+        self.assertEqual((run.status, run.err, len(run.calls)), (0, "", 2))
+
+    def test_names_that_lead_out_count_as_missing(self) -> None:
+        folder = self.box.attachments(BOX)
+        (folder.parent / "secret").write_text("secret")
+        os.symlink("../secret", folder / "outward")
+        os.symlink("/etc/ovk/.ovk.shadow", folder / "absolute")
+        names = ["../secret", "outward", "absolute", "../../sales/secret", "/etc/ovk/.ovk.shadow"]
+        self.rule(attach=[*names, "/here"])
+        run = self.deliver()
+        self.assert_answered(run, 2)
+        self.assertTrue(run.calls[0].message.decode().endswith(
+            "".join(name + "\n" for name in names) + "\n"))
+        self.assertEqual(run.calls[1].message.count(b"filename="), 1)

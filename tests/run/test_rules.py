@@ -1,0 +1,138 @@
+"""Mailbox resolution and rules: the lookups, the triggers, the order of the run."""
+
+import base64
+import quopri
+
+from support.case import BOX, SENDER, PanelCase, mail
+
+LOOKUPS = [
+    "select m.id, m.mail_name, d.name from mail m, domains d where m.dom_id=d.id and"
+    " d.name='{1}' and m.mail_name='{0}'",
+    "select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d where m.id=ma.mn_id"
+    " and m.dom_id=d.id and d.name='{1}' and ma.alias='{0}'",
+    "select m.id, m.mail_name, d.name from mail m, domains d, domainaliases da where"
+    " m.dom_id=d.id and d.id=da.dom_id and da.name='{1}' and m.mail_name='{0}' and da.mail='true'",
+    "select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d, domainaliases da"
+    " where m.id=ma.mn_id and m.dom_id=d.id and d.id=da.dom_id and da.name='{1}' and"
+    " ma.alias='{0}' and da.mail='true'",
+]
+
+
+class Mailbox(PanelCase):
+    def setUp(self) -> None:
+        super().setUp()
+        self.database.execute(
+            "insert into mail (id, dom_id, mail_name) values (2, 1, 'support'), (3, 1, 'o''brien');"
+            "insert into mail_aliases (mn_id, alias) values (1, 'orders'), (2, 'sales');"
+            "insert into domainaliases (dom_id, name, mail) values"
+            " (1, 'example.net', 'true'), (1, 'parked.test', 'false')")
+        self.rule(1, mn_id=1, text="sales", attach=["file"])
+        self.rule(2, mn_id=2, text="support")
+        self.rule(3, mn_id=3, text="o'brien")
+        (self.box.attachments(BOX) / "file").write_text("x")
+
+    def test_lookups_stop_at_the_first_hit(self) -> None:
+        for recipient, lookups, text in (
+            ("sales@example.com", 1, b"sales"),  # the mailbox itself, not the alias of that name
+            ("orders@example.com", 2, b"sales"),
+            ("sales@example.net", 3, b"sales"),
+            ("orders@example.net", 4, b"sales"),
+            ("o'brien@example.com", 1, b"o'brien"),
+            ("sales@parked.test", 4, None),
+            ("nobody@example.com", 4, None),
+            ("back\\slash'@example.com", 4, None),
+            ("@example.com", 4, None),
+            ("bare", 4, None),
+        ):
+            with self.subTest(recipient):
+                self.database.listen()
+                run = self.deliver(recipient=recipient)
+                name, domain = recipient.split("@") if "@" in recipient else [recipient] * 2
+                escaped = [part.replace("\\", "\\\\").replace("'", "\\'")
+                           for part in (name, domain)]
+                statements = self.database.heard()
+                self.assertEqual(statements[0], "SET NAMES utf8")
+                self.assertEqual(statements[1:1 + lookups],
+                                 [query.format(*escaped) for query in LOOKUPS[:lookups]])
+                if text is None:
+                    self.assertEqual(len(statements), 1 + lookups)
+                    self.assert_silent(run,
+                                       f"autoresponder: Mailname not found: {name}@{domain}\n")
+                else:
+                    self.assertTrue(statements[1 + lookups].startswith("select id, keystr, "))
+                    self.assertIn(text, run.calls[0].message)
+                    # Attachments lie with the mailbox, whatever name led to it.
+                    self.assertEqual(b'filename="file"' in run.calls[0].message, text == b"sales")
+
+    def test_configured_root_of_the_mailboxes(self) -> None:
+        (self.box.etc / "ovk.conf").write_text("ORVEK_MAILNAMES_D /var/qmail/other # moved\n")
+        folder = self.box.qmail / "other/example.com/sales/@attachments"
+        folder.mkdir(parents=True)
+        (folder / "file").write_text("other")
+        self.assertIn(b"b3RoZXI=", self.deliver().calls[0].message)
+        (self.box.etc / "ovk.conf").unlink()
+        self.assertIn(b"\neA==\n", self.deliver().calls[0].message)
+
+
+class Rules(PanelCase):
+    def texts(self, message: str | bytes) -> list[str]:
+        run = self.deliver(message)
+        self.assertEqual(run.err, "")
+        return [call.message.partition(b"\n\n")[2].decode().strip() for call in run.calls]
+
+    def test_switch_and_defaults(self) -> None:
+        for id, switch in enumerate(("true", "false", None, "", "False", "0"), 1):
+            self.rule(id, resp_on=switch, text=f"{switch}")
+        self.assertEqual(self.texts(mail()), ["true", "", "False", "0"])
+
+    def test_rule_of_null_columns(self) -> None:
+        self.rule(text=None, key_where=None, keystr="absent", subject=None, charset=None,
+                  content_type=None, reply_to=None, ans_freq=None, mem_limit=None)
+        run = self.deliver()
+        self.assert_answered(run)
+        self.assertIn(b'Content-Type: text/plain; charset="UTF-8"\n', run.calls[0].message)
+
+    def test_triggers_in_every_charset(self) -> None:
+        self.rule(1, key_where="subj", keystr="注文", text="subject ja")
+        self.rule(2, key_where="body", keystr="注文", text="body ja")
+        self.rule(3, key_where="subj", keystr="заказ", text="subject ru")
+        self.rule(4, key_where="body", keystr="заказ", text="body ru")
+        for charset, word, language in (("utf-8", "заказ", "ru"), ("windows-1251", "заказ", "ru"),
+                                        ("koi8-r", "заказ", "ru"), ("utf-8", "注文", "ja"),
+                                        ("iso-2022-jp", "注文", "ja")):
+            raw = f"x {word} y\n".encode(charset)
+            for encoding, encoded in (("base64", base64.encodebytes(raw)),
+                                      ("quoted-printable", quopri.encodestring(raw)),
+                                      ("8bit", raw)):
+                with self.subTest(charset, word=word, encoding=encoding):
+                    headers = (f"Content-Type: text/plain; charset={charset}\n"
+                               f"Content-Transfer-Encoding: {encoding}\n")
+                    message = mail("x", "", headers).encode() + encoded
+                    self.assertEqual(self.texts(message), [f"body {language}"])
+            for letter, data in (("B", base64.b64encode(word.encode(charset)).decode()),
+                                 ("Q", "".join(f"={b:02X}" for b in word.encode(charset)))):
+                with self.subTest(charset, word=word, letter=letter):
+                    subject = f"Re: =?{charset}?{letter}?{data}?="
+                    self.assertEqual(self.texts(mail(subject)), [f"subject {language}"])
+
+    def test_text_that_cannot_be_decoded(self) -> None:
+        self.rule(1, key_where="subj", keystr="", text="any subject")
+        self.rule(2, key_where="subj", keystr="x", text="never")
+        run = self.deliver(mail("=?x-none?Q?x?=", headers="Content-Type: text/plain;"
+                                                          " charset=x-other\n"))
+        self.assertEqual(run.err,
+                         "Could not convert message body text from x-other to UTF-8.\n"
+                         "Could not convert message subject text from x-other to UTF-8.\n")
+        self.assertEqual(len(run.calls), 1)
+        run = self.deliver(mail("=?utf-8?Q?x"))
+        self.assertEqual(run.err, "wrong rfc1522 sequence (no data): =?utf-8?Q?x\n")
+        self.assertEqual(len(run.calls), 2)
+
+    def test_order_of_the_run(self) -> None:
+        self.rule(1, forward=["boss@example.org"])
+        self.rule(2, forward=["boss@example.org"], resp_on="false")
+        self.rule(3, forward=["boss@example.org"], key_where="subj", keystr="absent")
+        self.rule(4, forward=["chief@example.org"])
+        self.assertEqual([call.args[2:] for call in self.deliver().calls],
+                         [[BOX, "boss@example.org"], [BOX, SENDER],
+                          [BOX, "chief@example.org"], [BOX, SENDER]])
