@@ -54,10 +54,12 @@ static void connect_to_panel(void) {
 
 static void write_reply(char* name, const char* sender, const char* recipient) {
     int fd = mkstemp(name);
-    dprintf(fd, "From: %s\nTo: %s\nMIME-Version: 1.0\nSubject: Re: Hello\n"
-                "Content-Type: text/plain; charset=\"UTF-8\"\n"
-                "Content-Transfer-Encoding: 8bit\nContent-Disposition: inline\n\n"
-                "Thank you for your mail.\n\n\n", recipient, sender);
+    dprintf(fd,
+            "From: %s\nTo: %s\nMIME-Version: 1.0\nSubject: Re: Hello\n"
+            "Content-Type: text/plain; charset=\"UTF-8\"\n"
+            "Content-Transfer-Encoding: 8bit\nContent-Disposition: inline\n\n"
+            "Thank you for your mail.\n\n\n",
+            recipient, sender);
     close(fd);
 }
 
@@ -88,9 +90,11 @@ int main(int argc, char** argv) {
 
 #define RUN(...) (snprintf(statement, sizeof statement, __VA_ARGS__), run(statement))
     RUN("select m.id, m.mail_name, d.name from mail m, domains d where m.dom_id=d.id and"
-        " d.name='%s' and m.mail_name='%.*s'", domain, (int)(domain - 1 - recipient), recipient);
+        " d.name='%s' and m.mail_name='%.*s'",
+        domain, (int)(domain - 1 - recipient), recipient);
     RUN("select id, keystr, key_where, text, resp_on, ans_freq, mem_limit, subject, reply_to,"
-        " charset, content_type from mail_resp where mn_id=%s", argv[3]);
+        " charset, content_type from mail_resp where mn_id=%s",
+        argv[3]);
     RUN("select GET_LOCK('floor-%s-%s', 5)", argv[4], sender);
     RUN("delete from resp_freq where rn_id=%s and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0", argv[4]);
     RUN("select COUNT(*) from resp_freq where rn_id=%s", argv[4]);

@@ -34,9 +34,7 @@ class Forward(PanelCase):
         self.rule(1, forward=["a@example.org"])
         self.rule(2, forward=["b@example.org"])
         # The first sendmail takes away what the second would be handed.
-        self.box.sendmail = str(self.box.folder / "thief")
-        (self.box.folder / "thief").write_text("#!/bin/sh\nrm -f /tmp/ovk-autoresponder-*\n")
-        (self.box.folder / "thief").chmod(0o755)
+        self.box.script("rm -f /tmp/ovk-autoresponder-*\n")
         run = self.deliver()
         self.assertRegex(run.err, r"\Aautoresponder: Failed to open temporary file with forward"
                                   r" mail contents '/tmp/ovk-autoresponder-\w{6}': No such file or"

@@ -6,8 +6,6 @@ import os
 from support.case import BOX, SENDER, PanelCase, mail
 from support.sandbox import MAILNAMES
 
-# The generator is never seeded, so these are the boundaries of every run.
-FIRST = "--------=_NWLRBBMQBHCDARZOWKKYHIDDQSCDX"
 B64_LINE = 60
 
 
@@ -43,6 +41,7 @@ class Reply(PanelCase):
         for rule_subject, incoming, expected in (
             ("", "Re: Hello", "Re: Re: Hello"),
             ("", "Grüße", "Re: =?utf-8?Q?Gr=C3=BC=C3=9Fe?="),
+            ("", "a\n b", "Re: =?utf-8?Q?a=0A_b?="),
             ("", "=?utf-8?B?YQpCY2M6IHhAeS56?=", "Re: =?utf-8?Q?a=0ABcc:_x@y.z?="),
             ("Got <request_subject>, <request_from>", "Hi", f"Got Hi, {SENDER}"),
             ("<orig_emails_subj><incoming_message_subject><orig_emails_sender_mailname>", "Hi",
@@ -56,12 +55,6 @@ class Reply(PanelCase):
                 self.database.execute("truncate mail_resp; truncate resp_freq")
                 self.rule(subject=rule_subject)
                 self.assertEqual(self.only_message(message=mail(incoming)), plain(expected))
-
-    def test_folded_subject_stays_one_line(self) -> None:
-        self.rule()
-        self.assertIn("Subject: =?utf-8?Q?Re:_a=0A_b?=\nContent-Type: text/plain",
-                      self.only_message(message=mail("a\n b")).replace("Re: =?utf-8?Q?a",
-                                                                       "=?utf-8?Q?Re:_a"))
 
     def test_no_line_of_the_mail_reaches_a_header(self) -> None:
         self.rule(subject="<request_subject> <request_from>")
@@ -204,7 +197,7 @@ class Delivery(PanelCase):
         # The whole address is converted, so its first label holds the local part.
         address = run.calls[0].args[2]
         self.assertTrue(address.isascii())
-        self.assertEqual(address, "xn--box@bcher-15a.test".replace("-15a", address[13:17]))
+        self.assertRegex(address, r"\Axn--box@bcher-\w+\.test\Z")
         self.assertIn(f"From: {address}\n".encode(), run.calls[0].message)
 
     def test_address_without_an_ascii_form_is_fatal(self) -> None:
@@ -237,12 +230,11 @@ class Delivery(PanelCase):
         self.assertEqual((run.status, run.err, run.leftovers), (0, line * 2, []))
 
     def test_reply_file_that_cannot_be_made(self) -> None:
-        self.rule()
-        # Room for the copy of the mail, and not one file more.
-        self.box.extra += ["--size", "8192", "--tmpfs", "/tmp"]
-        self.box.wrapper = ["/usr/bin/sh", "-c",
-                            'i=0; while : > "/tmp/fill$i"; do i=$((i+1)); done 2>/dev/null;'
-                            ' rm /tmp/fill0; exec "$@"', "sh"]
+        self.rule(forward=["a@example.org"])
+        # /tmp goes away while the mail is forwarded.
+        (self.box.qmail / "tmp").mkdir()
+        self.box.tmp_mount = ["--symlink", "/var/qmail/tmp", "/tmp"]
+        self.box.script("mv /var/qmail/tmp /var/qmail/moved\n")
         run = self.deliver()
         self.assertEqual(run.status, 1)
         self.assertRegex(run.err, "^autoresponder: Failed to open temporary file with response mail"

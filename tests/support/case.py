@@ -21,6 +21,8 @@ def quote(value: object) -> str:
         return "NULL"
     if isinstance(value, int):
         return str(value)
+    if any(c < " " for c in str(value)):  # the client would change some of them
+        return "_utf8mb4 x'" + str(value).encode().hex() + "'"
     return "'" + str(value).replace("\\", "\\\\").replace("'", "\\'") + "'"
 
 

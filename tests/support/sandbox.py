@@ -51,6 +51,7 @@ class Sandbox:
             folder.mkdir(parents=True)
         self.sendmail: str | None = sendmail
         self.run_folder = database.run_folder if database else self.empty
+        self.tmp_mount = ["--bind", str(self.tmp), "/tmp"]
         self.extra: list[str] = []  # more arguments for bubblewrap
         self.wrapper: list[str] = []  # a command that runs the program
         self.timeout = 60.0
@@ -77,6 +78,13 @@ class Sandbox:
         """Tells sendmail what to do; see capture_sendmail.c."""
         (self.capture / "behaviour").write_text(words)
 
+    def script(self, text: str) -> None:
+        """Puts a shell script in sendmail's place."""
+        path = self.folder / "script"
+        path.write_text("#!/bin/sh\n" + text)
+        path.chmod(0o755)
+        self.sendmail = str(path)
+
     # -- runs ------------------------------------------------------------------------------------
 
     def command(self, recipient: str | None) -> list[str]:
@@ -100,7 +108,7 @@ class Sandbox:
         command += ["--ro-bind-try", "/etc/ld.so.cache", "/etc/ld.so.cache",
                     "--bind", str(self.etc), "/etc/ovk", "--bind", str(self.qmail), "/var/qmail",
                     "--bind", str(self.run_folder), "/run/mysqld",
-                    "--bind", str(self.capture), "/capture", "--bind", str(self.tmp), "/tmp",
+                    "--bind", str(self.capture), "/capture", *self.tmp_mount,
                     "--ro-bind", str(self.program), "/program/autoresponder", "--dev", "/dev",
                     "--proc", "/proc", "--clearenv"]
         options = f"exitcode={SANITIZER_FAILURE}"

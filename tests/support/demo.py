@@ -1,0 +1,135 @@
+"""demo.py BUILD-FOLDER MESSAGE-FILE RECIPIENT: delivers one mail to the sample panel and shows what
+happened. Without a message it takes a bundled one that sets everything in motion."""
+
+import pathlib
+import re
+import sys
+import time
+
+from support.database import REPOSITORY, Database
+from support.sandbox import Call, Sandbox
+
+TABLES = ["resp_freq"]
+BUNDLED = REPOSITORY / "tests/support/mail/enquiry.eml"
+ABRIDGED_LINES = 8
+
+
+class Stopwatch:
+    """Says how long a step took when it took longer than a second."""
+
+    def __init__(self) -> None:
+        self.start = time.monotonic()
+
+    def tell(self, step: str) -> None:
+        seconds = time.monotonic() - self.start
+        if seconds > 1:
+            print(f"demo: {step} took {seconds:.1f} s")
+        self.start = time.monotonic()
+
+
+def heading(text: str) -> None:
+    print(f"\n=== {text} {'=' * max(0, 92 - len(text))}")
+
+
+def abridge(text: str) -> str:
+    """The text with the middle of long runs of Base64 left out."""
+    lines: list[str] = []
+    run: list[str] = []
+    for line in text.split("\n") + [""]:
+        if re.fullmatch(r"[A-Za-z0-9+/]{60}|[A-Za-z0-9+/]+={0,2}", line) and len(line) > 40:
+            run.append(line)
+            continue
+        if len(run) > ABRIDGED_LINES:
+            run = run[:2] + [f"[demo: {len(run) - 4} lines of Base64 left out]"] + run[-2:]
+        lines += run + [line]
+        run = []
+    return "\n".join(lines[:-1])
+
+
+def decode(message: bytes) -> str:
+    """For the terminal: the message in the charset that its text part names."""
+    found = re.search(rb'charset="?([\w-]+)', message)
+    try:
+        return message.decode(found[1].decode() if found else "utf-8")
+    except (LookupError, UnicodeDecodeError):
+        return message.decode(errors="replace")
+
+
+def show_call(number: int, call: Call) -> None:
+    heading(f"sendmail, call {number}")
+    print(" ".join(repr(arg) if re.search(r"[^\w@./+-]", arg) or not arg else arg
+                   for arg in call.args))
+    print("-" * 97)
+    print(abridge(decode(call.message)), end="")
+    print("-" * 97)
+
+
+def sample_attachments(box: Sandbox) -> None:
+    """What the sample panel's repositories hold; "terms.pdf" is missing on purpose."""
+    lines = [f"{item:<20} {price:>8.2f} EUR\n" for item, price in
+             [("Chair", 49.9), ("Table", 129.0), ("Lamp", 24.5), ("Shelf", 79.0)] * 10]
+    (box.attachments("sales@example.com") / "price list.txt").write_text("".join(lines))
+    (box.attachments("office@example.org") / "Grußkarte.txt").write_text("Alles Gute!\n")
+
+
+def snapshot(database: Database) -> dict[str, list[str]]:
+    return {table: sorted("  ".join("NULL" if column is None else column for column in row)
+                          for row in database.rows(f"select * from ovk.{table}"))
+            for table in TABLES}
+
+
+def show_changes(before: dict[str, list[str]], after: dict[str, list[str]]) -> None:
+    heading("changes in the database")
+    changed = False
+    for table in TABLES:
+        for sign, rows in (("-", [row for row in before[table] if row not in after[table]]),
+                           ("+", [row for row in after[table] if row not in before[table]])):
+            for row in rows:
+                changed = True
+                print(f"{sign} {table}: {row}")
+    if not changed:
+        print("none")
+
+
+def main(build: pathlib.Path, message_file: pathlib.Path, recipient: str) -> None:
+    watch = Stopwatch()
+    with Database() as database:
+        database.load("panel.sql", "sample.sql")
+        watch.tell("starting a private MariaDB")
+        box = Sandbox(str(build / "autoresponder/autoresponder"),
+                      str(build / "tests/run/capture_sendmail"), database)
+        try:
+            sample_attachments(box)
+            before = snapshot(database)
+            run = box.run(message_file.read_bytes(), recipient)
+            watch.tell("the run")
+            heading(f"{message_file.name} to {recipient}: exit status {run.status}")
+            print("standard error: " + (run.err.rstrip("\n") or "(empty)"))
+            print("standard output: " + (run.out.rstrip("\n") or "(empty)"))
+            print("left in /tmp: " + (", ".join(run.leftovers) or "nothing"))
+            for number, call in enumerate(run.calls, 1):
+                show_call(number, call)
+            if not run.calls:
+                print("sendmail was not called")
+            show_changes(before, snapshot(database))
+        finally:
+            box.close()
+    watch.tell("cleaning up")
+
+
+def guide() -> None:
+    heading("what this run showed")
+    print("""\
+rule 1 answers every mail to sales@example.com: it forwarded the mail to two colleagues (call 1),
+told the client of the panel that "terms.pdf" is missing (call 2), and replied with the file that is
+there (call 3). Rule 2 found "заказ" in the KOI8-R subject and replied in KOI8-R (call 4). Rule 3
+found "price" in the body and stayed silent: this sender has had its one answer of the day. Rule 4
+is switched off.""")
+
+
+if __name__ == "__main__":
+    folder, message, to = sys.argv[1:4]
+    main(pathlib.Path(folder), pathlib.Path(message) if message else BUNDLED,
+         to or "sales@example.com")
+    if not message and not to:
+        guide()
