@@ -1,11 +1,57 @@
 #include "autoresponder/limiter.h"
 
+#include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/text.h"
 #include "lib/get_param.h"
 #include "lib/owned.h"
 
+#include <cstdint>
+#include <string_view>
+
 namespace {
+
+/// Keeps two runs for the same rule and sender from both reading the same count: an advisory lock
+/// of the database, held from construction to destruction. When the process ends in between, the
+/// server releases it with the connection.
+class BookkeepingLock {
+public:
+    BookkeepingLock(MYSQL* connection, const std::string& rule, std::string_view sender)
+        : connection_(connection), name_(lock_name(rule, sender)) {
+        MysqlResult result;
+        held_ = run_query(connection_, concat({"select GET_LOCK('", name_, "', 5)"}), result);
+        const std::optional<Row> row = next_row(result);
+        held_ = held_ && row && row->text(0) == "1";
+        // A reply too many is better than none.
+        if (!held_)
+            report({"autoresponder: Unable to lock reply bookkeeping, going on without"});
+    }
+    BookkeepingLock(const BookkeepingLock&) = delete;
+    BookkeepingLock& operator=(const BookkeepingLock&) = delete;
+    ~BookkeepingLock() {
+        MysqlResult ignored;
+        if (held_)
+            run_query(connection_, concat({"select RELEASE_LOCK('", name_, "')"}), ignored);
+    }
+
+private:
+    /// Names are limited to 64 characters, senders are not. Spellings of one sender that differ in
+    /// case may be one to the database, so they share a lock; that other senders share it as well
+    /// where the hashes meet costs them a moment.
+    static std::string lock_name(const std::string& rule, std::string_view sender) {
+        std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+        for (const char c : sender) {
+            const unsigned char byte =
+                static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c | 32 : c);
+            hash = (hash ^ byte) * 0x100000001b3;
+        }
+        return concat({"autoresponder-", rule, "-", std::to_string(hash)});
+    }
+
+    MYSQL* connection_;
+    std::string name_;
+    bool held_ = false;
+};
 
 /// One rule's bookkeeping for one sender.
 struct Bookkeeping {
@@ -56,10 +102,13 @@ void remember(const Bookkeeping& books) {
 
 int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
                       std::string ans_freq, std::string mem_limit) {
-    purge_earlier_days(connection, id);
     const std::int32_t limit = decimal_number(ans_freq);
-    if (limit <= 0)
+    if (limit <= 0) {
+        purge_earlier_days(connection, id);
         return 0;
+    }
+    const BookkeepingLock lock(connection, id, mail->from);
+    purge_earlier_days(connection, id);
 
     Bookkeeping books{connection, id, {}};
     const std::string entries =
