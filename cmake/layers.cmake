@@ -8,8 +8,8 @@
 
 add_library(ovk_options INTERFACE)
 target_compile_options(ovk_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -fstack-protector-strong)
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual> -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -fstack-protector-strong)
 if(OVK_WERROR)
   target_compile_options(ovk_options INTERFACE -Werror)
 endif()

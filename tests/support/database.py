@@ -43,6 +43,9 @@ class Database:
         self.run_folder = self.folder / "run"
         self.run_folder.mkdir()
         self.socket = self.run_folder / "mysqld.sock"
+        # Servers name their temporary tables by process id, which is no name to share /tmp by.
+        self.tmp = self.folder / "tmp"
+        self.tmp.mkdir()
         self.log = self.folder / "general.log"
         self._server: subprocess.Popen | None = None
         self._client: subprocess.Popen | None = None
@@ -65,7 +68,8 @@ class Database:
 
     def _create(self) -> None:
         command = [_find("mariadb-install-db"), "--no-defaults", f"--datadir={self.folder}/data",
-                   "--auth-root-authentication-method=normal", "--skip-test-db"]
+                   "--auth-root-authentication-method=normal", "--skip-test-db",
+                   f"--tmpdir={self.tmp}"]
         if os.geteuid() == 0:
             command.append("--user=root")
         made = subprocess.run(command, capture_output=True, text=True)
@@ -76,6 +80,7 @@ class Database:
         """Starts the server over the data that is there and waits until it answers."""
         command = [_find("mariadbd"), "--no-defaults", f"--datadir={self.folder}/data",
                    f"--socket={self.socket}", f"--pid-file={self.folder}/pid",
+                   f"--tmpdir={self.tmp}",
                    f"--general-log-file={self.log}", f"--log-error={self.folder}/error.log",
                    "--skip-networking", "--skip-log-bin", "--innodb-flush-log-at-trx-commit=0",
                    "--innodb-buffer-pool-size=32M", "--innodb-log-file-size=8M",

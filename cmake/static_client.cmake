@@ -1,0 +1,48 @@
+# Linking decides more of a start than code: the client library and OpenSSL take milliseconds to be
+# found, mapped and relocated (docs/PERFORMANCE.md has the figures). So the program takes everything
+# but libc from static archives where they are installed, and leaves out what it never calls.
+#
+#   ovk_link_client(TARGET)
+#
+# OVK_LINK_STATIC=OFF gives the ordinary dynamic program. Sanitizer builds are always dynamic.
+
+option(OVK_LINK_STATIC "Link the program's libraries statically where their archives are installed" ON)
+
+function(ovk_find_archives result)
+  set(found)
+  foreach(name ${MARIADB_STATIC_LIBRARIES} ${IDN_STATIC_LIBRARIES})
+    if(name MATCHES "^(dl|m|pthread|c|rt)$")
+      list(APPEND found ${name})
+      continue()
+    endif()
+    find_library(OVK_ARCHIVE_${name} lib${name}.a)
+    if(NOT OVK_ARCHIVE_${name})
+      message(STATUS "lib${name}.a is not installed: linking dynamically")
+      set(${result} "" PARENT_SCOPE)
+      return()
+    endif()
+    list(APPEND found ${OVK_ARCHIVE_${name}})
+  endforeach()
+  set(${result} "${found}" PARENT_SCOPE)
+endfunction()
+
+include(CheckLinkerFlag)
+check_linker_flag(CXX "-Wl,-z,pack-relative-relocs" OVK_HAVE_RELR)
+
+function(ovk_link_client target)
+  if(NOT OVK_LINK_STATIC OR OVK_SANITIZE)
+    return()
+  endif()
+  ovk_find_archives(archives)
+  if(NOT archives)
+    return()
+  endif()
+  target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/lib/client_startup.c")
+  target_link_options(${target} PRIVATE
+    -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed
+    -Wl,--wrap=ma_tls_start -Wl,--wrap=getservbyname
+    $<$<BOOL:${OVK_HAVE_RELR}>:-Wl,-z,pack-relative-relocs>)
+  # In front of the shared libraries that the layers name: --as-needed then drops those.
+  target_link_libraries(${target} PRIVATE
+    -Wl,--start-group responder mimelib codecs panel ${archives} -Wl,--end-group)
+endfunction()
