@@ -38,10 +38,11 @@ pid_t start_sendmail(int input, const std::string& envelope_sender, const std::s
 
 } // namespace
 
-void deliver_reply(const Mail_content& mail) {
+void deliver_reply(const Mail_content& mail, const Policy& policy) {
     try {
         Descriptor reply = open_reply_file();
-        const std::string envelope_sender = orvek::idn::toAscii(mail.to);
+        const std::string envelope_sender =
+            policy.null_sender ? null_path : orvek::idn::toAscii(mail.to);
         const pid_t sendmail = start_sendmail(reply.get(), envelope_sender, mail.from);
         reply.reset();
         wait_for(sendmail);

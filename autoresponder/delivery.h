@@ -3,6 +3,7 @@
 #pragma once
 
 #include "autoresponder/mail_content.h"
+#include "autoresponder/policy.h"
 
 #include <string>
 #include <sys/types.h>
@@ -13,7 +14,7 @@ inline constexpr char sendmail_path[] = "/usr/sbin/sendmail";
 /// file. When the file cannot be opened, the recipient's address has no ASCII form or memory runs
 /// out, the process ends with status 1 after a message on both output streams; the file then stays.
 /// What sendmail makes of the message is not looked at.
-void deliver_reply(const Mail_content& mail);
+void deliver_reply(const Mail_content& mail, const Policy& policy);
 
 /// Streams `text` into sendmail through a pipe and waits for it. Failures are reported on standard
 /// error and give the notice up; only a failed fork ends the process (status 1).

@@ -1,7 +1,9 @@
 #include "autoresponder/intake.h"
 
+#include "autoresponder/automatic.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/process.h"
+#include "autoresponder/reply_headers.h"
 #include "autoresponder/text.h"
 #include "codecs/charset.h"
 #include "lib/owned.h"
@@ -165,6 +167,8 @@ int read_content(const DwString& text, const char* recipient, Mail_content* mail
     mail->date = field_text(headers.HasDate(), headers.Date());
     mail->charset = std::move(charset);
     mail->body.append(std::move(utf8_body));
+    mail->automatic = automatic_sign(headers);
+    mail->thread = read_thread(headers);
     return 0;
 }
 

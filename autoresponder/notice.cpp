@@ -3,6 +3,7 @@
 #include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
+#include "autoresponder/reply_headers.h"
 #include "autoresponder/text.h"
 #include "lib/get_param.h"
 
@@ -59,7 +60,8 @@ std::string notice_sender(MYSQL* connection) {
 }
 
 std::string notice_text(const std::string& sender, const Client& client, const std::string& missing,
-                        const ResponderRule& rule, const Mail_content& mail) {
+                        const ResponderRule& rule, const ReplyContext& context) {
+    const Mail_content& mail = context.mail;
     const std::string reply_to =
         rule.reply_to.empty() ? "" : concat({"Reply-To: ", rule.reply_to, "\n"});
     return concat({
@@ -74,6 +76,7 @@ std::string notice_text(const std::string& sender, const Client& client, const s
         "Subject: ",
         product,
         " notification (files missing in attachments repository). \n",
+        context.policy.reply_headers ? automatic_reply_headers(mail) : "",
         "Content-Type: text/plain; charset=utf-8\n",
         "Content-Disposition: inline\n",
         "Content-Transfer-Encoding: 8bit\n",
@@ -104,6 +107,6 @@ void notify_about_missing(const std::string& missing, const ResponderRule& rule,
     if (!client)
         return;
     const std::string sender = notice_sender(context.connection);
-    deliver_notice(sender, client->email,
-                   notice_text(sender, *client, missing, rule, context.mail));
+    deliver_notice(context.policy.null_sender ? null_path : sender, client->email,
+                   notice_text(sender, *client, missing, rule, context));
 }

@@ -7,6 +7,7 @@
 #include "autoresponder/panel_query.h"
 #include "autoresponder/process.h"
 #include "autoresponder/reply_file.h"
+#include "autoresponder/reply_headers.h"
 #include "autoresponder/template.h"
 #include "autoresponder/text.h"
 #include "codecs/base64.h"
@@ -152,6 +153,11 @@ void write_attachment(const std::string& directory, const std::string& name,
     reply.line({});
 }
 
+void write_chosen_headers(const ReplyContext& context, ReplyFile& reply) {
+    if (context.policy.reply_headers)
+        reply.write(automatic_reply_headers(context.mail));
+}
+
 /// Writes the whole reply; see the layout of replies in docs/DESIGN.md.
 void write_reply(const ResponderRule& rule, const ReplyContext& context,
                  const std::vector<std::string>& attachments, const std::string& boundary,
@@ -166,6 +172,7 @@ void write_reply(const ResponderRule& rule, const ReplyContext& context,
     reply.line({"To: ", mail.from});
     reply.line({"MIME-Version: 1.0"});
     reply.line({"Subject: ", orvek::rfc1522::encode(subject)});
+    write_chosen_headers(context, reply);
     if (multipart) {
         reply.line({"Content-Type: multipart/mixed;\n\tboundary=\"", boundary, "\""});
         reply.line({});
@@ -201,13 +208,15 @@ bool is_oversize(std::int32_t limit) {
     return limit > 0 && stat(resp_uu_file_name, &status) == 0 && status.st_size > limit;
 }
 
-void write_oversize_reply(const ResponderRule& rule, const Mail_content& mail) {
+void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context) {
     ReplyFile reply;
+    const Mail_content& mail = context.mail;
     if (!rule.reply_to.empty())
         reply.line({"Reply-To: ", rule.reply_to});
     reply.line({"From: ", mail.to});
     reply.line({"CC: "});
     reply.line({"Subject: ", orvek::rfc1522::encode("Re: " + mail.subject)});
+    write_chosen_headers(context, reply);
     reply.line({});
     reply.line({"An error occurred while responding on you request."});
     reply.line({});
@@ -236,8 +245,8 @@ void send_reply(const ResponderRule& rule, const ReplyContext& context) {
     write_reply(rule, context, attachments.found, boundary, make_subject(rule, context.mail));
     created.reset();
     if (is_oversize(size_limit()))
-        write_oversize_reply(rule, context.mail);
-    deliver_reply(context.mail);
+        write_oversize_reply(rule, context);
+    deliver_reply(context.mail, context.policy);
 }
 
 std::string makeBoundaryStr() {

@@ -4,6 +4,7 @@
 
 #include "autoresponder/mail_content.h"
 #include "autoresponder/mailbox.h"
+#include "autoresponder/policy.h"
 #include "autoresponder/rules.h"
 
 #include <mysql.h>
@@ -16,6 +17,7 @@ struct ReplyContext {
     MYSQL* connection;
     /// Mail_content.domain, escaped for a quoted SQL literal.
     const char* escaped_domain;
+    const Policy& policy;
 };
 
 /// Composes and delivers the reply of `rule`. Files that the rule names and that do not exist are

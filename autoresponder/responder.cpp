@@ -5,7 +5,9 @@
 #include "autoresponder/limiter.h"
 #include "autoresponder/mailbox.h"
 #include "autoresponder/panel_query.h"
+#include "autoresponder/policy.h"
 #include "autoresponder/process.h"
+#include "autoresponder/refusal.h"
 #include "autoresponder/reply.h"
 #include "autoresponder/rules.h"
 #include "lib/dbconnect_legacy.h"
@@ -21,22 +23,34 @@ MysqlConnection open_panel_database() {
     return connection;
 }
 
+/// Says so when not.
+bool is_to_be_answered(const ReplyContext& context) {
+    const std::string reason = refusal_reason(context.mail, context.mailbox, context.connection);
+    if (!reason.empty())
+        report({"autoresponder: Not answered: ", reason});
+    return reason.empty();
+}
+
 } // namespace
 
 int db_mail_act(Mail_content* mail) {
     const EscapedRecipient recipient = escape_recipient(*mail);
     const MysqlConnection connection = open_panel_database();
     const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
-    const ReplyContext context{*mail, mailbox, connection.get(), recipient.domain.get()};
+    const Policy policy = configured_policy();
+    const ReplyContext context{*mail, mailbox, connection.get(), recipient.domain.get(), policy};
+    const bool may_answer = !policy.refuse_automatic || is_to_be_answered(context);
 
     const MysqlResult rows = query_rules(connection.get(), mailbox.id);
     while (const std::optional<ResponderRule> rule = next_rule(rows)) {
         if (!is_on(*rule) || !trigger_matches(*rule, *mail))
             continue;
-        if (!can_response_freq(connection.get(), mail, rule->id, rule->ans_freq, rule->mem_limit))
+        if (may_answer &&
+            !can_response_freq(connection.get(), mail, rule->id, rule->ans_freq, rule->mem_limit))
             continue;
         forward(connection.get(), mail, rule->id);
-        send_reply(*rule, context);
+        if (may_answer)
+            send_reply(*rule, context);
     }
     return 0;
 }

@@ -58,16 +58,19 @@ std::size_t HeaderLength(std::string_view text) {
     return end;
 }
 
+bool DwFieldReader::Next() {
+    if (rest_.empty())
+        return false;
+    const std::string_view field = rest_.substr(0, field_end(rest_, 0));
+    name_ = field.substr(0, field.find_first_of(": \t"));
+    body_ = trim_field_body(field.substr(find_colon(field) + 1));
+    rest_.remove_prefix(field.size());
+    return true;
+}
+
 DwHeaders::DwHeaders(const DwString& text) : DwMessageComponent(text) {
-    const std::string_view header = AsString().view();
-    for (std::size_t start = 0; start < header.size();) {
-        const std::size_t end = field_end(header, start);
-        const std::string_view field = header.substr(start, end - start);
-        const std::size_t colon = find_colon(field);
-        keep(field.substr(0, field.find_first_of(": \t")),
-             trim_field_body(field.substr(colon + 1)));
-        start = end;
-    }
+    for (DwFieldReader field(AsString().view()); field.Next();)
+        keep(field.Name(), field.Body());
 }
 
 void DwHeaders::keep(std::string_view name, std::string_view body) {

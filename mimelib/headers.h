@@ -7,6 +7,25 @@
 
 #include <optional>
 
+/// Walks over all fields of a header, those that nobody here knows included.
+class DwFieldReader {
+public:
+    /// `header` is a header as HeaderLength measures it, and must outlive the reader.
+    explicit DwFieldReader(std::string_view header) : rest_(header) {}
+
+    /// Moves to the next field; false behind the last.
+    bool Next();
+
+    /// Name and body of the field, as DwHeaders has them. Slices of the header.
+    std::string_view Name() const { return name_; }
+    std::string_view Body() const { return body_; }
+
+private:
+    std::string_view rest_;
+    std::string_view name_;
+    std::string_view body_;
+};
+
 /// The header fields of an entity. Field bodies keep their text as written, line breaks of folding
 /// included; only blanks behind the colon and white space at the end are left out. Names match in
 /// any case, and of several fields of one name the first counts. An accessor of a field that is

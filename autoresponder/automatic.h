@@ -1,0 +1,18 @@
+// The signs by which automatic mail is told: what mailing lists, other responders, bounces and
+// their like send. All of it pure: text in, a short reason out.
+#pragma once
+
+#include "mimelib/mimelib.h"
+
+#include <string>
+
+/// Why the header says that no person wrote this mail: a short text that names the field and holds
+/// nothing of its content but known words (RFC 3834, RFC 2369, RFC 2919, RFC 3462). Empty for an
+/// ordinary mail.
+std::string automatic_sign(const DwHeaders& headers);
+
+/// The same for the sender's local part, by which many programs and lists can be told.
+std::string sender_sign(const std::string& sender);
+
+/// The local part of an address in lower case, without the quotes that it may stand in.
+std::string plain_local_part(const std::string& address);

@@ -1,0 +1,20 @@
+// What the host chooses beyond the panel's own behaviour: three variables of /etc/ovk/ovk.conf,
+// each on for the value "true" and off for anything else, the missing variable and file included.
+#pragma once
+
+struct Policy {
+    /// AUTORESPONDER_REFUSE_AUTOMATIC: mail that no person wrote is forwarded but not answered.
+    bool refuse_automatic = false;
+    /// AUTORESPONDER_REPLY_HEADERS: replies and notices carry a date, an identity and what tells
+    /// other programs not to answer them.
+    bool reply_headers = false;
+    /// AUTORESPONDER_NULL_SENDER: replies and notices have the null path as envelope sender, so
+    /// that nothing bounces back.
+    bool null_sender = false;
+};
+
+/// The envelope sender of mail that must not be bounced (RFC 3834 section 3.3).
+inline constexpr char null_path[] = "<>";
+
+/// The host's choice; loads the configuration file if that has not happened.
+Policy configured_policy();

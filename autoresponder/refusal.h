@@ -1,0 +1,15 @@
+// Refusal of automatic mail, where the host chooses so (policy.h).
+#pragma once
+
+#include "autoresponder/mail_content.h"
+#include "autoresponder/mailbox.h"
+
+#include <mysql.h>
+#include <string>
+
+/// Why `mail` is not to be answered: a sign that no person wrote it (automatic.h), or a sender that
+/// is the recipient or, by any of its names, the mailbox itself. Empty when it is to be answered.
+/// Looks up the mailbox's aliases; a failed statement ends the process through correct_exit, with
+/// its message.
+std::string refusal_reason(const Mail_content& mail, const ResolvedMailbox& mailbox,
+                           MYSQL* connection);

@@ -1,0 +1,19 @@
+// Header lines that make a reply a good citizen of the mail network: a date, an identity, its place
+// in the thread, and what keeps other programs from answering it. Written only where the host
+// chooses so (policy.h).
+#pragma once
+
+#include "autoresponder/mail_content.h"
+#include "mimelib/mimelib.h"
+
+#include <string>
+
+/// Reads the identity of a message and of those before it from its header (RFC 5322 section 3.6.4).
+/// Only what matches the strict syntax of a msg-id gets through.
+MailThread read_thread(const DwHeaders& headers);
+
+/// Date, Message-ID, Auto-Submitted, X-Auto-Response-Suppress and, in a thread, In-Reply-To and
+/// References: lines of at most 998 characters, each ended by a line feed. The Message-ID is new at
+/// each call; without an ASCII form of the recipient's domain there is none, and sendmail adds its
+/// own (RFC 3834 section 3.1, RFC 5322 section 3.6).
+std::string automatic_reply_headers(const Mail_content& mail);

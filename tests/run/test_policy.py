@@ -1,0 +1,113 @@
+"""What a host may switch on in ovk.conf: refusal of automatic mail, more headers, the null path."""
+
+import email
+import email.policy
+import email.utils
+import re
+
+from support.case import BOX, SENDER, PanelCase, mail
+
+ALL = ("REFUSE_AUTOMATIC", "REPLY_HEADERS", "NULL_SENDER")
+REFUSED = "autoresponder: Not answered: {}\n"
+
+
+class Policy(PanelCase):
+    def setUp(self) -> None:
+        super().setUp()
+        self.database.execute(
+            "insert into mail_aliases (mn_id, alias) values (1, 'Orders');"
+            "insert into domainaliases (dom_id, name, mail) values (1, 'example.net', 'true'),"
+            " (1, 'parked.test', 'false')")
+
+    def switch_on(self, *names: str, value: str = "true") -> None:
+        with (self.box.etc / "ovk.conf").open("a") as conf:
+            for name in names:
+                conf.write(f"AUTORESPONDER_{name} {value}\n")
+
+    def test_refused_mail_is_forwarded_and_not_counted(self) -> None:
+        self.rule(1, forward=["boss@example.org"], attach=["gone"])
+        self.rule(2)
+        self.rule(3, forward=["boss@example.org"], ans_freq="0")
+        self.rule(4, forward=["nobody@example.org"], keystr="x", key_where="subj")
+        self.switch_on("REFUSE_AUTOMATIC")
+        run = self.deliver(mail(headers="List-Id: x\n"))
+        self.assertEqual((run.status, run.out, run.leftovers), (0, "", []))
+        self.assertEqual(run.err, REFUSED.format("List-Id is present"))
+        self.assertEqual([call.args[2:] for call in run.calls], [[BOX, "boss@example.org"]] * 2)
+        self.assertEqual(self.database.rows("select * from resp_freq"), [])
+
+    def test_who_is_refused(self) -> None:
+        self.rule(ans_freq="1000")
+        self.switch_on("REFUSE_AUTOMATIC")
+        recipient, mailbox = "From or Reply-To is the recipient", "From or Reply-To is the mailbox itself"
+        for sender, reason in (
+            (SENDER, ""), ("other@example.com", ""), ("sales@parked.test", ""),
+            ("sales@client.example", ""), ("talk-bounces@x.test", "From or Reply-To ends with -bounces"),
+            ("SALES@Example.com", recipient), ("orders@example.COM", mailbox),
+            ("sales@example.net", mailbox), ('"orders"@example.net', mailbox),
+        ):
+            with self.subTest(sender):
+                run = self.deliver(mail(sender=sender))
+                self.assertEqual((run.status, run.err, len(run.calls)),
+                                 (0, REFUSED.format(reason), 0) if reason else (0, "", 1))
+
+    def test_off_unless_true(self) -> None:
+        self.rule()
+        for value in ("false", "TRUE", "1", "true yes"):
+            self.switch_on(*ALL, value=value)
+            run = self.deliver(mail(headers="List-Id: x\nMessage-ID: <a@b>\n"))
+            self.assert_answered(run)
+            self.assertEqual(run.calls[0].args[2], BOX)
+            self.assertNotIn(b"Date:", run.calls[0].message)
+
+    def test_headers_and_envelope(self) -> None:
+        self.rule(1, attach=["gone"])
+        self.rule(2, text="x" * 3000)
+        self.box.databytes("2000")
+        self.switch_on("REPLY_HEADERS", "NULL_SENDER")
+        run = self.deliver(mail(headers="Message-ID: <b@x>\nReferences: <a@x> <bad\n id@x>\n"))
+        self.assert_answered(run, 3)  # notice, reply, oversize reply
+        identities = set()
+        for call in run.calls:
+            self.assertEqual(call.args[1:3], ["-f", "<>"])
+            lines = call.message.decode().partition("\n\n")[0].split("\nSubject: ")[1].splitlines()
+            self.assertEqual([line.partition(":")[0] for line in lines[1:8]],
+                             ["Date", "Message-ID", "Auto-Submitted", "X-Auto-Response-Suppress",
+                              "In-Reply-To", "References", " <b@x>"])
+            message = email.message_from_bytes(call.message, policy=email.policy.default)
+            self.assertIsNotNone(email.utils.parsedate_to_datetime(message["Date"]).tzinfo)
+            self.assertEqual(message["Auto-Submitted"], "auto-replied")
+            self.assertEqual(message["X-Auto-Response-Suppress"], "All")
+            self.assertEqual(message["In-Reply-To"], "<b@x>")
+            self.assertEqual(message["References"].split(), ["<a@x>", "<b@x>"])
+            self.assertRegex(message["Message-ID"], r"\A<[^@<>]+@example\.com>\Z")
+            identities.add(message["Message-ID"])
+        self.assertEqual(len(identities), 3)
+
+    def test_no_thread_without_an_identity(self) -> None:
+        self.rule()
+        self.switch_on("REPLY_HEADERS")
+        run = self.deliver(mail(headers="Message-ID: <a@x>\n <b@x>\nReferences: <a@x>\n"))
+        self.assert_answered(run)
+        self.assertIsNone(re.search(rb"In-Reply-To|References|a@x", run.calls[0].message))
+
+    def test_two_responders_do_not_talk_for_ever(self) -> None:
+        self.database.execute("insert into mail (id, dom_id, mail_name) values (2, 1, 'support')")
+        other = "support@example.com"
+        self.rule(1, 1)
+        self.rule(2, 2)
+
+        def exchange() -> int:
+            """Replies until one of the two falls silent, at most 5."""
+            message, recipient = mail(sender=other).encode(), BOX
+            for replies in range(5):
+                run = self.deliver(message, recipient)
+                if not run.calls:
+                    return replies
+                message, recipient = run.calls[0].message, run.calls[0].args[3]
+            return 5
+
+        self.assertEqual(exchange(), 5)
+        self.switch_on(*ALL)
+        self.database.execute("truncate resp_freq")
+        self.assertEqual(exchange(), 1)
