@@ -3,6 +3,8 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/process.h"
 
+#include <mysqld_error.h>
+
 bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& result) {
     result.reset();
     if (mysql_real_query(connection, statement.data(), statement.size()) != 0)
@@ -12,8 +14,11 @@ bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& res
 }
 
 MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement) {
+    constexpr int attempts = 20;
     MysqlResult result;
-    if (!run_query(connection, statement, result)) {
+    for (int attempt = 1; !run_query(connection, statement, result); ++attempt) {
+        if (mysql_errno(connection) == ER_LOCK_DEADLOCK && attempt < attempts)
+            continue;
         report({"autoresponder: Unable to exec query :", mysql_error(connection)});
         correct_exit();
     }

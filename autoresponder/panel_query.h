@@ -15,7 +15,8 @@ bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& res
 
 /// The same for everything that the run cannot go on without: on failure writes
 /// "autoresponder: Unable to exec query :" and the server's error text to standard error and ends
-/// the process through correct_exit.
+/// the process through correct_exit. A statement that the server gave up to end a deadlock with
+/// another run has done nothing; it is sent again, a few times, before that counts as failure.
 MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement);
 
 /// One row of a result, valid until the next row is fetched from it.

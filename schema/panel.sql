@@ -73,15 +73,17 @@ create table resp_attach (
 ) engine=InnoDB default charset=utf8mb4;
 
 -- Whom a rule has answered today. The time is that of the first answer: it says whose entry is the
--- oldest, and which day the count belongs to. The keys are not unique: a run that loses the race for
--- the first entry should not fail over it.
+-- oldest, and which day the count belongs to. Rule and sender alone are no unique key: a run that
+-- loses the race for the first entry should not fail over it. They lead the primary key, and no other
+-- key is searched, so that all statements lock a rule's rows in one order and never deadlock.
 create table resp_freq (
     rn_id      int unsigned not null,
     email      varchar(320) character set utf8mb4 collate utf8mb4_bin not null,
     num        int          default null,
     time_resp  datetime     not null default current_timestamp,
-    key rn_id_email (rn_id, email),
-    key rn_id_time (rn_id, time_resp)
+    id         bigint unsigned not null auto_increment,
+    primary key (rn_id, email, id),
+    key id (id)
 ) engine=InnoDB default charset=utf8mb4;
 
 -- Server-wide parameters.

@@ -1,6 +1,9 @@
 """The reply-frequency limiter, seen in its statements and in its table."""
 
-from support.case import SENDER, PanelCase, mail
+from collections import Counter
+
+from support import crowd
+from support.case import BOX, SENDER, PanelCase, mail
 
 RULE = 7
 FREQ = "select num from ovk.resp_freq"
@@ -98,7 +101,7 @@ class Limiter(PanelCase):
         self.database.execute("set @day = curdate()")
         for email, minute in (("a@x.test", 1), ("b@x.test", 1), ("c@x.test", 2)):
             self.database.execute(
-                f"insert into resp_freq values ({RULE}, '{email}', 1,"
+                f"insert into resp_freq (rn_id, email, num, time_resp) values ({RULE}, '{email}', 1,"
                 f" timestampadd(minute, {minute}, timestamp(curdate())))")
         self.assertTrue(self.is_answered("a@x.test"))  # known: nobody has to go
         self.assertEqual(len(self.entries()), 3)
@@ -126,3 +129,29 @@ class Limiter(PanelCase):
         self.assertTrue(self.is_answered("o'brien@client.example"))
         self.assertFalse(self.is_answered("o'brien@client.example"))
         self.assertEqual(self.entries(), [["o'brien@client.example", "1"]])
+
+    def answered_at_once(self, senders: list[str]) -> Counter:
+        """How many replies each sender got to mails that all come in at the same time."""
+        delivered = crowd.deliver(self.box, [(BOX, mail(sender=sender)) for sender in senders],
+                                  len(senders))
+        self.assertEqual((delivered.statuses, delivered.err), ({0}, ""))
+        calls = self.box.calls()
+        self.assertEqual(sum(call.args[3] == "boss@example.org" for call in calls), len(calls) / 2)
+        return Counter(call.args[3] for call in calls if call.args[3] != "boss@example.org")
+
+    def test_the_limit_holds_in_a_crowd(self) -> None:
+        self.limited(ans_freq="10")
+        self.assertEqual(self.answered_at_once([SENDER] * 60), {SENDER: 10})
+        self.assertEqual(self.entries(), [[SENDER, "10"]])
+
+    def test_a_crowd_of_senders_and_little_memory(self) -> None:
+        self.limited(mem_limit="20")
+        for number in range(10):
+            self.entry(f"early{number}@client.example", ago=f"{number % 3} day")
+        senders = [f"joe{number}@client.example" for number in range(60)]
+        self.assertEqual(self.answered_at_once(senders), dict.fromkeys(senders, 1))
+        remembered = self.entries()
+        self.assertEqual({num for _, num in remembered}, {"1"})
+        self.assertEqual(len({email for email, _ in remembered}), len(remembered))
+        self.assertLessEqual({email for email, _ in remembered},
+                             {*senders, *(f"early{n}@client.example" for n in (0, 3, 6, 9))})
