@@ -117,14 +117,22 @@ std::size_t read_fully(int fd, unsigned char* bytes, std::size_t size) {
     return filled;
 }
 
-/// The file in Base64, a line for every 45 bytes. Read and written many lines at a time.
+std::size_t size_of(int fd) {
+    struct stat status;
+    return fstat(fd, &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+/// The file in Base64, a line for every 45 bytes. Read and written many lines at a time. A file
+/// that keeps growing ends where it ended at first.
 void write_encoded(int fd, ReplyFile& reply) {
     constexpr std::size_t bytes_per_line = 45;
     constexpr std::size_t line_length = 60;
     constexpr std::size_t lines_per_block = 256;
     std::array<unsigned char, bytes_per_line * lines_per_block> bytes;
     std::array<char, (line_length + 1) * lines_per_block + 1> lines;
-    while (const std::size_t count = read_fully(fd, bytes.data(), bytes.size())) {
+    std::size_t left = size_of(fd);
+    while (const std::size_t count = read_fully(fd, bytes.data(), std::min(left, bytes.size()))) {
+        left -= count;
         std::size_t length = 0;
         for (std::size_t at = 0; at < count; at += bytes_per_line) {
             const std::size_t chunk = std::min(bytes_per_line, count - at);

@@ -4,8 +4,22 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 
-ReplyFile::ReplyFile() : file_(std::fopen(resp_uu_file_name, "we")) {
+namespace {
+
+/// Never creates the file: a name that create_reply_file could not make one for is nobody's.
+std::FILE* open_existing(const char* name) {
+    Descriptor file(open(name, O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
+    std::FILE* const stream = file ? fdopen(file.get(), "w") : nullptr;
+    if (stream != nullptr)
+        static_cast<void>(file.release());
+    return stream;
+}
+
+} // namespace
+
+ReplyFile::ReplyFile() : file_(open_existing(resp_uu_file_name)) {
     if (file_)
         std::setvbuf(file_.get(), buffer_.data(), _IOFBF, buffer_.size());
 }

@@ -8,8 +8,8 @@
 #include <initializer_list>
 #include <string_view>
 
-/// Output to the file named by resp_uu_file_name, emptied first. When the file cannot be opened or
-/// a write fails, everything from then on is silently lost.
+/// Output to the file named by resp_uu_file_name, which must be there and is emptied first. When it
+/// cannot be opened or a write fails, everything from then on is silently lost.
 class ReplyFile {
 public:
     ReplyFile();

@@ -66,6 +66,12 @@ class Notice(PanelCase):
                 self.assertEqual(run.calls[0].message.decode(),
                                  self.notice(sender, "gone\n", name))
 
+    def test_mailbox_under_the_name_that_was_written_to(self) -> None:
+        self.database.execute("insert into mail_aliases (mn_id, alias) values (1, 'orders')")
+        self.rule(attach=["gone"])
+        self.assertIn(b"for the mailname 'orders' on domain 'example.com':\n",
+                      self.deliver(recipient="orders@example.com").calls[0].message)
+
     def test_one_notice_for_every_rule(self) -> None:
         self.rule(1, attach=["gone"])
         self.rule(2, attach=["gone", "here"])

@@ -2,6 +2,9 @@
 
 import base64
 import os
+import re
+import socket
+import stat
 
 from support.case import BOX, SENDER, PanelCase, mail
 from support.sandbox import MAILNAMES
@@ -57,18 +60,36 @@ class Reply(PanelCase):
                 self.assertEqual(self.only_message(message=mail(incoming)), plain(expected))
 
     def test_no_line_of_the_mail_reaches_a_header(self) -> None:
-        self.rule(subject="<request_subject> <request_from>")
-        for subject in ("=?utf-8?Q?a=0D=0ABcc:=20evil@example.org?=",
-                        "=?utf-8?Q?=0A=0Abody?=", "=?utf-7?Q?+AAo-Bcc:_evil@example.org?=",
-                        "a\r\n b", "a\rBcc: evil@example.org"):
-            with self.subTest(subject):
-                text = self.only_message(message=mail(subject))
-                header, _, body = text.partition("\n\n")
-                self.assertEqual([line.partition(":")[0] for line in header.splitlines()],
-                                 ["From", "To", "MIME-Version", "Subject", "Content-Type",
-                                  "Content-Transfer-Encoding", "Content-Disposition"])
-                self.assertEqual(body, "Thanks.\n\n\n")
-                self.assertNotIn("\r", header)
+        evil = "Bcc: evil@example.org"
+        hostile = [(f"Joe <{SENDER}>", subject) for subject in (
+            f"=?utf-8?Q?a=0D=0A{evil.replace(' ', '_')}?=", "=?utf-8?Q?=0A=0Abody?=",
+            f"=?utf-7?Q?+AAo-{evil.replace(' ', '_')}?=", f"a\r\n {evil}", f"a\r{evil}",
+            f"=?utf-8?Q?a?=\n\t=?utf-8?B?{base64.b64encode(evil.encode()).decode()}?=")]
+        hostile += [(sender, "x") for sender in (
+            f'"a\n {evil}"@client.example', f'"a\r{evil}"@client.example',
+            f'"a\\\n{evil}"@client.example', f'"a\\\r\n\r\n {evil}"@client.example',
+            f"joe@[10.0.0.1\n\t{evil}]", f"joe@[10.0.0.1\r{evil}]", f"joe@[a\\\n {evil}]",
+            f"joe@client.example\n {evil}", f"joe\n {evil} <joe@client.example\r\n >",
+            f"joe@client.example (a\n {evil})", f"=?utf-8?Q?joe=0A{evil}?= <joe@client.example>",
+            "=?utf-8?Q?a=0A=0Ab?=@client.example", "joe@client\x0b\x0c\x85.example")]
+        self.rule(1, subject="<request_subject> <request_from>", attach=["gone"])
+        self.rule(2, text="x" * 3000)
+        self.box.databytes("2000")
+        notice = ["From", "To", "CC", "Subject", "Content-Type", "Content-Disposition",
+                  "Content-Transfer-Encoding"]
+        reply = ["From", "To", "MIME-Version", "Subject", "Content-Type",
+                 "Content-Transfer-Encoding", "Content-Disposition"]
+        answered = 0
+        for sender, subject in hostile:
+            with self.subTest(sender, subject=subject):
+                run = self.deliver(f"Reply-To: {sender}\nSubject: {subject}\n\nx\n")
+                headers = [call.message.partition(b"\n\n")[0] for call in run.calls]
+                self.assertIn([[line.partition(":")[0] for line in header.decode().split("\n")]
+                               for header in headers],
+                              ([], [notice, reply, ["From", "CC", "Subject"]]))
+                self.assertFalse(any(re.search(rb"[\0-\x09\x0b-\x1f]", h) for h in headers))
+                answered += bool(run.calls)
+        self.assertGreaterEqual(answered, 8)
 
     def test_charsets_of_the_rule(self) -> None:
         for charset, text, label, body in (
@@ -97,25 +118,26 @@ class Reply(PanelCase):
         part = ("--{}\nContent-Type: application/octet-stream\n"
                 "Content-Transfer-Encoding: base64\n"
                 'Content-Disposition: attachment;\n\tfilename="{}"\n\n{}\n')
+        [boundary] = self.boundaries(1)
         self.assertEqual(
             self.only_message(),
             plain().replace("Content-Type:",
-                            f'Content-Type: multipart/mixed;\n\tboundary="{self.first()}"\n\n'
-                            f"--{self.first()}\nContent-Type:")
-            + part.format(self.first(), "a b.bin", lines)
-            + part.format(self.first(), "=?utf-8?Q?Gr=C3=B6=C3=9Fe.txt?=", "")
-            + f"--{self.first()}--\n")
+                            f'Content-Type: multipart/mixed;\n\tboundary="{boundary}"\n\n'
+                            f"--{boundary}\nContent-Type:")
+            + part.format(boundary, "a b.bin", lines)
+            + part.format(boundary, "=?utf-8?Q?Gr=C3=B6=C3=9Fe.txt?=", "")
+            + f"--{boundary}--\n")
 
     @staticmethod
-    def first() -> str:
-        """29 letters from the C library's generator as it is without a seed."""
+    def boundaries(count: int) -> list[str]:
+        """29 letters each from the C library's generator as it is without a seed."""
         import ctypes
 
         libc = ctypes.CDLL("libc.so.6")
         libc.srand(1)
-        return "--------=_" + "".join(
+        return ["--------=_" + "".join(
             chr(65 + r) if r < 26 else chr(97 + r - 26)
-            for r in (libc.rand() % 52 for _ in range(29)))
+            for r in (libc.rand() % 52 for _ in range(29))) for _ in range(count)]
 
     def test_attachment_sizes(self) -> None:
         folder = self.box.attachments(BOX)
@@ -133,25 +155,47 @@ class Reply(PanelCase):
     def test_attachments_that_cannot_be_read(self) -> None:
         folder = self.box.attachments(BOX)
         os.mkfifo(folder / "fifo")
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(str(folder / "socket"))
+        os.mknod(folder / "device", stat.S_IFCHR | 0o666, os.makedev(1, 5))
         (folder / "directory").mkdir()
-        self.rule(attach=["fifo", "directory"])
+        unreadable = ["fifo", "socket", "device"]
+        self.rule(attach=[*unreadable, "directory"])
         run = self.deliver()
-        self.assertEqual(run.err, "autoresponder: Failed to read attachement file '"
-                         f"{MAILNAMES}/example.com/sales/@attachments/fifo':"
-                         " No such device or address (6)\n")
-        self.assertEqual(run.calls[0].message.count(b'filename="fifo"\n\n\n--'), 1)
-        self.assertEqual(run.calls[0].message.count(b'filename="directory"\n\n\n--'), 1)
+        self.assertEqual(run.err, "".join(
+            "autoresponder: Failed to read attachement file '"
+            f"{MAILNAMES}/example.com/sales/@attachments/{name}':"
+            " No such device or address (6)\n" for name in unreadable))
+        for name in (*unreadable, "directory"):
+            self.assertEqual(run.calls[0].message.count(b'filename="%s"\n\n\n--' % name.encode()), 1)
 
-    def test_two_rules_draw_two_boundaries(self) -> None:
+    def test_attachment_that_keeps_growing(self) -> None:
+        file = self.box.attachments(BOX) / "log"
+        file.write_text("x" * 100)
+        self.rule(forward=["a@example.org"], attach=["log"])
+        # Grows from the forward on, for 5 seconds; /capture/grows is there meanwhile.
+        self.box.script("""\
+if [ -e /capture/begun ]; then [ -e /capture/grows ] && touch /capture/replied; exit; fi
+touch /capture/begun /capture/grows
+{ while [ $((i += 1)) -lt 5000 ]; do
+    truncate -s +2M /var/qmail/mailnames/example.com/sales/@attachments/log; sleep 0.001
+  done; rm /capture/grows; } </dev/null >/dev/null 2>&1 &
+""")
+        run = self.deliver()
+        self.assertEqual((run.status, run.leftovers), (0, []))
+        self.assertTrue((self.box.capture / "replied").exists())
+
+    def test_every_reply_draws_a_boundary(self) -> None:
         (self.box.attachments(BOX) / "file").write_text("x")
         self.rule(1, attach=["file"], subject="<request_subject>")
-        self.rule(2, attach=["file"], subject="<request_subject>!")
+        self.rule(2)
+        self.rule(3, attach=["file"], subject="<request_subject>!")
         run = self.deliver()
-        self.assert_answered(run, 2)
-        boundaries = [call.message.split(b'boundary="')[1][:39] for call in run.calls]
-        self.assertEqual(boundaries[0].decode(), self.first())
-        self.assertNotEqual(*boundaries)
-        self.assertIn(b"Subject: =?utf-8?Q?Hello=21?=\n", run.calls[1].message)
+        self.assert_answered(run, 3)
+        first, _, third = self.boundaries(3)
+        self.assertIn(f'boundary="{first}"'.encode(), run.calls[0].message)
+        self.assertIn(f'boundary="{third}"'.encode(), run.calls[2].message)
+        self.assertIn(b"Subject: =?utf-8?Q?Hello=21?=\n", run.calls[2].message)
 
 
 class SizeLimit(PanelCase):
@@ -230,11 +274,11 @@ class Delivery(PanelCase):
         self.assertEqual((run.status, run.err, run.leftovers), (0, line * 2, []))
 
     def test_reply_file_that_cannot_be_made(self) -> None:
-        self.rule(forward=["a@example.org"])
-        # /tmp goes away while the mail is forwarded.
+        self.rule(forward=["a@example.org"], attach=["gone"])
+        # /tmp goes away while the mail is forwarded, and is back after the notice.
         (self.box.qmail / "tmp").mkdir()
         self.box.tmp_mount = ["--symlink", "/var/qmail/tmp", "/tmp"]
-        self.box.script("mv /var/qmail/tmp /var/qmail/moved\n")
+        self.box.script("cd /var/qmail\n[ -e tmp ] && mv tmp moved || mv moved tmp\n")
         run = self.deliver()
         self.assertEqual(run.status, 1)
         self.assertRegex(run.err, "^autoresponder: Failed to open temporary file with response mail"

@@ -43,12 +43,13 @@ class Mailbox(PanelCase):
             ("back\\slash'@example.com", 4, None),
             ("@example.com", 4, None),
             ("bare", 4, None),
+            ("sales\nBcc: evil@example.com", 4, None),
         ):
             with self.subTest(recipient):
                 self.database.listen()
                 run = self.deliver(recipient=recipient)
                 name, domain = recipient.split("@") if "@" in recipient else [recipient] * 2
-                escaped = [part.replace("\\", "\\\\").replace("'", "\\'")
+                escaped = [part.replace("\\", "\\\\").replace("'", "\\'").replace("\n", "\\n")
                            for part in (name, domain)]
                 statements = self.database.heard()
                 self.assertEqual(statements[0], "SET NAMES utf8")
@@ -61,6 +62,7 @@ class Mailbox(PanelCase):
                 else:
                     self.assertTrue(statements[1 + lookups].startswith("select id, keystr, "))
                     self.assertIn(text, run.calls[0].message)
+                    self.assertEqual(run.calls[0].args[2], recipient)
                     # Attachments lie with the mailbox, whatever name led to it.
                     self.assertEqual(b'filename="file"' in run.calls[0].message, text == b"sales")
 
@@ -91,6 +93,12 @@ class Rules(PanelCase):
         run = self.deliver()
         self.assert_answered(run)
         self.assertIn(b'Content-Type: text/plain; charset="UTF-8"\n', run.calls[0].message)
+        self.database.execute("alter table mail_resp modify id int null, drop primary key;"
+                              "update mail_resp set id = NULL;"
+                              "insert into resp_forward (rn_id, address) values (0, 'zero@x.test')")
+        self.assertEqual(self.deliver().calls[0].args[3:], ["zero@x.test"])
+        self.assertEqual(self.database.rows("select rn_id from resp_freq order by rn_id"),
+                         [["0"], ["1"]])
 
     def test_triggers_in_every_charset(self) -> None:
         self.rule(1, key_where="subj", keystr="注文", text="subject ja")
@@ -109,6 +117,8 @@ class Rules(PanelCase):
                                f"Content-Transfer-Encoding: {encoding}\n")
                     message = mail("x", "", headers).encode() + encoded
                     self.assertEqual(self.texts(message), [f"body {language}"])
+            if charset == "utf-8":
+                self.assertEqual(self.texts(mail(f"raw {word}")), [f"subject {language}"])
             for letter, data in (("B", base64.b64encode(word.encode(charset)).decode()),
                                  ("Q", "".join(f"={b:02X}" for b in word.encode(charset)))):
                 with self.subTest(charset, word=word, letter=letter):

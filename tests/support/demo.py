@@ -3,13 +3,14 @@ happened. Without a message it takes a bundled one that sets everything in motio
 
 import pathlib
 import re
+import shlex
 import sys
 import time
 
 from support.database import REPOSITORY, Database
 from support.sandbox import Call, Sandbox
 
-TABLES = ["resp_freq"]
+TABLES = {"resp_freq": ["rn_id", "email", "num", "time_resp"]}
 BUNDLED = REPOSITORY / "tests/support/mail/enquiry.eml"
 ABRIDGED_LINES = 8
 
@@ -46,19 +47,25 @@ def abridge(text: str) -> str:
     return "\n".join(lines[:-1])
 
 
+def visible(text: str) -> str:
+    """The text without what a terminal obeys or cannot show."""
+    text = re.sub(r"[\x00-\x08\x0b-\x1f\x7f-\x9f]", lambda c: f"\\x{ord(c[0]):02x}", text)
+    return text.encode(errors="backslashreplace").decode()
+
+
 def decode(message: bytes) -> str:
     """For the terminal: the message in the charset that its text part names."""
     found = re.search(rb'charset="?([\w-]+)', message)
     try:
-        return message.decode(found[1].decode() if found else "utf-8")
-    except (LookupError, UnicodeDecodeError):
-        return message.decode(errors="replace")
+        text = message.decode(found[1].decode() if found else "utf-8")
+    except (LookupError, UnicodeError):
+        text = message.decode(errors="backslashreplace")
+    return visible(text)
 
 
 def show_call(number: int, call: Call) -> None:
     heading(f"sendmail, call {number}")
-    print(" ".join(repr(arg) if re.search(r"[^\w@./+-]", arg) or not arg else arg
-                   for arg in call.args))
+    print(" ".join(shlex.quote(visible(arg)) for arg in call.args))
     print("-" * 97)
     print(abridge(decode(call.message)), end="")
     print("-" * 97)
@@ -73,9 +80,11 @@ def sample_attachments(box: Sandbox) -> None:
 
 
 def snapshot(database: Database) -> dict[str, list[str]]:
-    return {table: sorted("  ".join("NULL" if column is None else column for column in row)
-                          for row in database.rows(f"select * from ovk.{table}"))
-            for table in TABLES}
+    return {table: sorted("  ".join(f"{name}={'NULL' if value is None else visible(value)}"
+                                    for name, value in zip(columns, row))
+                          for row in database.rows(
+                              f"select {', '.join(columns)} from ovk.{table}"))
+            for table, columns in TABLES.items()}
 
 
 def show_changes(before: dict[str, list[str]], after: dict[str, list[str]]) -> None:
@@ -104,8 +113,8 @@ def main(build: pathlib.Path, message_file: pathlib.Path, recipient: str) -> Non
             run = box.run(message_file.read_bytes(), recipient)
             watch.tell("the run")
             heading(f"{message_file.name} to {recipient}: exit status {run.status}")
-            print("standard error: " + (run.err.rstrip("\n") or "(empty)"))
-            print("standard output: " + (run.out.rstrip("\n") or "(empty)"))
+            print("standard error: " + (visible(run.err).rstrip("\n") or "(empty)"))
+            print("standard output: " + (visible(run.out).rstrip("\n") or "(empty)"))
             print("left in /tmp: " + (", ".join(run.leftovers) or "nothing"))
             for number, call in enumerate(run.calls, 1):
                 show_call(number, call)
