@@ -75,10 +75,11 @@ create table resp_attach (
 -- Whom a rule has answered today. The time is that of the first answer: it says whose entry is the
 -- oldest, and which day the count belongs to. Rule and sender alone are no unique key: a run that
 -- loses the race for the first entry should not fail over it. They lead the primary key, and no other
--- key is searched, so that all statements lock a rule's rows in one order and never deadlock.
+-- key is searched, so that all statements lock a rule's rows in one order and never deadlock. Senders
+-- are bytes: what a stranger puts into an address need not be text in any charset.
 create table resp_freq (
     rn_id      int unsigned not null,
-    email      varchar(320) character set utf8mb4 collate utf8mb4_bin not null,
+    email      varbinary(320) not null,
     num        int          default null,
     time_resp  datetime     not null default current_timestamp,
     id         bigint unsigned not null auto_increment,

@@ -19,7 +19,7 @@ class Limiter(PanelCase):
         return self.database.rows("select email, num from resp_freq order by email")
 
     def is_answered(self, sender: str = SENDER) -> bool:
-        run = self.deliver(mail(sender=sender))
+        run = self.deliver(mail(sender=sender).encode(errors="surrogateescape"))
         self.assertEqual((run.status, run.err, run.leftovers), (0, "", []))
         self.assertIn(len(run.calls), (0, 2))  # forward and reply, or neither
         return len(run.calls) == 2
@@ -124,11 +124,14 @@ class Limiter(PanelCase):
         self.assertEqual(len(self.deliver().calls), 0)
         self.assertEqual(self.entries(), [[SENDER, "1"]] * 2)
 
-    def test_sender_with_an_apostrophe(self) -> None:
-        self.limited(ans_freq="1")
-        self.assertTrue(self.is_answered("o'brien@client.example"))
-        self.assertFalse(self.is_answered("o'brien@client.example"))
-        self.assertEqual(self.entries(), [["o'brien@client.example", "1"]])
+    def test_senders_that_are_hard_to_write(self) -> None:
+        for sender in ("o'brien@client.example", '"a\\\\b"@client.example', "😀@client.example",
+                       "caf\udce9@client.example"):
+            with self.subTest(sender):
+                self.limited(ans_freq="1")
+                self.assertTrue(self.is_answered(sender))
+                self.assertFalse(self.is_answered(sender))
+                self.assertEqual(self.entries(), [[sender, "1"]])
 
     def answered_at_once(self, senders: list[str]) -> Counter:
         """How many replies each sender got to mails that all come in at the same time."""
