@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 namespace {
@@ -48,9 +49,19 @@ std::size_t read_block(int fd, char* block, std::size_t size) {
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
+/// What is left to read of a regular file; 0 where that cannot be told.
+std::size_t expected_size(int fd) {
+    struct stat status;
+    if (fstat(fd, &status) == -1 || !S_ISREG(status.st_mode))
+        return 0;
+    const off_t left = status.st_size - lseek(fd, 0, SEEK_CUR);
+    return left > 0 ? static_cast<std::size_t>(left) : 0;
+}
+
 /// All of standard input and one line feed more, in memory and in `copy`.
 std::string read_standard_input(MessageCopy copy) {
     std::string message;
+    message.reserve(expected_size(STDIN_FILENO) + 1);
     std::array<char, 65536> block;
     while (const std::size_t count = read_block(STDIN_FILENO, block.data(), block.size())) {
         message.append(block.data(), count);
@@ -96,6 +107,8 @@ void report_conversion(const char* what, const std::string& charset) {
 
 std::string recode_body(const DwString& body, const std::string& charset) {
     std::string text(until_nul(body.view()));
+    if (orvek::is_same_in_both(text, charset, "UTF-8"))
+        return text;
     try {
         return orvek::iconvRecode(text, charset, "UTF-8", true);
     } catch (const std::runtime_error&) {

@@ -1,5 +1,7 @@
 #include "codecs/charset.h"
 
+#include "codecs/utf8.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -8,6 +10,7 @@
 #include <initializer_list>
 #include <stdexcept>
 #include <string_view>
+#include <strings.h>
 
 namespace orvek {
 
@@ -63,6 +66,10 @@ private:
 
     iconv_t descriptor_;
 };
+
+bool is_utf8(const std::string& charset) {
+    return strcasecmp(charset.c_str(), "UTF-8") == 0;
+}
 
 /// The 6-bit value of the next symbol at or behind `pos`; 0, without moving, at "=" and at the end.
 unsigned base64Take(const std::string& s, std::size_t& pos) {
@@ -177,8 +184,18 @@ std::string qp_encode(std::string_view s) {
 
 } // namespace
 
+bool is_same_in_both(std::string_view text, const std::string& from, const std::string& to) {
+    if (!is_utf8(to))
+        return false;
+    if (is_utf8(from))
+        return well_formed_utf8_length(text) == text.size();
+    return strcasecmp(from.c_str(), "US-ASCII") == 0 && ascii_length(text) == text.size();
+}
+
 std::string iconvRecode(const std::string& text, const std::string& from, const std::string& to,
                         bool replace_invalid) {
+    if (is_same_in_both(text, from, to))
+        return text;
     Conversion conversion(from, to);
     if (!conversion.is_open())
         throw std::runtime_error("Cannot convert from " + from + " to " + to);

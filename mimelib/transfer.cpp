@@ -7,21 +7,43 @@
 
 namespace {
 
-constexpr unsigned char invalid = 255;
+/// Stays above every value of 24 bits wherever it is shifted to.
+constexpr std::uint32_t invalid = 0xffffffff;
 
-constexpr std::array<unsigned char, 256> make_base64_values() {
+constexpr std::array<std::uint32_t, 256> make_base64_values() {
     constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::array<unsigned char, 256> values{};
+    std::array<std::uint32_t, 256> values{};
     values.fill(invalid);
-    for (unsigned char value = 0; value < 64; ++value)
+    for (std::uint32_t value = 0; value < 64; ++value)
         values[static_cast<unsigned char>(alphabet[value])] = value;
     return values;
 }
 
-constexpr std::array<unsigned char, 256> base64_values = make_base64_values();
+constexpr std::array<std::uint32_t, 256> base64_values = make_base64_values();
 
 std::uint32_t base64_value(char c) {
     return base64_values[static_cast<unsigned char>(c)];
+}
+
+void put_group(std::uint32_t bits, char*& to) {
+    to[0] = static_cast<char>(bits >> 16);
+    to[1] = static_cast<char>(bits >> 8);
+    to[2] = static_cast<char>(bits);
+    to += 3;
+}
+
+/// Decodes the groups of four symbols at the front of `text` to `to`, which it moves. Returns how
+/// many characters that took.
+std::size_t decode_groups(std::string_view text, char*& to) {
+    std::size_t at = 0;
+    for (; text.size() - at >= 4; at += 4) {
+        const std::uint32_t bits = base64_value(text[at]) << 18 | base64_value(text[at + 1]) << 12 |
+                                   base64_value(text[at + 2]) << 6 | base64_value(text[at + 3]);
+        if (bits >= 1u << 24)
+            break;
+        put_group(bits, to);
+    }
+    return at;
 }
 
 int hex_value(char c) {
@@ -54,26 +76,17 @@ int DwDecodeBase64(const DwString& in, DwString& out) {
     std::uint32_t bits = 0;
     int symbols = 0;
     while (at < text.size() && text[at] != '=') {
-        if (symbols == 0 && text.size() - at >= 4) {
-            const std::uint32_t a = base64_value(text[at]), b = base64_value(text[at + 1]),
-                                c = base64_value(text[at + 2]), d = base64_value(text[at + 3]);
-            if ((a | b | c | d) < 64) { // `invalid` sets the bits above
-                bits = a << 18 | b << 12 | c << 6 | d;
-                *to++ = static_cast<char>(bits >> 16);
-                *to++ = static_cast<char>(bits >> 8);
-                *to++ = static_cast<char>(bits);
-                at += 4;
-                continue;
-            }
+        if (symbols == 0) {
+            at += decode_groups(text.substr(at), to);
+            if (at == text.size() || text[at] == '=')
+                break;
         }
         const std::uint32_t value = base64_value(text[at++]);
         if (value == invalid)
             continue;
         bits = bits << 6 | value;
         if (++symbols == 4) {
-            *to++ = static_cast<char>(bits >> 16);
-            *to++ = static_cast<char>(bits >> 8);
-            *to++ = static_cast<char>(bits);
+            put_group(bits, to);
             symbols = 0;
         }
     }

@@ -1,0 +1,79 @@
+#include "codecs/charset.h"
+#include "codecs/utf8.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+#include <random>
+
+namespace {
+
+/// How far iconv gets in converting UTF-8 to UTF-8, if it changes nothing on the way.
+class Iconv {
+public:
+    ~Iconv() { iconv_close(descriptor_); }
+
+    std::size_t accepted(std::string_view text) {
+        std::string output(text.size(), '\0');
+        char* in = const_cast<char*>(text.data());
+        char* out = output.data();
+        std::size_t in_left = text.size(), out_left = output.size();
+        iconv(descriptor_, nullptr, nullptr, nullptr, nullptr);
+        iconv(descriptor_, &in, &in_left, &out, &out_left);
+        EXPECT_EQ(output.substr(0, output.size() - out_left),
+                  text.substr(0, text.size() - in_left));
+        return text.size() - in_left;
+    }
+
+private:
+    iconv_t descriptor_ = iconv_open("UTF-8", "UTF-8");
+};
+
+/// Every way to go on from every lead byte that matters: both ends of each range, and beyond them.
+TEST(Utf8, IsWhatIconvLeavesAlone) {
+    constexpr unsigned char seconds[] = {0x00, 0x7f, 0x80, 0x8f, 0x90,
+                                         0x9f, 0xa0, 0xbf, 0xc0, 0xff};
+    constexpr unsigned char rest[] = {0x7f, 0x80, 0xbf, 0xc0};
+    Iconv iconv;
+    for (int first = 0; first < 0xf8; ++first) {
+        for (const unsigned char second : seconds) {
+            if (first > 0xf4 || (first == 0xf4 && second > 0x8f))
+                continue; // above U+10FFFF, which some versions of iconv let pass
+            for (const unsigned char third : rest) {
+                for (const unsigned char fourth : rest) {
+                    std::string text = {static_cast<char>(first), static_cast<char>(second),
+                                        static_cast<char>(third), static_cast<char>(fourth)};
+                    for (; !text.empty(); text.pop_back())
+                        EXPECT_EQ(orvek::well_formed_utf8_length(text), iconv.accepted(text))
+                            << first << ' ' << int{second} << ' ' << int{third} << ' '
+                            << int{fourth};
+                }
+            }
+        }
+    }
+    EXPECT_EQ(orvek::well_formed_utf8_length("\xf4\x90\x80\x80"), 0u);
+}
+
+TEST(Utf8, IsFoundWhereverItEnds) {
+    Iconv iconv;
+    std::mt19937 random(1);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (std::size_t size = random() % 100; text.size() < size;)
+            text +=
+                random() % 3 != 0 ? std::string(1, static_cast<char>(random() % 128)) : "\u00e4";
+        if (random() % 2 == 0)
+            text.insert(random() % (text.size() + 1), 1, static_cast<char>(0x80 | random() % 64));
+        EXPECT_EQ(orvek::well_formed_utf8_length(text), iconv.accepted(text)) << text;
+    }
+}
+
+TEST(Utf8, NeedsNoRecodingUnderItsNamesOnly) {
+    EXPECT_TRUE(orvek::is_same_in_both("\u00e4", "utf-8", "UTF-8"));
+    EXPECT_TRUE(orvek::is_same_in_both("a", "us-ascii", "utf-8"));
+    EXPECT_FALSE(orvek::is_same_in_both("\u00e4", "us-ascii", "utf-8"));
+    EXPECT_FALSE(orvek::is_same_in_both("a", "utf-8//IGNORE", "utf-8"));
+    EXPECT_FALSE(orvek::is_same_in_both("a", "utf-8", "no such charset"));
+    EXPECT_FALSE(orvek::is_same_in_both("+AOQ-", "utf-7", "utf-8"));
+}
+
+} // namespace
