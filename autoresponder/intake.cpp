@@ -40,11 +40,11 @@ private:
     Descriptor file_;
 };
 
-/// Reads one block; 0 at the end of input, for which an error counts as well.
-std::size_t read_block(int fd, char* block, std::size_t size) {
+/// A BlockSource. An error counts as the end of input.
+std::size_t read_standard_input(char* block, std::size_t size) {
     ssize_t count;
     do
-        count = read(fd, block, size);
+        count = read(STDIN_FILENO, block, size);
     while (count == -1 && errno == EINTR);
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
@@ -56,20 +56,6 @@ std::size_t expected_size(int fd) {
         return 0;
     const off_t left = status.st_size - lseek(fd, 0, SEEK_CUR);
     return left > 0 ? static_cast<std::size_t>(left) : 0;
-}
-
-/// All of standard input and one line feed more, in memory and in `copy`.
-std::string read_standard_input(MessageCopy copy) {
-    std::string message;
-    message.reserve(expected_size(STDIN_FILENO) + 1);
-    std::array<char, 65536> block;
-    while (const std::size_t count = read_block(STDIN_FILENO, block.data(), block.size())) {
-        message.append(block.data(), count);
-        copy.write({block.data(), count});
-    }
-    message += '\n';
-    copy.write("\n");
-    return message;
 }
 
 const DwMailbox* find_sender(const DwHeaders& headers) {
@@ -146,9 +132,27 @@ int parse_message(Mail_content* mail) {
         return 1;
     }
     DwInitialize();
-    MessageCopy copy(Descriptor(open(mail_file_name, O_WRONLY | O_TRUNC | O_CLOEXEC)));
-    const DwString text(read_standard_input(std::move(copy)));
-    return read_content(text, std::getenv("RESP_RECIPIENT"), mail);
+    std::string text;
+    {
+        MessageCopy copy(Descriptor(open(mail_file_name, O_WRONLY | O_TRUNC | O_CLOEXEC)));
+        text = read_message(
+            read_standard_input, [&](std::string_view bytes) { copy.write(bytes); },
+            expected_size(STDIN_FILENO));
+    }
+    return read_content(DwString(std::move(text)), std::getenv("RESP_RECIPIENT"), mail);
+}
+
+std::string read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected) {
+    std::string message;
+    message.reserve(expected + 1);
+    std::array<char, 65536> block;
+    while (const std::size_t count = source(block.data(), block.size())) {
+        message.append(block.data(), count);
+        copy({block.data(), count});
+    }
+    message += '\n';
+    copy("\n");
+    return message;
 }
 
 int read_content(const DwString& text, const char* recipient, Mail_content* mail) {

@@ -7,11 +7,26 @@
 #include "autoresponder/mail_content.h"
 #include "mimelib/mimelib.h"
 
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+
 /// Copies standard input to a new temporary file (its name goes into mail_file_name; it stays
 /// there for correct_exit to remove), reads the recipient from RESP_RECIPIENT and fills `mail`.
 /// The copy is standard input and one line feed more; trouble while writing it goes unreported and
 /// leaves it incomplete. Returns 0, or 1 when the message cannot be used: `mail` is then untouched.
 int parse_message(Mail_content* mail);
+
+/// Stores the next bytes, at most `size`, in `block` and returns how many; 0 at the end.
+using BlockSource = std::function<std::size_t(char* block, std::size_t size)>;
+/// Is told the bytes as they come.
+using BlockSink = std::function<void(std::string_view bytes)>;
+
+/// All of `source` and one line feed more, which `copy` is told as well. Where the blocks end plays
+/// no part. Memory for `expected` bytes is set aside at the start.
+std::string read_message(const BlockSource& source, const BlockSink& copy,
+                         std::size_t expected = 0);
 
 /// The part of parse_message without files and environment: fills `mail` from the text of a
 /// message (RFC 822 and MIME). `recipient` is null when there is none. Results as above.

@@ -26,6 +26,10 @@ else()
   target_compile_definitions(ovk_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
 endif()
 
+if(OVK_FUZZ) # what leads libFuzzer to new code
+  target_compile_options(ovk_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 function(ovk_layer name)
   cmake_parse_arguments(LAYER "" "" "SOURCES;NEEDS" ${ARGN})
   get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)

@@ -1,0 +1,85 @@
+// Address lists: what a decoded mailbox may hold, and that it reads back as itself.
+#include "fuzz/fuzz.h"
+#include "mimelib/mimelib.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Mailbox = std::pair<std::string, std::string>;
+
+/// The valid mailboxes outside groups.
+template <typename List, typename First, typename Next>
+std::vector<Mailbox> walk(const List& list, First first, Next next) {
+    std::vector<Mailbox> found;
+    std::size_t count = 0;
+    for (auto* address = (list.*first)(); address != nullptr; address = (address->*next)()) {
+        require(++count <= list.AsString().size(), "a list has no more addresses than bytes");
+        if (!address->IsValid() || !address->IsMailbox())
+            continue;
+        const auto* mailbox = static_cast<const DwMailbox*>(address);
+        found.emplace_back(mailbox->LocalPart().str(), mailbox->Domain().str());
+    }
+    return found;
+}
+
+std::vector<Mailbox> addresses(const DwAddressList& list) {
+    return walk(list, &DwAddressList::FirstAddress, &DwAddress::Next);
+}
+
+std::vector<Mailbox> mailboxes(const DwMailboxList& list) {
+    return walk(list, &DwMailboxList::FirstMailbox, &DwMailbox::NextMailbox);
+}
+
+/// Removes the content of quoted strings. Quotes must be paired.
+std::string outside_quotes(std::string_view text) {
+    std::string outside;
+    bool quoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"')
+            quoted = !quoted;
+        else if (quoted && text[i] == '\\')
+            ++i;
+        else if (!quoted)
+            outside += text[i];
+    }
+    require(!quoted, "quotes in a mailbox are paired");
+    return outside;
+}
+
+void check(const Mailbox& mailbox) {
+    const auto& [local, domain] = mailbox;
+    require(!local.empty() && !domain.empty(), "a valid mailbox has local part and domain");
+    for (const char c : local + domain)
+        require(static_cast<unsigned char>(c) >= 32 && c != 127, "no control characters");
+    constexpr char specials[] = " ()<>@,;:\\\"";
+    require(outside_quotes(local).find_first_of(specials) == std::string::npos &&
+                outside_quotes(local).find_first_of("[]") == std::string::npos,
+            "no white space, comments and other specials in a local part outside quotes");
+    const bool literal = domain.front() == '[';
+    require(domain.find_first_of(literal ? " ()<>@,;\\\"" : specials) == std::string::npos,
+            "no white space, comments and other specials in a domain");
+    require(!literal || domain.find_first_of("[]", 1) == domain.size() - 1,
+            "a literal ends at its bracket");
+
+    const std::vector<Mailbox> itself{mailbox};
+    const std::string address = local + "@" + domain;
+    require(addresses(DwAddressList(DwString(address))) == itself, "reads back as itself");
+    require(mailboxes(DwMailboxList(DwString("x <" + address + "> (y)"))) == itself,
+            "reads back as itself within angle brackets");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const DwString text(as_text(data, size));
+    const DwAddressList list(text);
+    const std::vector<Mailbox> found = addresses(list);
+    require(addresses(list) == found, "a second walk finds the same");
+    require(mailboxes(DwMailboxList(text)) == found, "both lists hold the same mailboxes");
+    for (const Mailbox& mailbox : found)
+        check(mailbox);
+    return 0;
+}

@@ -1,0 +1,174 @@
+// The whole intake, from the blocks of standard input to Mail_content, and the message's structure.
+#include "autoresponder/intake.h"
+
+#include "autoresponder/text.h"
+#include "fuzz/fuzz.h"
+
+#include <algorithm>
+#include <functional>
+#include <string>
+
+namespace {
+
+bool lies_within(std::string_view part, std::string_view whole) {
+    const std::less_equal<const char*> before;
+    return before(whole.data(), part.data()) &&
+           before(part.data() + part.size(), whole.data() + whole.size());
+}
+
+bool is_line_end(std::string_view text) {
+    return text.empty() || text == "\n" || text == "\r\n";
+}
+
+/// Header and body lie in the entity's text, and nothing but an empty line between them.
+/// Returns what stands before the header.
+std::string_view check_entity(const DwEntity& entity) {
+    const std::string_view text = entity.AsString().view();
+    const std::string_view header = entity.Headers().AsString().view();
+    const std::string_view body = entity.Body().AsString().view();
+    require(lies_within(header, text) && lies_within(body, text), "slices of the entity");
+    const char* const header_end = header.data() + header.size();
+    require(header_end <= body.data(), "the body stands behind the header");
+    require(is_line_end({header_end, static_cast<std::size_t>(body.data() - header_end)}),
+            "an empty line between header and body");
+    require(body.data() + body.size() == text.data() + text.size(), "the body is all the rest");
+    return {text.data(), static_cast<std::size_t>(header.data() - text.data())};
+}
+
+std::string_view take_line(std::string_view& text) {
+    const std::string_view line = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    text.remove_prefix(line.size());
+    return line;
+}
+
+/// The body of the first field of that name, found by going through the lines.
+std::string find_field(std::string_view header, std::string_view name, bool& found) {
+    std::string field;
+    found = false;
+    while (!header.empty() && !found) {
+        field = take_line(header);
+        while (!header.empty() && (header.front() == ' ' || header.front() == '\t'))
+            field += take_line(header);
+        DwString begin(std::string_view(field).substr(0, field.find_first_of(": \t")));
+        begin.ConvertToLowerCase();
+        found = begin == name;
+    }
+    if (!found)
+        return {};
+    field.erase(0, std::min(field.find_first_not_of(" \t", field.find(':') + 1), field.size()));
+    return field.erase(field.find_last_not_of(" \t\r\n") + 1);
+}
+
+void check_field(const DwHeaders& headers, std::string_view name, bool has,
+                 const DwMessageComponent& field) {
+    bool found;
+    const std::string body = find_field(headers.AsString().view(), name, found);
+    require(has == found && field.AsString() == body, "a field as the lines of the header have it");
+    require(!has || lies_within(field.AsString().view(), headers.AsString().view()),
+            "fields are slices of the header");
+}
+
+void check_fields(const DwHeaders& h) {
+    check_field(h, "reply-to", h.HasReplyTo(), h.ReplyTo());
+    check_field(h, "from", h.HasFrom(), h.From());
+    check_field(h, "subject", h.HasSubject(), h.Subject());
+    check_field(h, "date", h.HasDate(), h.Date());
+    check_field(h, "content-type", h.HasContentType(), h.ContentType());
+    check_field(h, "content-transfer-encoding", h.HasContentTransferEncoding(),
+                h.ContentTransferEncoding());
+}
+
+std::string find_delimiter(const DwMediaType& type) {
+    const DwParameter* parameter = type.FirstParameter();
+    for (; parameter != nullptr; parameter = parameter->Next()) {
+        DwString name = parameter->Attribute();
+        name.ConvertToLowerCase();
+        if (name == "boundary")
+            break;
+    }
+    std::string delimiter = "--" + (parameter == nullptr ? "" : parameter->Value().str());
+    return delimiter.erase(delimiter.find_last_not_of(" \t") + 1);
+}
+
+/// Body parts follow one another in the body, with one delimiter line between them.
+void check_parts(const DwMessage& message) {
+    const std::string delimiter = find_delimiter(message.Headers().ContentType());
+    const std::string_view body = message.Body().AsString().view();
+    std::size_t at = 0;
+    for (const DwBodyPart* part = message.Body().FirstBodyPart(); part; part = part->Next()) {
+        const std::string_view text = part->AsString().view();
+        require(lies_within(text, body), "parts are slices of the body");
+        const auto start = static_cast<std::size_t>(text.data() - body.data());
+        require(at < start, "parts in order");
+        std::string_view between = body.substr(at, start - at);
+        if (at > 0 && between.substr(0, 2) == "\r\n")
+            between.remove_prefix(2);
+        else if (at > 0 && between.front() == '\n')
+            between.remove_prefix(1);
+        if (at == 0) // the preamble
+            between.remove_prefix(between.find_last_of('\n', between.size() - 2) + 1);
+        require(between.substr(0, delimiter.size()) == delimiter &&
+                    between.find('\n') == between.size() - 1,
+                "a delimiter line stands before every part");
+        at = start + text.size();
+        require(check_entity(*part).empty(), "a part begins with its header");
+        check_fields(part->Headers());
+    }
+}
+
+void check_structure(const DwString& text) {
+    const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(text);
+    message->Parse();
+    const std::string_view mbox_line = check_entity(*message);
+    require(mbox_line.empty() ||
+                (mbox_line.substr(0, 5) == "From " && mbox_line.find('\n') == mbox_line.size() - 1),
+            "nothing but an mbox line before the header");
+    check_fields(message->Headers());
+    check_parts(*message);
+}
+
+bool holds_control(std::string_view text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
+}
+
+void check_content(const Mail_content& mail, const std::string& recipient) {
+    require(mail.from.size() >= 3 && mail.from.find('@') != std::string::npos, "a sender");
+    require(!holds_control(mail.from) && !holds_control(mail.automatic) &&
+                !holds_control(mail.thread.message_id) && !holds_control(mail.thread.references),
+            "no control characters in what gets into headers as it is");
+    require(mail.to == recipient && mail.mailname + "@" + mail.domain == recipient, "a recipient");
+    require(!mail.body.empty(), "a body has a line");
+    require(mail.date.find('\0') == std::string::npos &&
+                mail.charset.find('\0') == std::string::npos,
+            "no NUL byte in texts");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const std::string_view input = as_text(data, size);
+    // The input itself says where it is cut into blocks.
+    std::size_t at = 0;
+    std::string copy;
+    const std::string text = read_message(
+        [&](char* block, std::size_t room) {
+            const std::size_t count =
+                at == size ? 0 : std::min({std::size_t{data[at]} + 1, size - at, room});
+            std::copy_n(input.data() + at, count, block);
+            at += count;
+            return count;
+        },
+        [&](std::string_view block) { copy += block; });
+    require(text == std::string(input) + "\n" && copy == text,
+            "the message and its copy are the input and a line feed, however it came");
+
+    check_structure(DwString(text));
+    const std::string recipient = "box@example.com";
+    Mail_content mail;
+    if (read_content(DwString(text), recipient.c_str(), &mail) == 0)
+        check_content(mail, recipient);
+    else
+        require(mail.from.empty() && mail.to.empty() && mail.body.empty(), "refused, untouched");
+    return 0;
+}
