@@ -24,6 +24,9 @@ if(OVK_SANITIZE)
   target_link_options(ovk_options INTERFACE -fsanitize=address,undefined)
 else()
   target_compile_definitions(ovk_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  # A program holds the functions that it calls, and the texts of those: no others of its layers.
+  target_compile_options(ovk_options INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(ovk_options INTERFACE -Wl,--gc-sections)
 endif()
 
 if(OVK_FUZZ) # what leads libFuzzer to new code

@@ -8,9 +8,16 @@
 
 option(OVK_LINK_STATIC "Link the program's libraries statically where their archives are installed" ON)
 
+# What the client library's archive needs is not all in its own .pc file: OpenSSL has needs as well.
+pkg_check_modules(CRYPTO libcrypto)
+
+include(CheckCXXSourceCompiles)
+
+# Empty where an archive is missing, or where they want something that nobody told of.
 function(ovk_find_archives result)
   set(found)
-  foreach(name ${MARIADB_STATIC_LIBRARIES} ${IDN_STATIC_LIBRARIES})
+  set(${result} "" PARENT_SCOPE)
+  foreach(name ${MARIADB_STATIC_LIBRARIES} ${IDN_STATIC_LIBRARIES} ${CRYPTO_STATIC_LIBRARIES})
     if(name MATCHES "^(dl|m|pthread|c|rt)$")
       list(APPEND found ${name})
       continue()
@@ -18,11 +25,20 @@ function(ovk_find_archives result)
     find_library(OVK_ARCHIVE_${name} lib${name}.a)
     if(NOT OVK_ARCHIVE_${name})
       message(STATUS "lib${name}.a is not installed: linking dynamically")
-      set(${result} "" PARENT_SCOPE)
       return()
     endif()
     list(APPEND found ${OVK_ARCHIVE_${name}})
   endforeach()
+  set(CMAKE_REQUIRED_INCLUDES ${MARIADB_INCLUDE_DIRS} ${IDN_INCLUDE_DIRS})
+  set(CMAKE_REQUIRED_LIBRARIES -Wl,--start-group ${found} -Wl,--end-group)
+  check_cxx_source_compiles("#include <idna.h>
+#include <mysql.h>
+int main() { return idna_to_ascii_8z(0, 0, 0) + (mysql_real_connect(0, 0, 0, 0, 0, 0, 0, 0) != 0); }"
+    OVK_ARCHIVES_LINK)
+  if(NOT OVK_ARCHIVES_LINK)
+    message(STATUS "the archives do not link: linking dynamically")
+    return()
+  endif()
   set(${result} "${found}" PARENT_SCOPE)
 endfunction()
 

@@ -1,0 +1,14 @@
+# What a mail host gets from "cmake --install". The program's place below the prefix is that of the
+# panel's other programs, whatever the distribution calls its library folder.
+if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
+  set(CMAKE_INSTALL_PREFIX /usr CACHE PATH "Where the panel is installed" FORCE)
+endif()
+include(GNUInstallDirs)
+set(OVK_PROGRAM_DIR "lib/ovk" CACHE PATH "Folder of the panel's programs")
+
+install(TARGETS autoresponder DESTINATION "${OVK_PROGRAM_DIR}"
+  PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+install(FILES man/autoresponder.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
+install(FILES README.md CHANGELOG.md docs/OPERATION.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES examples/ovk.conf schema/panel.sql schema/sample.sql
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")

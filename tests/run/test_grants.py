@@ -1,0 +1,38 @@
+"""The rights of the database user that docs/OPERATION.md lists: enough for everything, and none too
+many."""
+
+import re
+
+from support.case import BOX, PanelCase, mail
+from support.database import REPOSITORY
+
+GRANTS = re.findall(r"^grant .* on (ovk\.\w+) to 'admin'@'localhost';$",
+                    (REPOSITORY / "docs/OPERATION.md").read_text(), re.M)
+SQL = re.search(r"```sql\n(grant .*?)```", (REPOSITORY / "docs/OPERATION.md").read_text(), re.S)[1]
+
+
+class Grants(PanelCase):
+    def setUp(self) -> None:
+        super().setUp()
+        self.database.execute("revoke all privileges on *.* from 'admin'@'localhost'")
+        self.database.execute(SQL.rstrip().rstrip(";"))
+        self.addCleanup(self.database.execute,
+                        "grant all privileges on *.* to 'admin'@'localhost'")
+        (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_REFUSE_AUTOMATIC true\n")
+        self.rule(forward=["boss@example.org"], attach=["missing.txt"], ans_freq="100", mem_limit="1")
+
+    def test_enough(self) -> None:
+        self.database.execute("insert into domainaliases (dom_id, name) values (1, 'example.net')")
+        for sender in ("joe@client.example", "joe@client.example", "ann@client.example"):
+            self.assert_answered(self.deliver(mail(sender=sender)), 3)
+        run = self.deliver(recipient="sales@example.net")
+        self.assertEqual((run.status, len(run.calls)), (0, 2))  # an alias domain has no client
+        self.assertEqual(self.database.rows("select count(*) from ovk.resp_freq"), [["1"]])
+
+    def test_none_too_many(self) -> None:
+        for table in GRANTS:
+            with self.subTest(table):
+                self.database.execute(f"revoke select on {table} from 'admin'@'localhost'")
+                recipient = "sales@example.net" if table == "ovk.domainaliases" else BOX
+                self.assertIn("denied to user", self.deliver(recipient=recipient).err)
+                self.database.execute(f"grant select on {table} to 'admin'@'localhost'")
