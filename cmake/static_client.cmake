@@ -42,6 +42,14 @@ int main() { return idna_to_ascii_8z(0, 0, 0) + (mysql_real_connect(0, 0, 0, 0, 
   set(${result} "${found}" PARENT_SCOPE)
 endfunction()
 
+# Functions of the archives that the program does without, and lib/client_startup.c stands in for.
+set(OVK_REPLACED getservbyname nanosleep tls_library_version)
+foreach(name start end init connect read read_async write write_async close verify_server_cert
+             get_cipher get_finger_print get_protocol_version set_connection)
+  list(APPEND OVK_REPLACED ma_tls_${name})
+endforeach()
+list(TRANSFORM OVK_REPLACED PREPEND -Wl,--wrap=)
+
 include(CheckLinkerFlag)
 check_linker_flag(CXX "-Wl,-z,pack-relative-relocs" OVK_HAVE_RELR)
 
@@ -55,8 +63,7 @@ function(ovk_link_client target)
   endif()
   target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/lib/client_startup.c")
   target_link_options(${target} PRIVATE
-    -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed
-    -Wl,--wrap=ma_tls_start -Wl,--wrap=getservbyname
+    -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed ${OVK_REPLACED}
     $<$<BOOL:${OVK_HAVE_RELR}>:-Wl,-z,pack-relative-relocs>)
   # In front of the shared libraries that the layers name: --as-needed then drops those.
   target_link_libraries(${target} PRIVATE
