@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <iconv.h>
 #include <initializer_list>
+#include <map>
 #include <stdexcept>
 #include <string_view>
 #include <strings.h>
@@ -25,11 +26,17 @@ void complain(std::string_view problem, std::string_view about) {
     std::fflush(stderr);
 }
 
+/// No charset has a name that long. iconv takes time quadratic in the length of some that end in
+/// many suffixes, so it does not get to see them.
+constexpr std::size_t max_name = 128;
+
 /// An open conversion. close() tells how closing went; the destructor closes what is still open.
 class Conversion {
 public:
     Conversion(const std::string& from, const std::string& to)
-        : descriptor_(iconv_open(to.c_str(), from.c_str())) {}
+        : descriptor_(from.size() <= max_name && to.size() <= max_name
+                          ? iconv_open(to.c_str(), from.c_str())
+                          : none()) {}
     Conversion(const Conversion&) = delete;
     Conversion& operator=(const Conversion&) = delete;
     ~Conversion() {
@@ -48,16 +55,18 @@ public:
     /// One call of iconv: takes input off the front of `input`, appends what it gave to `output`.
     /// Returns errno, 0 when all went well.
     int step(std::string_view& input, std::string& output) {
-        std::array<char, 4096> buffer;
+        constexpr std::size_t room = 4096;
+        // Converters of glibc have been known to write a few bytes more than they were offered.
+        std::array<char, room + 64> buffer;
         char* in = const_cast<char*>(input.data());
         char* out = buffer.data();
         std::size_t in_left = input.size();
-        std::size_t out_left = buffer.size();
+        std::size_t out_left = room;
         errno = 0;
         iconv(descriptor_, &in, &in_left, &out, &out_left);
         const int result = errno;
         input.remove_prefix(input.size() - in_left);
-        output.append(buffer.data(), buffer.size() - out_left);
+        output.append(buffer.data(), room - out_left);
         return result;
     }
 
@@ -70,6 +79,32 @@ private:
 bool is_utf8(const std::string& charset) {
     return strcasecmp(charset.c_str(), "UTF-8") == 0;
 }
+
+/// Keeps converters loaded while a text is decoded. Opening a conversion loads them from files and
+/// closing it may unload them, so that a text whose charset changes with every word would take
+/// hundreds of times as long as its length warrants.
+class LoadedCharsets {
+public:
+    void keep(const std::string& charset) {
+        conversions_.try_emplace(plain_name(charset), charset, "utf-8");
+    }
+
+private:
+    /// One name for everything that iconv takes as the same: case, suffixes and most marks play no
+    /// part. So there are never more names than charsets and aliases.
+    static std::string plain_name(std::string_view charset) {
+        std::string name;
+        for (const char c : charset.substr(0, charset.find('/'))) {
+            if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
+                name += c;
+            else if (c >= 'a' && c <= 'z')
+                name += static_cast<char>(c - 'a' + 'A');
+        }
+        return name;
+    }
+
+    std::map<std::string, Conversion> conversions_;
+};
 
 /// The 6-bit value of the next symbol at or behind `pos`; 0, without moving, at "=" and at the end.
 unsigned base64Take(const std::string& s, std::size_t& pos) {
@@ -128,7 +163,7 @@ std::string decode_data(std::string_view encoding, std::string_view data) {
 }
 
 /// Decodes a word without blanks: "=?charset?encoding?data?=" and whatever follows it.
-std::string rfc1522_decode_word(std::string_view w) {
+std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded) {
     if (w.substr(0, 2) != "=?")
         return std::string(w);
     const std::size_t charset_end = w.find('?', 2);
@@ -151,9 +186,11 @@ std::string rfc1522_decode_word(std::string_view w) {
         complain("wrong rfc1522 sequence (trailing stuff): ", w);
     const std::string_view encoding = w.substr(charset_end + 1, encoding_end - charset_end - 1);
     const std::string_view data = w.substr(encoding_end + 1, data_end - encoding_end - 1);
-    return iconvRecode(decode_data(encoding, data), std::string(w.substr(2, charset_end - 2)),
-                       "utf-8", true)
-        .append(trailing);
+    const std::string charset(w.substr(2, charset_end - 2));
+    const std::string bytes = decode_data(encoding, data);
+    if (!is_same_in_both(bytes, charset, "utf-8"))
+        loaded.keep(charset);
+    return iconvRecode(bytes, charset, "utf-8", true).append(trailing);
 }
 
 bool is_between_encoded_words(std::string_view text, std::size_t blank, std::size_t word) {
@@ -241,9 +278,10 @@ namespace rfc1522 {
 std::string decode(std::string text) {
     const std::string_view s = text;
     std::string decoded;
+    LoadedCharsets loaded;
     for (std::size_t word = 0; word != std::string_view::npos;) {
         const std::size_t blank = s.find_first_of(blanks, word);
-        decoded += rfc1522_decode_word(s.substr(word, blank - word));
+        decoded += rfc1522_decode_word(s.substr(word, blank - word), loaded);
         if (blank == std::string_view::npos)
             break;
         word = s.find_first_not_of(blanks, blank);

@@ -14,9 +14,10 @@ namespace orvek {
 bool is_same_in_both(std::string_view text, const std::string& from, const std::string& to);
 
 /// `text`, all of it, NUL bytes included, recoded from one charset to another. The names go to
-/// iconv as they are. With `replace_invalid` a byte that is no valid input becomes "?"; without it,
-/// and for a sequence that the end of the text cuts off, std::runtime_error is thrown, as for names
-/// that iconv does not know. No shift state is reset at the end.
+/// iconv as they are, those of more than 128 bytes count as unknown. With `replace_invalid` a byte
+/// that is no valid input becomes "?"; without it, and for a sequence that the end of the text cuts
+/// off, std::runtime_error is thrown, as for names that iconv does not know. No shift state is
+/// reset at the end.
 std::string iconvRecode(const std::string& text, const std::string& from, const std::string& to,
                         bool replace_invalid);
 
