@@ -36,11 +36,15 @@ class Limiter(PanelCase):
         return [text for text in heard[start:] if "resp_freq" in text]
 
     def test_statements(self) -> None:
-        self.limited(mem_limit="1")
         purge = f"delete from resp_freq where rn_id={RULE} and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"
         count = f"select COUNT(*) from resp_freq where rn_id={RULE}"
         find = f"select num from resp_freq where rn_id={RULE} and email='{SENDER}'"
         insert = f"insert into resp_freq set rn_id={RULE}, email='{SENDER}', num=1"
+        oldest_of_none = [f"select MIN(time_resp) from resp_freq where rn_id={RULE}",
+                          f"delete from resp_freq where rn_id={RULE} and time_resp='0'"]
+        self.limited(mem_limit="0")
+        self.assertEqual(self.statements(), [purge, count, find, *oldest_of_none, insert])
+        self.limited(mem_limit="1")
         self.assertEqual(self.statements(), [purge, count, find, insert])
         self.assertEqual(self.statements(), [
             purge, count, find,
@@ -57,7 +61,7 @@ class Limiter(PanelCase):
             ("1", None, True), ("1", 1, False), ("2", 1, True), ("10", 9, True), ("10", 10, False),
             (None, 9, True), (None, 10, False), (" +2x", 1, True), ("0", None, False),
             ("-1", None, False), ("", None, False), ("abc", None, False),
-            ("99999999999", 5, True), ("5", 99, False),
+            ("4294967296", 5, True), ("010", 8, True), ("5", 99, False),
         ):
             with self.subTest(limit=limit, before=before):
                 self.limited(ans_freq=limit)
@@ -116,6 +120,15 @@ class Limiter(PanelCase):
                 self.limited(mem_limit=mem_limit)
                 self.assertTrue(self.is_answered())
                 self.assertEqual(self.entries(), [[SENDER, "1"]])
+
+    def test_a_thousand_are_remembered_unless_told_otherwise(self) -> None:
+        self.limited(mem_limit=None)
+        self.database.execute("insert into resp_freq (rn_id, email, num, time_resp) select"
+                              f" {RULE}, concat(seq, '@x.test'), 1, curdate() from seq_1_to_999")
+        self.assertTrue(self.is_answered("a@x.test"))
+        self.assertEqual(len(self.entries()), 1000)
+        self.assertTrue(self.is_answered("b@x.test"))
+        self.assertEqual([row[0] for row in self.entries()], ["a@x.test", "b@x.test"])
 
     def test_rules_count_for_themselves(self) -> None:
         self.limited(ans_freq="1")

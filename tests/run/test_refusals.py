@@ -1,5 +1,8 @@
 """What is not answered, and what the program says then."""
 
+import os
+import subprocess
+
 from support.case import BOX, PanelCase, mail
 
 ABNORMAL = "Abnormal exit.\n"
@@ -48,6 +51,13 @@ class Refusals(PanelCase):
         self.assertEqual((run.status, run.err), (0, line * 2))
         self.assertEqual([call.args[3:] for call in run.calls], [["boss@example.org"]])
         self.assertEqual(run.leftovers, [])
+
+    def test_diagnostics_that_nobody_reads(self) -> None:
+        read_end, write_end = os.pipe()
+        os.close(read_end)
+        run = subprocess.run(self.box.command(BOX), input=b"", stderr=write_end)
+        os.close(write_end)
+        self.assertEqual((run.returncode, list(self.box.tmp.iterdir())), (0, []))
 
     def test_no_temporary_file(self) -> None:
         self.box.tmp.rmdir()
