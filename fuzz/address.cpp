@@ -66,6 +66,8 @@ void check(const Mailbox& mailbox) {
 
     const std::vector<Mailbox> itself{mailbox};
     const std::string address = local + "@" + domain;
+    if (address.find("=?") != std::string::npos)
+        return; // put together, the parts may look like an encoded word, which is no address
     require(addresses(DwAddressList(DwString(address))) == itself, "reads back as itself");
     require(mailboxes(DwMailboxList(DwString("x <" + address + "> (y)"))) == itself,
             "reads back as itself within angle brackets");

@@ -16,10 +16,6 @@ bool lies_within(std::string_view part, std::string_view whole) {
            before(part.data() + part.size(), whole.data() + whole.size());
 }
 
-bool is_line_end(std::string_view text) {
-    return text.empty() || text == "\n" || text == "\r\n";
-}
-
 /// Header and body lie in the entity's text, and nothing but an empty line between them.
 /// Returns what stands before the header.
 std::string_view check_entity(const DwEntity& entity) {
@@ -29,8 +25,10 @@ std::string_view check_entity(const DwEntity& entity) {
     require(lies_within(header, text) && lies_within(body, text), "slices of the entity");
     const char* const header_end = header.data() + header.size();
     require(header_end <= body.data(), "the body stands behind the header");
-    require(is_line_end({header_end, static_cast<std::size_t>(body.data() - header_end)}),
-            "an empty line between header and body");
+    const std::string_view between(header_end, static_cast<std::size_t>(body.data() - header_end));
+    require(between.empty() ? body.substr(0, 1) != "\n" && body.substr(0, 2) != "\r\n"
+                            : between == "\n" || between == "\r\n",
+            "an empty line between header and body, if there is one");
     require(body.data() + body.size() == text.data() + text.size(), "the body is all the rest");
     return {text.data(), static_cast<std::size_t>(header.data() - text.data())};
 }
@@ -90,6 +88,14 @@ std::string find_delimiter(const DwMediaType& type) {
     return delimiter.erase(delimiter.find_last_not_of(" \t") + 1);
 }
 
+void check_no_delimiter(std::string_view part, const std::string& delimiter) {
+    while (!part.empty()) {
+        std::string_view line = take_line(part);
+        line = line.substr(0, line.find_last_not_of(" \t\r\n") + 1);
+        require(line != delimiter && line != delimiter + "--", "no delimiter line within a part");
+    }
+}
+
 /// Body parts follow one another in the body, with one delimiter line between them.
 void check_parts(const DwMessage& message) {
     const std::string delimiter = find_delimiter(message.Headers().ContentType());
@@ -101,15 +107,18 @@ void check_parts(const DwMessage& message) {
         const auto start = static_cast<std::size_t>(text.data() - body.data());
         require(at < start, "parts in order");
         std::string_view between = body.substr(at, start - at);
-        if (at > 0 && between.substr(0, 2) == "\r\n")
+        if (at > 0 && between.substr(0, 2) == "\r\n") {
             between.remove_prefix(2);
-        else if (at > 0 && between.front() == '\n')
+        } else if (at > 0 && between.front() == '\n') {
             between.remove_prefix(1);
+            require(body[at - 1] != '\r', "the line end before a delimiter is no part's");
+        }
         if (at == 0) // the preamble
             between.remove_prefix(between.find_last_of('\n', between.size() - 2) + 1);
         require(between.substr(0, delimiter.size()) == delimiter &&
                     between.find('\n') == between.size() - 1,
                 "a delimiter line stands before every part");
+        check_no_delimiter(text, delimiter);
         at = start + text.size();
         require(check_entity(*part).empty(), "a part begins with its header");
         check_fields(part->Headers());

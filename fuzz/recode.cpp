@@ -23,6 +23,8 @@ std::optional<std::string> recoded(const std::string& text, const std::string& f
 /// The same by as few calls of iconv as it takes.
 std::optional<std::string> reference(std::string text, const std::string& from,
                                      const std::string& to, bool replace) {
+    if (from.size() > 128 || to.size() > 128)
+        return std::nullopt;
     const iconv_t conversion = iconv_open(to.c_str(), from.c_str());
     if (conversion == reinterpret_cast<iconv_t>(-1))
         return std::nullopt;
@@ -66,6 +68,7 @@ void check(const std::string& text, const std::string& from, const std::string& 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     std::string_view rest = as_text(data, size);
     std::string_view names = take_until(rest, '\n');
+    names = names.substr(0, names.find('\0'));
     const std::string from(take_until(names, ' '));
     const std::string to(names.empty() ? "UTF-8" : names);
     std::string text(rest);
