@@ -29,14 +29,14 @@ def measure(bench: Bench, what: str, counts: tuple[int, ...], rounds: int, where
     fill(bench, counts, where, trigger)
     figures = bench.turns("mail", rounds, *([f"RESP_RECIPIENT=box{count}@example.com", PROGRAM]
                                             for count in counts))
-    print(f"{what}\n{'rules':>8}{'wall ms':>10}{'CPU ms':>10}{'peak MB':>10}{'us a rule':>12}{'CPU':>8}  goal")
+    print(f"{what}\n{'rules':>8}{'wall ms':>10}{'CPU ms':>10}{'peak MB':>10}{'us a rule':>12}{'CPU':>11}  goal")
     for count, f in zip(counts, figures):
         a_rule = (f.wall - figures[0].wall) * 1000 / (count - 1) if count > 1 else 0.0
         cpu = (f.cpu - figures[0].cpu) * 1000 / (count - 1) if count > 1 else 0.0
         judged = goal is not None and count == counts[-1]  # fewer drown in noise
         said = f"at most {goal:.0f}" if judged else "-"
         missed = "  MISSED" if judged and a_rule > goal else ""
-        print(f"{count:8}{f.wall:10.2f}{f.cpu:10.2f}{f.memory:10.2f}{a_rule:12.2f}{cpu:8.2f}"
+        print(f"{count:8}{f.wall:10.2f}{f.cpu:10.2f}{f.memory:10.2f}{a_rule:12.2f}{cpu:11.2f}"
               f"  {said}{missed}")
 
 

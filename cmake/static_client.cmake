@@ -43,7 +43,7 @@ int main() { return idna_to_ascii_8z(0, 0, 0) + (mysql_real_connect(0, 0, 0, 0, 
 endfunction()
 
 # Functions of the archives that the program does without, and lib/client_startup.c stands in for.
-set(OVK_REPLACED getservbyname nanosleep tls_library_version)
+set(OVK_REPLACED getservbyname tls_library_version)
 foreach(name start end init connect read read_async write write_async close verify_server_cert
              get_cipher get_finger_print get_protocol_version set_connection)
   list(APPEND OVK_REPLACED ma_tls_${name})

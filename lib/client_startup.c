@@ -4,7 +4,6 @@
 #include <netdb.h>
 #include <stddef.h>
 #include <stdlib.h>
-#include <time.h>
 
 /* TLS. No connection of this program asks for it: the panel's database is reached by its local
  * socket, without any TLS option. Without these functions nothing refers to OpenSSL any more, which
@@ -58,13 +57,4 @@ struct servent* __wrap_getservbyname(const char* name, const char* protocol) {
     (void)name;
     (void)protocol;
     return NULL;
-}
-
-/* Called behind every attempt to connect, also behind the one that succeeds, for a microsecond that
- * the kernel makes into 50. The first attempt mostly succeeds. */
-int __real_nanosleep(const struct timespec* duration, struct timespec* left);
-int __wrap_nanosleep(const struct timespec* duration, struct timespec* left);
-int __wrap_nanosleep(const struct timespec* duration, struct timespec* left) {
-    static int calls;
-    return calls++ == 0 ? 0 : __real_nanosleep(duration, left);
 }
