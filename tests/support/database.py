@@ -69,6 +69,7 @@ class Database:
     def _create(self) -> None:
         command = [_find("mariadb-install-db"), "--no-defaults", f"--datadir={self.folder}/data",
                    "--auth-root-authentication-method=normal", "--skip-test-db",
+                   "--force",  # also where the host does not know its own name
                    f"--tmpdir={self.tmp}"]
         if os.geteuid() == 0:
             command.append("--user=root")
