@@ -62,8 +62,9 @@ function(ovk_link_client target)
     return()
   endif()
   target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/lib/client_startup.c")
+  # Without debugging information: over that of what it leaves out, ld of binutils 2.40 crashes.
   target_link_options(${target} PRIVATE
-    -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed ${OVK_REPLACED}
+    -Wl,--strip-debug -static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed ${OVK_REPLACED}
     $<$<BOOL:${OVK_HAVE_RELR}>:-Wl,-z,pack-relative-relocs>)
   # In front of the shared libraries that the layers name: --as-needed then drops those.
   target_link_libraries(${target} PRIVATE
