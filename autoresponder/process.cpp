@@ -20,8 +20,8 @@ namespace {
 // open() gives the lowest free number, so going upwards fills exactly the gaps.
 void hold_standard_descriptors() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-        if (fcntl(fd, F_GETFD) == -1 && errno == EBADF)
-            open("/dev/null", O_RDWR);
+        if (fcntl(fd, F_GETFD) == -1 && errno == EBADF && open("/dev/null", O_RDWR) == -1)
+            open("/", O_PATH); // no device: neither readable nor writable, but the number is taken
     }
 }
 

@@ -21,6 +21,7 @@ bool orvek_get_admin_password(Password& password, char* msgbuf, std::size_t msgb
                       std::strerror(errno));
         return false;
     }
+    errno = 0; // the end of a file is no error, and leaves errno as it was
     if (std::fgets(password.data(), static_cast<int>(password.size()), file.get()) == nullptr) {
         const int reason = errno;
         std::snprintf(msgbuf, msgbufsize, "Unable to read admin password file: %s",

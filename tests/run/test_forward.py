@@ -40,10 +40,3 @@ class Forward(PanelCase):
                                   r" mail contents '/tmp/ovk-autoresponder-\w{6}': No such file or"
                                   r" directory \(2\)\n\Z")
         self.assertEqual((run.status, run.leftovers), (0, []))
-
-    def test_sendmail_missing(self) -> None:
-        self.rule(forward=["a@example.org"])
-        self.box.sendmail = None
-        run = self.deliver(mail())
-        self.assertEqual((run.status, run.err.count("execv(\"/usr/sbin/sendmail\") failed")),
-                         (0, 2))

@@ -1,8 +1,8 @@
 """The reply-frequency limiter, seen in its statements and in its table."""
 
+import subprocess
 from collections import Counter
 
-from support import crowd
 from support.case import BOX, SENDER, PanelCase, mail
 
 RULE = 7
@@ -148,9 +148,13 @@ class Limiter(PanelCase):
 
     def answered_at_once(self, senders: list[str]) -> Counter:
         """How many replies each sender got to mails that all come in at the same time."""
-        delivered = crowd.deliver(self.box, [(BOX, mail(sender=sender)) for sender in senders],
-                                  len(senders))
-        self.assertEqual((delivered.statuses, delivered.err), ({0}, ""))
+        runs = [self.box.start(BOX, subprocess.PIPE) for _ in senders]
+        for run, sender in zip(runs, senders):
+            with run.stdin:
+                run.stdin.write(mail(sender=sender).encode())
+            run.stdin = None
+        for run in runs:
+            self.assertEqual((*run.communicate(), run.returncode), (b"", b"", 0))
         calls = self.box.calls()
         self.assertEqual(sum(call.args[3] == "boss@example.org" for call in calls), len(calls) / 2)
         return Counter(call.args[3] for call in calls if call.args[3] != "boss@example.org")

@@ -96,13 +96,6 @@ class Notice(PanelCase):
                 self.assertEqual((run.status, run.err, run.leftovers), (0, err, []))
                 self.assertEqual([call.args[3] for call in run.calls], [SENDER])
 
-    def test_sendmail_that_does_not_listen(self) -> None:
-        names = [f"gone {'x' * 200} {i}" for i in range(1000)]  # more than a pipe holds
-        self.rule(attach=names)
-        self.box.behave("some")
-        run = self.deliver()
-        self.assertEqual((run.status, run.err, len(run.calls)), (0, "", 2))
-
     def test_names_that_lead_out_count_as_missing(self) -> None:
         folder = self.box.attachments(BOX)
         (folder.parent / "secret").write_text("secret")

@@ -59,16 +59,6 @@ class Refusals(PanelCase):
         os.close(write_end)
         self.assertEqual((run.returncode, list(self.box.tmp.iterdir())), (0, []))
 
-    def test_no_temporary_file(self) -> None:
-        self.box.tmp.rmdir()
-        self.box.tmp.write_text("")
-        self.box.extra += ["--remount-ro", "/tmp"]
-        self.box.tmp.unlink()
-        self.box.tmp.mkdir()
-        run = self.deliver()
-        self.assertEqual((run.status, run.err),
-                         (0, "Could not create a temporary file.\n" + ABNORMAL))
-
 
 class Database(PanelCase):
     """Failures of the panel database."""
@@ -85,37 +75,12 @@ class Database(PanelCase):
         self.fails_to_connect("Unable to open admin password file: No such file or directory\n"
                               "System error 2: No such file or directory\n\\Z")
 
-    def test_password_file_empty(self) -> None:
-        (self.box.etc / ".ovk.shadow").write_text("")
-        self.fails_to_connect("Unable to read admin password file: ")
-
     def test_wrong_password(self) -> None:
         (self.box.etc / ".ovk.shadow").write_text("wrong\n")
         self.fails_to_connect("Unable to connect to Orvek Database: Access denied for user 'admin'")
-
-    def test_server_not_there(self) -> None:
-        self.box.run_folder = self.box.empty
-        self.fails_to_connect("Unable to connect to Orvek Database: Can't connect to local ")
 
     def test_only_the_first_line_is_the_password(self) -> None:
         self.rule()
         shadow = self.box.etc / ".ovk.shadow"
         shadow.write_text(shadow.read_text() + "second line\n")
         self.assert_answered(self.deliver())
-
-    def test_failing_statements(self) -> None:
-        self.rule()
-        unknown = "Table 'ovk.{}' doesn't exist"
-        for table, message in {
-            "mail_aliases": "autoresponder: Unable to query: " + unknown,
-            "mail_resp": "autoresponder: Unable to exec query :" + unknown,
-            "resp_freq": "autoresponder: Unable to exec query :" + unknown,
-            "resp_forward": "autoresponder: Unable to exec query :" + unknown,
-            "resp_attach": "autoresponder: Unable to exec query :" + unknown,
-        }.items():
-            with self.subTest(table):
-                self.database.execute(f"rename table ovk.{table} to ovk.away")
-                recipient = "nobody@example.com" if table == "mail_aliases" else BOX
-                self.assert_silent(self.deliver(recipient=recipient),
-                                   message.format(table) + "\n")
-                self.database.execute(f"rename table ovk.away to ovk.{table}")

@@ -254,25 +254,6 @@ class Delivery(PanelCase):
         self.assertEqual([name[:14] for name in run.leftovers],
                          ["ovk-autorespon", "ovk-response-u"])
 
-    def test_sendmail_is_not_judged(self) -> None:
-        self.rule(1)
-        self.rule(2)
-        for behaviour, err in (("exit 75", ""), ("kill 9", ""), ("noread", ""),
-                               ("print", "sendmail on standard error\n" * 2)):
-            with self.subTest(behaviour):
-                self.box.behave(behaviour)
-                run = self.deliver()
-                self.assertEqual((run.status, run.err, len(run.calls)), (0, err, 2))
-                self.assertEqual(run.leftovers, [])
-
-    def test_missing_sendmail(self) -> None:
-        self.rule(1)
-        self.rule(2)
-        self.box.sendmail = None
-        run = self.deliver()
-        line = ('fork_execv: execv("/usr/sbin/sendmail") failed: No such file or directory\n')
-        self.assertEqual((run.status, run.err, run.leftovers), (0, line * 2, []))
-
     def test_reply_file_that_cannot_be_made(self) -> None:
         self.rule(forward=["a@example.org"], attach=["gone"])
         # /tmp goes away while the mail is forwarded, and is back after the notice.

@@ -2,8 +2,8 @@
  * handed, as files N.args, N.fds and N.mail of the folder /capture, N counting the calls from 1.
  *
  * /capture/behaviour may hold words, obeyed in their order: "exit N", "kill N" (a signal), "stop",
- * "sleep MILLISECONDS", "print" (a line on both streams), "noread", "slow" (read a little at a
- * time), "some" (read a little and no more). */
+ * "term" (the program that called), "sleep MILLISECONDS", "print" (a line on both streams),
+ * "noread", "slow" (read a little at a time), "some" (read a little and no more). */
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -85,6 +85,8 @@ int main(int argc, char** argv) {
             raise(atoi(strtok(NULL, " \n")));
         } else if (strcmp(word, "stop") == 0) {
             raise(SIGSTOP);
+        } else if (strcmp(word, "term") == 0) {
+            kill(getppid(), SIGTERM);
         } else if (strcmp(word, "sleep") == 0) {
             usleep((useconds_t)atoi(strtok(NULL, " \n")) * 1000);
         } else if (strcmp(word, "print") == 0) {

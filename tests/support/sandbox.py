@@ -59,7 +59,8 @@ class Sandbox:
         (self.etc / "ovk.conf").write_text(f"# the panel\nORVEK_MAILNAMES_D {MAILNAMES}\n")
 
     def close(self) -> None:
-        subprocess.run(["chmod", "-R", "u+rwX", str(self.folder)], check=False)
+        if self.folder.exists():
+            subprocess.run(["chmod", "-R", "u+rwX", str(self.folder)], check=False)
         shutil.rmtree(self.folder, ignore_errors=True)
 
     # -- files -----------------------------------------------------------------------------------
