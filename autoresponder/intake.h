@@ -25,8 +25,7 @@ using BlockSink = std::function<void(std::string_view bytes)>;
 
 /// All of `source` and one line feed more, which `copy` is told as well. Where the blocks end plays
 /// no part. Memory for `expected` bytes is set aside at the start.
-std::string read_message(const BlockSource& source, const BlockSink& copy,
-                         std::size_t expected = 0);
+DwString read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected = 0);
 
 /// The part of parse_message without files and environment: fills `mail` from the text of a
 /// message (RFC 822 and MIME). `recipient` is null when there is none. Results as above.

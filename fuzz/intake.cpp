@@ -160,7 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     // The input itself says where it is cut into blocks.
     std::size_t at = 0;
     std::string copy;
-    const std::string text = read_message(
+    const DwString text = read_message(
         [&](char* block, std::size_t room) {
             const std::size_t count =
                 at == size ? 0 : std::min({std::size_t{data[at]} + 1, size - at, room});
@@ -169,13 +169,13 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             return count;
         },
         [&](std::string_view block) { copy += block; });
-    require(text == std::string(input) + "\n" && copy == text,
+    require(text.view() == std::string(input) + "\n" && copy == text.view(),
             "the message and its copy are the input and a line feed, however it came");
 
-    check_structure(DwString(text));
+    check_structure(text);
     const std::string recipient = "box@example.com";
     Mail_content mail;
-    if (read_content(DwString(text), recipient.c_str(), &mail) == 0)
+    if (read_content(text, recipient.c_str(), &mail) == 0)
         check_content(mail, recipient);
     else
         require(mail.from.empty() && mail.to.empty() && mail.body.empty(), "refused, untouched");

@@ -4,8 +4,11 @@
 
 #include <algorithm>
 
-DwString::DwString(std::string bytes)
-    : buffer_(std::make_shared<const std::string>(std::move(bytes))), view_(*buffer_) {}
+DwString::DwString(std::string bytes) {
+    const auto kept = std::make_shared<const std::string>(std::move(bytes));
+    owner_ = kept;
+    view_ = *kept;
+}
 
 DwString DwString::substr(std::size_t start, std::size_t length) const {
     return slice(view_.substr(std::min(start, view_.size()), length));

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// An immutable slice of bytes that shares its buffer: copies and substrings cost no bytes, and a
 /// slice keeps the text that it came from alive. Not zero-terminated; may hold NUL bytes.
@@ -14,6 +15,9 @@ public:
     DwString() = default;
     /// Takes the bytes over.
     explicit DwString(std::string bytes);
+    /// Bytes that `owner` keeps, and nobody changes.
+    DwString(std::shared_ptr<const void> owner, std::string_view bytes)
+        : owner_(std::move(owner)), view_(bytes) {}
     /// Copies the bytes.
     explicit DwString(std::string_view bytes) : DwString(std::string(bytes)) {}
     explicit DwString(const char* text) : DwString(std::string(text)) {}
@@ -38,7 +42,7 @@ public:
     friend bool operator==(const DwString& a, std::string_view b) { return a.view_ == b; }
 
 private:
-    std::shared_ptr<const std::string> buffer_;
+    std::shared_ptr<const void> owner_;
     std::string_view view_;
 };
 
