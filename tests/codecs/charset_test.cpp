@@ -34,7 +34,7 @@ TEST(EncodedWords, Decode) {
         {" no\twords \r\n? = here ", " no\twords \r\n? = here ", ""},
         {"=?iso-8859-1?q?caf=E9?=", "café", ""},
         {"Re: =?UTF-8?Q?Gr=C3=BC=C3=9Fe?=", "Re: Grüße", ""},
-        {"=?utf-8?B?SGVsbG8=?= =?utf-8?B?V29ybGQ=?=", "HelloWorld", ""},
+        {"=?utf-8?B?SGVsbG8=?= =?utf-8?b?V29ybGQ=?=", "HelloWorld", ""},
         {"=?utf-8?Q?a?= \t =?utf-8?q?b?=  c", "ab  c", ""},
         {"=?utf-8?Q?a_b=5Fc?=", "a b_c", ""},
         {"=?iso-2022-jp?B?GyRCJDMbKEI=?=", "こ", ""},
