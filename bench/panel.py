@@ -75,7 +75,7 @@ def measure(bench: Bench, what: str, boxes: int, count: int, rounds: int) -> Non
         rows, cpu = rows_read(bench), server_cpu(bench)
         figures = bench.turns("mail", rounds, *recipients(boxes, count, name, domain))
         runs = count * (rounds + max(1, rounds // 10))
-        told += (f"{statistics.median(f.wall for f in figures):10.2f}"
+        told += (f"{statistics.median(f.wall for f in figures):12.2f}"
                  f"{(server_cpu(bench) - cpu) / runs:10.2f}{(rows_read(bench) - rows) / runs:12,.0f}")
     print(told, flush=True)
 
@@ -95,8 +95,8 @@ def main() -> None:
         (bench.folder / "mail").write_text(mail())
         bench.database.execute(MEMORY)
         print(f"panel: medians over {BOXES} mailboxes\n{'':26}"
-              f"{'name ms':>10}{'server ms':>10}{'rows':>12}"
-              f"{'aliases ms':>10}{'server ms':>10}{'rows':>12}")
+              f"{'name ms':>12}{'server ms':>10}{'rows':>12}"
+              f"{'aliases ms':>12}{'server ms':>10}{'rows':>12}")
         for size in (boxes // 100, boxes // 10, boxes):
             fill(bench, size)
             measure(bench, f"{size:,} mailboxes", size, BOXES, 10)
