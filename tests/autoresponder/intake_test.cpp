@@ -1,5 +1,6 @@
 #include "autoresponder/intake.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <optional>
 
@@ -145,6 +146,30 @@ TEST(Intake, KeepsABodyThatCannotBeRecoded) {
 TEST(Intake, BodyEndsAtANulByte) {
     const Intake intake = take_in(std::string("From: joe@example.org\n\nab\0cd", 29));
     EXPECT_EQ(intake.mail.body.text(), "ab");
+}
+
+TEST(Intake, ReadsTheSameWhereverBlocksEnd) {
+    // Sizes about that of the first room, which holds 65535 bytes more than were expected.
+    for (const std::size_t size : {0u, 1u, 65534u, 65535u, 65536u, 131071u, 400000u}) {
+        std::string input;
+        while (input.size() < size)
+            input += static_cast<char>(input.size() % 251);
+        for (const std::size_t block : {1u, 7777u, 1u << 20}) {
+            for (const std::size_t expected : {std::size_t{0}, size / 2, size}) {
+                std::string_view left = input;
+                std::string copy;
+                const DwString text = read_message(
+                    [&](char* to, std::size_t room) {
+                        const std::size_t count = left.copy(to, std::min(block, room));
+                        left.remove_prefix(count);
+                        return count;
+                    },
+                    [&](std::string_view bytes) { copy += bytes; }, expected);
+                EXPECT_TRUE(text.view() == input + "\n" && copy == text.view())
+                    << size << ' ' << block << ' ' << expected;
+            }
+        }
+    }
 }
 
 } // namespace
