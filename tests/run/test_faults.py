@@ -19,7 +19,7 @@ from support.sandbox import MAILNAMES, Call, Sandbox
 # Runs the program as told; tells how it ended, how many children it left unwaited for, and what is
 # in /tmp.
 WATCH = """
-import ctypes, glob, json, os, resource, sys, time
+import ctypes, glob, json, os, resource, signal, sys, time
 told = json.loads(sys.argv[1])
 PR_SET_CHILD_SUBREAPER = 36
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
@@ -33,6 +33,7 @@ if pid == 0:
         resource.setrlimit(getattr(resource, "RLIMIT_" + name), (value, value))
     for fd in told.get("close", []):
         os.close(fd)
+    signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # which Python ignores
     os.execv(sys.argv[2], sys.argv[2:])
 while told.get("interrupt"):
     time.sleep(0.01)
