@@ -103,35 +103,6 @@ std::size_t expected_size(int fd) {
     return left > 0 ? static_cast<std::size_t>(left) : 0;
 }
 
-const DwMailbox* find_sender(const DwHeaders& headers) {
-    const DwMailbox* sender = nullptr;
-    if (headers.HasReplyTo())
-        sender = GetMailboxFromAddressList(headers.ReplyTo());
-    if (sender == nullptr && headers.HasFrom())
-        sender = GetMailboxFromMailboxList(headers.From());
-    return sender;
-}
-
-/// The entity whose text the body comes from: the message itself, or the first direct part of a
-/// multipart that calls itself text. Null when there is none.
-const DwEntity* find_text_entity(const DwMessage& message) {
-    const DwHeaders& headers = message.Headers();
-    if (!headers.HasContentType())
-        return &message;
-    const int type = headers.ContentType().Type();
-    if (type == DwMime::kTypeText)
-        return &message;
-    if (type != DwMime::kTypeMultipart)
-        return nullptr;
-    const DwBodyPart* part = message.Body().FirstBodyPart();
-    for (; part != nullptr; part = part->Next()) {
-        if (part->Headers().HasContentType() &&
-            part->Headers().ContentType().Type() == DwMime::kTypeText)
-            break;
-    }
-    return part;
-}
-
 void report_conversion(const char* what, const std::string& charset) {
     report({"Could not convert message ", what, " text from ", charset, " to UTF-8."});
 }
@@ -231,6 +202,33 @@ int read_content(const DwString& text, const char* recipient, Mail_content* mail
     mail->automatic = automatic_sign(headers);
     mail->thread = read_thread(headers);
     return 0;
+}
+
+const DwMailbox* find_sender(const DwHeaders& headers) {
+    const DwMailbox* sender = nullptr;
+    if (headers.HasReplyTo())
+        sender = GetMailboxFromAddressList(headers.ReplyTo());
+    if (sender == nullptr && headers.HasFrom())
+        sender = GetMailboxFromMailboxList(headers.From());
+    return sender;
+}
+
+const DwEntity* find_text_entity(const DwMessage& message) {
+    const DwHeaders& headers = message.Headers();
+    if (!headers.HasContentType())
+        return &message;
+    const int type = headers.ContentType().Type();
+    if (type == DwMime::kTypeText)
+        return &message;
+    if (type != DwMime::kTypeMultipart)
+        return nullptr;
+    const DwBodyPart* part = message.Body().FirstBodyPart();
+    for (; part != nullptr; part = part->Next()) {
+        if (part->Headers().HasContentType() &&
+            part->Headers().ContentType().Type() == DwMime::kTypeText)
+            break;
+    }
+    return part;
 }
 
 DwString GetCharset(const DwEntity& entity) {

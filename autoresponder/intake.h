@@ -31,6 +31,13 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
 /// message (RFC 822 and MIME). `recipient` is null when there is none. Results as above.
 int read_content(const DwString& text, const char* recipient, Mail_content* mail);
 
+/// First usable mailbox of Reply-To, else of From; null when there is none. Belongs to `headers`.
+const DwMailbox* find_sender(const DwHeaders& headers);
+
+/// The entity whose text the body comes from: the message itself, or the first direct part of a
+/// multipart that calls itself text. Null when there is none. Belongs to `message`.
+const DwEntity* find_text_entity(const DwMessage& message);
+
 /// The value of the entity's charset parameter as written, or "US-ASCII". The parameter's name
 /// matches in any case.
 DwString GetCharset(const DwEntity& entity);

@@ -66,8 +66,9 @@ public:
         after_literal_ = true;
     }
 
+    /// A domain has no empty label, though it may end in a dot. Local parts get away with more.
     void dot() {
-        spoiled_ |= after_literal_;
+        spoiled_ |= after_literal_ || (in_domain_ && !after_word_);
         (in_domain_ ? domain_ : local_) += '.';
         after_word_ = false;
     }
@@ -115,13 +116,15 @@ void take_literal(Scanner& field, AddrSpec& spec) {
     spec.literal(text, closed);
 }
 
-/// At "=": an encoded word, within which specials mean nothing, or else an atom.
+/// At "=": an encoded word, within which specials mean nothing, or else an atom. What follows an
+/// encoded word without a blank makes one atom with it.
 void take_encoded_word(Scanner& field, AddrSpec& spec) {
     const std::string_view encoded = field.take_encoded_word();
+    const std::string_view atom = field.take_until(specials);
     if (encoded.empty())
-        spec.atom(field.take_until(specials));
+        spec.atom(atom);
     else
-        spec.encoded_word(encoded);
+        spec.encoded_word({encoded.data(), encoded.size() + atom.size()});
 }
 
 /// One piece that means the same within and without angle brackets.

@@ -34,8 +34,9 @@ private:
 
 /// A mailbox. It is valid when it has a local part and a domain that both have the form of one:
 /// neither then holds control characters, comments, or white space, "@" and other specials outside
-/// quotes. Dots may stand anywhere and bytes above 127 count as letters. Of an invalid one nothing
-/// is kept: both parts are empty.
+/// quotes. Dots may stand anywhere in a local part and bytes above 127 count as letters; a domain
+/// has no empty label but for a dot at its end. Of an invalid one nothing is kept: both parts are
+/// empty.
 class DwMailbox : public DwAddress {
 public:
     /// An invalid mailbox.

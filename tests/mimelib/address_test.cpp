@@ -51,6 +51,7 @@ TEST(Address, ReadsMailboxesAsRealMailWritesThem) {
         {"<joe@a, ann@b", "joe|a  ann|b"},
         {"<joe@a> rubbish \"x, y\" <z@z>, ann@b", "joe|a  ann|b"},
         {"joe.@example.org.", "joe.|example.org."},
+        {"=?a?Q?b?=c@x", "=?a?Q?b?=c|x"},
     });
 }
 
@@ -97,6 +98,8 @@ TEST(Address, RefusesWhatIsNoAddress) {
         {".@.", "invalid"},
         {"a@b@c", "invalid"},
         {"a@b c", "invalid"},
+        {"a@.b", "invalid"},
+        {"a@b..c", "invalid"},
         {"Joe joe@x", "invalid"},
         {"<<a@b>>", "invalid"},
         {"a@b>", "invalid"},
