@@ -107,21 +107,20 @@ void report_conversion(const char* what, const std::string& charset) {
     report({"Could not convert message ", what, " text from ", charset, " to UTF-8."});
 }
 
-std::string recode_body(const DwString& body, const std::string& charset) {
-    std::string text(until_nul(body.view()));
-    if (orvek::is_same_in_both(text, charset, "UTF-8"))
-        return text;
+std::string recode_body(std::string body, const std::string& charset) {
+    if (orvek::is_same_in_both(body, charset, "UTF-8"))
+        return body;
     try {
-        return orvek::iconvRecode(text, charset, "UTF-8", true);
+        return orvek::iconvRecode(body, charset, "UTF-8", true);
     } catch (const std::runtime_error&) {
         report_conversion("body", charset);
-        return text;
+        return body;
     }
 }
 
-std::string decode_subject(std::string_view raw, const std::string& charset) {
+std::string decode_subject(const std::string& raw, const std::string& charset) {
     try {
-        return orvek::rfc1522::decode(std::string(until_nul(raw)));
+        return orvek::rfc1522::decode(raw);
     } catch (const std::runtime_error&) {
         report_conversion("subject", charset);
         return {};
@@ -170,8 +169,8 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
     return std::move(message).text();
 }
 
-int read_content(const DwString& text, const char* recipient, Mail_content* mail) {
-    const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(text);
+int read_content(DwString text, const char* recipient, Mail_content* mail) {
+    std::unique_ptr<DwMessage> message = DwMessage::NewMessage(std::exchange(text, DwString()));
     message->Parse();
     const DwHeaders& headers = message->Headers();
 
@@ -186,21 +185,24 @@ int read_content(const DwString& text, const char* recipient, Mail_content* mail
     }
 
     std::string charset = default_charset;
-    DwString body;
+    DwString decoded;
     if (const DwEntity* const entity = find_text_entity(*message)) {
         charset = until_nul(GetCharset(*entity).view());
-        DecodeBody(*entity, body);
+        DecodeBody(*entity, decoded);
     }
-    std::string utf8_body = recode_body(std::exchange(body, DwString()), charset);
+    std::string body(until_nul(std::exchange(decoded, DwString()).view()));
+    const std::string subject = field_text(headers.HasSubject(), headers.Subject());
 
     mail->from = until_nul(concat({sender->LocalPart().view(), "@", sender->Domain().view()}));
     set_recipient(recipient, mail);
-    mail->subject = decode_subject(field_text(headers.HasSubject(), headers.Subject()), charset);
     mail->date = field_text(headers.HasDate(), headers.Date());
-    mail->charset = std::move(charset);
-    mail->body.append(std::move(utf8_body));
     mail->automatic = automatic_sign(headers);
     mail->thread = read_thread(headers);
+    // Recoding takes as much memory again; the message has told everything by now.
+    message.reset();
+    mail->body.append(recode_body(std::move(body), charset));
+    mail->subject = decode_subject(subject, charset);
+    mail->charset = std::move(charset);
     return 0;
 }
 

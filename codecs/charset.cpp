@@ -237,6 +237,9 @@ std::string iconvRecode(const std::string& text, const std::string& from, const 
     if (!conversion.is_open())
         throw std::runtime_error("Cannot convert from " + from + " to " + to);
     std::string result;
+    // Enough for most charsets, so that it need not grow by copying; what stays unused is never
+    // touched.
+    result.reserve(2 * text.size());
     std::string_view input = text;
     while (!input.empty()) {
         const int error = conversion.step(input, result);
