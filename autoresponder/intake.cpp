@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <utility>
 
 namespace {
 
@@ -154,7 +155,7 @@ int parse_message(Mail_content* mail) {
             read_standard_input, [&](std::string_view bytes) { copy.write(bytes); },
             expected_size(STDIN_FILENO));
     }
-    return read_content(text, std::getenv("RESP_RECIPIENT"), mail);
+    return read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), mail);
 }
 
 DwString read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected) {
