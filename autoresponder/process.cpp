@@ -25,8 +25,6 @@ void hold_standard_descriptors() {
     }
 }
 
-pid_t own_process = 0;
-
 void remove_temporary_files() {
     if (mail_file_name[0] != '\0')
         unlink(mail_file_name);
@@ -35,11 +33,10 @@ void remove_temporary_files() {
 }
 
 // A host that shuts down should not find mail of strangers in /tmp. Then the signal takes its
-// course, so that whoever sent it sees what it did. A child that has not yet become sendmail gets
-// here as well; the files are not its own.
+// course, so that whoever sent it sees what it did. No child gets here: one that has yet to become
+// sendmail has signals held back until it has dropped this handler.
 extern "C" void end_on_signal(int signal) {
-    if (getpid() == own_process)
-        remove_temporary_files();
+    remove_temporary_files();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
 }
@@ -73,7 +70,6 @@ void tidy_up_on(int signal) {
 void prepare_process() {
     hold_standard_descriptors();
     std::signal(SIGPIPE, SIG_IGN);
-    own_process = getpid();
     for (const int signal : {SIGHUP, SIGINT, SIGTERM})
         tidy_up_on(signal);
     std::set_terminate(end_on_unexpected_failure);

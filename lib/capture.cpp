@@ -58,14 +58,20 @@ void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur) {
     }
 }
 
-/// Waits until one of the open streams has something to read. poll() instead of select(), which
-/// knows no descriptors above 1023.
-bool wait_for_output(std::span<Capture> streams) {
-    std::array<pollfd, 2> polled;
+/// Waits until open streams have something to read, and reads those. False when none had in time.
+/// poll() instead of select(), which knows no descriptors above 1023.
+bool read_ready(std::span<Capture> streams) {
+    std::array<pollfd, 2> polled = {};
     for (std::size_t i = 0; i < streams.size(); ++i)
         polled[i] = {streams[i].fd, POLLIN, 0}; // -1 is passed over
     errno = 0;
-    return poll(polled.data(), streams.size(), spawn::poll_interval) > 0;
+    if (poll(polled.data(), streams.size(), spawn::poll_interval) <= 0)
+        return false;
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        if (polled[i].revents != 0)
+            read_to_buf(streams[i].fd, streams[i].buf, streams[i].blen, streams[i].bcur);
+    }
+    return true;
 }
 
 bool any_open(std::span<const Capture> streams) {
@@ -79,13 +85,8 @@ int collect(pid_t pid, std::span<Capture> streams) {
     int status = 0;
     pid_t ended = 0;
     while (any_open(streams) && ended == 0) {
-        if (wait_for_output(streams)) {
-            for (Capture& stream : streams) {
-                if (stream.fd != -1)
-                    read_to_buf(stream.fd, stream.buf, stream.blen, stream.bcur);
-            }
+        if (read_ready(streams))
             continue;
-        }
         ended = spawn::wait_for(pid, &status, WNOHANG);
         if (ended != 0) {
             for (Capture& stream : streams)
@@ -184,27 +185,27 @@ namespace {
     dup2(write_end, STDOUT_FILENO);
     dup2(write_end, STDERR_FILENO);
     spawn::execute(path, args);
-    spawn::tell(STDOUT_FILENO, "Cannot exec '%s':\n%s", path, std::strerror(errno));
+    spawn::tell(STDOUT_FILENO, {"Cannot exec '", path, "':\n", spawn::error_text(errno)});
     spawn::end_child();
 }
 
 /// Reads the pipe to its end, or until the child has ended without one. Returns the text, which is
-/// never null; `ended` tells whether the child was waited for.
-MallocedText read_output(int fd, pid_t pid, int* status, bool& ended) {
+/// never null. `ended` is what the last look at the child gave: 0 while it has not been waited for.
+MallocedText read_output(int fd, pid_t pid, int* status, pid_t& ended) {
     constexpr std::size_t step = 4096;
     std::size_t capacity = step;
     std::size_t fill = 0;
     char* buffer = static_cast<char*>(malloc_safe(capacity));
     pollfd polled = {fd, POLLIN, 0};
-    ended = false;
+    ended = 0;
     for (;;) {
         errno = 0;
         const int ready = poll(&polled, 1, spawn::poll_interval);
         if (errno != 0 && errno != EINTR)
             break;
         if (ready <= 0) {
-            ended = spawn::wait_for(pid, status, WNOHANG) != 0;
-            if (ended)
+            ended = spawn::wait_for(pid, status, WNOHANG);
+            if (ended != 0)
                 break;
             continue;
         }
@@ -260,11 +261,11 @@ int fork_execvv_getoutput(char** output, const char* path, const char* const arg
     fcntl(read_end.get(), F_SETFL, O_NONBLOCK);
 
     int status = 0;
-    bool ended;
+    pid_t ended;
     MallocedText text = read_output(read_end.get(), pid, &status, ended);
-    if (!ended)
-        spawn::wait_for(pid, &status, WUNTRACED);
-    const int result = judge(status, path, text.get());
+    if (ended == 0)
+        ended = spawn::wait_for(pid, &status, WUNTRACED);
+    const int result = ended == -1 ? -1 : judge(status, path, text.get());
     if (result == 0)
         *output = text.release();
     return result;

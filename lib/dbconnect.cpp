@@ -23,10 +23,8 @@ bool orvek_get_admin_password(Password& password, char* msgbuf, std::size_t msgb
     }
     errno = 0; // the end of a file is no error, and leaves errno as it was
     if (std::fgets(password.data(), static_cast<int>(password.size()), file.get()) == nullptr) {
-        const int reason = errno;
         std::snprintf(msgbuf, msgbufsize, "Unable to read admin password file: %s",
-                      std::strerror(reason));
-        errno = reason;
+                      std::strerror(errno));
         return false;
     }
     const std::size_t length = std::strlen(password.data());

@@ -44,26 +44,44 @@ void close_all() {
         close(fd);
 }
 
-} // namespace
-
-// vfork, so that a process that holds a mail of 30 MB copies no page tables. The child shares our
-// memory until execv: it only moves descriptors, and leaves by _exit.
-pid_t fork_execv_pipes(int in, int out, int err, const char* path, const char* const args[]) {
-    const pid_t pid = vfork();
-    if (pid == -1)
-        messlog2(1, 1, "fork_execv_pipes: fork() failed");
-    if (pid != 0)
-        return pid;
+/// The child of fork_execv_pipes.
+[[noreturn]] void become_with_pipes(int in, int out, int err, const char* path,
+                                    const char* const args[]) {
     if (dup2_custom(in, STDIN_FILENO) == -1 || dup2_custom(out, STDOUT_FILENO) == -1 ||
         dup2_custom(err, STDERR_FILENO) == -1) {
-        spawn::tell(STDERR_FILENO, "fork_execv: dup() failed: %s\n", std::strerror(errno));
+        spawn::tell(STDERR_FILENO, {"fork_execv: dup() failed: ", spawn::error_text(errno), "\n"});
         spawn::end_child();
     }
     close_all();
     spawn::execute(path, args);
-    spawn::tell(STDERR_FILENO, "fork_execv: execv(\"%s\") failed: %s\n", path,
-                std::strerror(errno));
+    spawn::tell(STDERR_FILENO,
+                {"fork_execv: execv(\"", path, "\") failed: ", spawn::error_text(errno), "\n"});
     spawn::end_child();
+}
+
+// vfork, since fork copies page tables and has every page that is touched afterwards copied too: a
+// process with 30 MB of mail waits 6 ms for a child that takes 0.6 ms this way, one with 4 MB
+// 1.2 ms instead of 0.7 ms. Until the child has become the program or ended, it runs in our memory
+// while we stand still, so it makes system calls and nothing else: no handler of ours runs in it,
+// no heap, stream or lock is touched, and it ends by _exit. Dispositions, mask and descriptors are
+// its own; errno is not, and is put back by our caller.
+pid_t start(int in, int out, int err, const char* path, const char* const args[]) {
+    const spawn::HeldSignals held;
+    const pid_t pid = vfork();
+    if (pid == 0)
+        become_with_pipes(in, out, err, path, args); // NOLINT(clang-analyzer-unix.Vfork)
+    return pid;
+}
+
+} // namespace
+
+pid_t fork_execv_pipes(int in, int out, int err, const char* path, const char* const args[]) {
+    const int pending = errno;
+    const pid_t pid = start(in, out, err, path, args);
+    if (pid == -1)
+        messlog2(1, 1, "fork_execv_pipes: fork() failed");
+    errno = pending;
+    return pid;
 }
 
 pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...) {
@@ -79,15 +97,17 @@ namespace {
 /// The child of fork_execv_fd.
 [[noreturn]] void become_with_descriptors(int fd_in, int fd_out, int fd_err, const char* path,
                                           const char* const args[]) {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+        close(fd); // stays so where dup2 fails
     dup2(fd_in, STDIN_FILENO);
     dup2(fd_out, STDOUT_FILENO);
     dup2(fd_err, STDERR_FILENO);
     spawn::execute(path, args);
     const int reason = errno;
-    spawn::tell(STDERR_FILENO, "Error occured during execv():\n%s%s", std::strerror(reason),
-                reason == EFAULT ? ", possible reason - NULL parameter is absent in "
-                                   "util_exec(path, arg1, arg2, NULL) call.\n"
-                                 : ".\n");
+    spawn::tell(STDERR_FILENO, {"Error occured during execv():\n", spawn::error_text(reason),
+                                reason == EFAULT ? ", possible reason - NULL parameter is absent "
+                                                   "in util_exec(path, arg1, arg2, NULL) call.\n"
+                                                 : ".\n"});
     spawn::end_child();
 }
 
@@ -167,7 +187,6 @@ int fork_execv(const char* path, ...) {
 
 int do_exec(const char* program, const char* const argv[]) {
     static int status;
-    status = 0;
     const pid_t pid = fork();
     if (pid == -1)
         messlog2(1, 1, "Unable to fork");
@@ -175,6 +194,7 @@ int do_exec(const char* program, const char* const argv[]) {
         spawn::execute(program, argv);
         spawn::end_child();
     }
-    spawn::wait_for(pid, &status, 0);
+    if (spawn::wait_for(pid, &status, 0) == -1)
+        status = -1;
     return status;
 }

@@ -17,20 +17,20 @@
 
 /// Starts `path` with `in`, `out` and `err` as its descriptors 0, 1 and 2 (-1 for /dev/null) and
 /// all others closed. A descriptor may be given twice only where it is its own target. Returns the
-/// child's process id; the caller closes its own descriptors and waits.
+/// child's process id once the child has become the program or has said why not; the caller closes
+/// its own descriptors and waits.
 pid_t fork_execv_pipes(int in, int out, int err, const char* path, const char* const args[]);
 pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...);
 
-/// With `fd_in` and `fd_out`, which must not be 0, 1 or 2 (-1 after a message), as descriptors 0
-/// and
-/// 1. What the child writes to its standard error is logged as it comes. Waits for the child.
+/// With `fd_in` and `fd_out` as descriptors 0 and 1; neither may be 0, 1 or 2 (-1, after a
+/// message). What the child writes to its standard error is logged as it comes. Waits for it.
 int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const args[]);
 
 /// With 0, 1 and 2 on /dev/null. Waits for any child. 1 for one that did not end normally, -1 when
 /// fork failed; no messages.
 int fork_execv(const char* path, ...);
 
-/// With everything inherited. Returns the raw wait status. Not reentrant.
+/// With everything inherited. Returns the raw wait status, -1 when it cannot be had. Not reentrant.
 int do_exec(const char* program, const char* const argv[]);
 
 // -- With the output captured. --

@@ -4,6 +4,7 @@
 #include "lib/product_log.h"
 #include "lib/strlcpy.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
@@ -23,6 +24,7 @@ char lower(char c) {
 /// no later one does.
 class BoundedText {
 public:
+    /// `size` is at least 1.
     BoundedText(char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}
 
     void append(std::string_view piece) {
@@ -35,10 +37,7 @@ public:
 
     bool is_full() const { return total_ >= size_; }
 
-    void terminate() {
-        if (size_ != 0)
-            buffer_[used_] = '\0';
-    }
+    void terminate() { buffer_[used_] = '\0'; }
 
 private:
     char* buffer_;
@@ -54,15 +53,15 @@ void* malloc_safe(std::size_t size) {
 }
 
 void* realloc_safe(void* prev, std::size_t size) {
-    void* const block = std::realloc(prev, size);
-    if (block == nullptr && size != 0)
+    void* const block = std::realloc(prev, std::max<std::size_t>(size, 1)); // 0 would free it
+    if (block == nullptr)
         messlog2(1, 1, "alloc(%d)", static_cast<int>(size));
     return block;
 }
 
 char* strn_replace(const char* src, char* dst, const char* from, const char* to, unsigned n) {
-    if (dst == nullptr)
-        return nullptr;
+    if (dst == nullptr || n == 0)
+        return dst;
     if (from == nullptr || *from == '\0')
         return std::strncpy(dst, src, n);
     const MallocedText work(static_cast<char*>(std::malloc(n)));

@@ -2,6 +2,7 @@
 // streams and file descriptors. Each releases what it holds on every way out of a scope.
 #pragma once
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -15,8 +16,13 @@ struct FreeDeleter {
 /// Zero-terminated text from malloc, realloc, strdup or vasprintf; may be null.
 using MallocedText = std::unique_ptr<char, FreeDeleter>;
 
+/// Keeps errno, which may be on its way to whoever reports it.
 struct FileCloser {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    void operator()(std::FILE* file) const noexcept {
+        const int pending = errno;
+        std::fclose(file);
+        errno = pending;
+    }
 };
 
 /// A stdio stream from fopen or fdopen; null when the open failed.

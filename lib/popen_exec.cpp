@@ -15,13 +15,16 @@ namespace {
 /// SIGPIPE with another disposition for a while.
 class SigpipeDisposition {
 public:
-    explicit SigpipeDisposition(void (*handler)(int)) : before_(std::signal(SIGPIPE, handler)) {}
+    explicit SigpipeDisposition(void (*handler)(int)) {
+        sigaction(SIGPIPE, nullptr, &before_);
+        std::signal(SIGPIPE, handler);
+    }
     SigpipeDisposition(const SigpipeDisposition&) = delete;
     SigpipeDisposition& operator=(const SigpipeDisposition&) = delete;
-    ~SigpipeDisposition() { std::signal(SIGPIPE, before_); }
+    ~SigpipeDisposition() { sigaction(SIGPIPE, &before_, nullptr); }
 
 private:
-    void (*before_)(int);
+    struct sigaction before_;
 };
 
 /// The shell inherits dispositions, and should start with a clean one.

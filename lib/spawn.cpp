@@ -3,17 +3,36 @@
 #include "lib/product_log.h"
 
 #include <cerrno>
-#include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace spawn {
 
+namespace {
+
+void forget_handlers() {
+    for (int signal = 1; signal < NSIG; ++signal) {
+        struct sigaction action;
+        if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL &&
+            action.sa_handler != SIG_IGN)
+            std::signal(signal, SIG_DFL);
+    }
+}
+
+} // namespace
+
+HeldSignals::HeldSignals() noexcept {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before_);
+}
+
 void execute(const char* path, const char* const args[]) {
     std::signal(SIGPIPE, SIG_DFL);
+    forget_handlers();
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -25,11 +44,18 @@ void end_child() {
     _exit(exec_failed);
 }
 
-void tell(int fd, const char* fmt, ...) {
-    va_list args;
-    va_start(args, fmt);
-    vdprintf(fd, fmt, args);
-    va_end(args);
+void tell(int fd, std::initializer_list<const char*> pieces) {
+    std::array<iovec, 5> parts;
+    std::size_t count = 0;
+    for (const char* piece : pieces)
+        parts[count++] = {const_cast<char*>(piece), std::strlen(piece)};
+    // Nobody is left to hear of a failure.
+    [[maybe_unused]] const ssize_t written = writev(fd, parts.data(), static_cast<int>(count));
+}
+
+const char* error_text(int error) {
+    const char* const text = strerrordesc_np(error);
+    return text != nullptr ? text : "Unknown error";
 }
 
 void close_fd(int& fd) {

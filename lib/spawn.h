@@ -4,8 +4,10 @@
 #pragma once
 
 #include <array>
+#include <csignal>
 #include <cstdarg>
 #include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <sys/types.h>
 
@@ -17,16 +19,32 @@ inline constexpr int exec_failed = 255;
 /// Milliseconds after which a silent pipe has the child looked at.
 inline constexpr int poll_interval = 1000;
 
-/// In the child: gives signals their default meaning again and executes `path`. Returns only when
-/// that fails, with errno set.
+/// Holds all signals back while it lives, so that no handler of the parent's runs in its child.
+class HeldSignals {
+public:
+    HeldSignals() noexcept;
+    HeldSignals(const HeldSignals&) = delete;
+    HeldSignals& operator=(const HeldSignals&) = delete;
+    ~HeldSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_;
+};
+
+/// In the child: gives SIGPIPE and all signals that have handlers their default meaning again, lets
+/// all signals in, and executes `path`. Returns only when that fails, with errno set.
 void execute(const char* path, const char* const args[]);
 
 /// In the child: ends it. Nothing of the parent's is run or written a second time: no handlers, no
 /// stream buffers.
 [[noreturn]] void end_child();
 
-/// In the child: writes the formatted message to `fd` in one piece, past all stream buffers.
-void tell(int fd, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+/// In the child: writes the pieces, at most 5, to `fd` at once. This and error_text use neither
+/// stream buffers nor heap nor locks, which a child of vfork shares with its parent.
+void tell(int fd, std::initializer_list<const char*> pieces);
+
+/// strerror's text, untranslated.
+const char* error_text(int error);
 
 /// Closes a descriptor held in a variable and sets the variable to -1.
 void close_fd(int& fd);

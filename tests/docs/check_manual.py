@@ -47,7 +47,8 @@ def messages(name: str, pieces: list[str]) -> tuple[str, list[str]]:
     """The message as an entry of the manual has it, and its literals."""
     texts = [literal(piece) for piece in pieces]
     found = [text for text in texts if text is not None]
-    if name.startswith("report") or name in ("refuse", "complain"):
+    if name.startswith("report") or name in ("refuse", "complain", "tell"):
+        texts = texts[name == "tell":]  # whose first argument is a descriptor
         shown = "".join("..." if text is None else text for text in texts)
         shown += "..." if name == "report_system_error" else ""
     else:  # a format string

@@ -1,0 +1,33 @@
+// What a piece of code, its children included, writes to the two output streams.
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+struct Output {
+    std::string out, err;
+};
+
+inline Output written_by(const std::function<void()>& body) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    body();
+    const std::string err = testing::internal::GetCapturedStderr();
+    return {testing::internal::GetCapturedStdout(), err};
+}
+
+/// Exit status of a process in which `body` runs; 0 when it returns.
+inline int exit_status_of(const std::function<void()>& body) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        body();
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
