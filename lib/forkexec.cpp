@@ -60,11 +60,11 @@ void close_all() {
 }
 
 // vfork, since fork copies page tables and has every page that is touched afterwards copied too: a
-// process with 30 MB of mail waits 6 ms for a child that takes 0.6 ms this way, one with 4 MB
-// 1.2 ms instead of 0.7 ms. Until the child has become the program or ended, it runs in our memory
-// while we stand still, so it makes system calls and nothing else: no handler of ours runs in it,
-// no heap, stream or lock is touched, and it ends by _exit. Dispositions, mask and descriptors are
-// its own; errno is not, and is put back by our caller.
+// process that holds and uses 30 MB then waits 6 ms for a child that takes 0.6 ms this way. Until
+// the child has become the program or ended, it runs in our memory while we stand still, so it
+// makes system calls and nothing else: no handler of ours runs in it, no heap, stream or lock is
+// touched, and it ends by _exit. Dispositions, mask and descriptors are its own; errno is not, and
+// is put back by our caller.
 pid_t start(int in, int out, int err, const char* path, const char* const args[]) {
     const spawn::HeldSignals held;
     const pid_t pid = vfork();
