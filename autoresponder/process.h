@@ -13,7 +13,8 @@ extern char resp_uu_file_name[sizeof reply_file_template];
 
 /// Puts the process into a state that does not depend on who started it: descriptors 0, 1 and 2
 /// are open (on /dev/null where the caller left them closed, so that no socket or temporary file
-/// can become one of them), a reader that has gone away is a failed write and not a signal, a
+/// can become one of them), the environment of a set-uid start holds nothing of the caller's but
+/// RESP_RECIPIENT, a reader that has gone away is a failed write and not a signal, a
 /// signal that asks the process to end removes the temporary files first, and an exception that
 /// nobody expected ends the process with a message and status 1.
 void prepare_process();

@@ -7,6 +7,7 @@ import email.message
 import hashlib
 import os
 import re
+import subprocess
 import unittest
 
 from postfix import Postfix
@@ -193,6 +194,17 @@ class WithAllManners(Mails, unittest.TestCase):
     def test_the_log_says_why(self) -> None:
         for reason in ("List-Id is present", "Return-Path is null"):
             self.assertIn(f"(autoresponder: Not answered: {reason})", postfix.said())
+
+
+class SetUidStart(unittest.TestCase):
+    def test_the_callers_environment_is_not_heeded(self) -> None:
+        postfix.begin("")
+        database.load("panel.sql", "../tests/mta/rules.sql")
+        subprocess.run(["chroot", "--userspec=103:103", postfix.root, "/usr/bin/env", "-i",
+                        "MAIL_CONFIG=/nowhere", "RESP_RECIPIENT=sales@example.com",
+                        "/usr/lib/ovk/autoresponder"], input=MAILS["plain"], check=True)
+        postfix.settle()
+        self.assertEqual(len(postfix.mailbox("plain")), 1)
 
 
 def sha256(part: email.message.EmailMessage) -> str:
