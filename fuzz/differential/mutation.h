@@ -1,7 +1,7 @@
 // Changes messages the way that broken software, broken lines and strangers do.
 #pragma once
 
-#include "tests/differential/corpus.h"
+#include "fuzz/differential/corpus.h"
 
 #include <random>
 

@@ -1,4 +1,4 @@
-#include "tests/differential/opinion.h"
+#include "fuzz/differential/opinion.h"
 
 #include <cstring>
 #include <gmime/gmime.h>

@@ -1,6 +1,6 @@
 #include "autoresponder/intake.h"
 #include "autoresponder/text.h"
-#include "tests/differential/opinion.h"
+#include "fuzz/differential/opinion.h"
 
 Opinion our_opinion(const std::string& text) {
     const auto message = DwMessage::NewMessage(DwString(text));

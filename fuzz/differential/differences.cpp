@@ -1,4 +1,4 @@
-#include "tests/differential/differences.h"
+#include "fuzz/differential/differences.h"
 
 #include <map>
 #define PCRE2_CODE_UNIT_WIDTH 8

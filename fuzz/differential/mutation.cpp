@@ -1,4 +1,4 @@
-#include "tests/differential/mutation.h"
+#include "fuzz/differential/mutation.h"
 
 #include <algorithm>
 #include <iterator>

@@ -2,10 +2,10 @@
 // mutated ones, with our classes and with GMime, and compares. Prints how often each known kind of
 // difference came up, and every difference that no kind explains: then the status is 1.
 
-#include "tests/differential/corpus.h"
-#include "tests/differential/differences.h"
-#include "tests/differential/mutation.h"
-#include "tests/differential/opinion.h"
+#include "fuzz/differential/corpus.h"
+#include "fuzz/differential/differences.h"
+#include "fuzz/differential/mutation.h"
+#include "fuzz/differential/opinion.h"
 
 #include <cstdio>
 #include <cstdlib>

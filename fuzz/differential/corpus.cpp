@@ -1,4 +1,4 @@
-#include "tests/differential/corpus.h"
+#include "fuzz/differential/corpus.h"
 
 #include <algorithm>
 #include <filesystem>
