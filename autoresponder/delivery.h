@@ -3,7 +3,7 @@
 #pragma once
 
 #include "autoresponder/mail_content.h"
-#include "autoresponder/policy.h"
+#include "autoresponder/policy/switches.h"
 
 #include <string>
 #include <sys/types.h>

@@ -1,9 +1,9 @@
 #include "autoresponder/intake.h"
 
-#include "autoresponder/automatic.h"
 #include "autoresponder/diagnostics.h"
+#include "autoresponder/policy/automatic.h"
+#include "autoresponder/policy/thread.h"
 #include "autoresponder/process.h"
-#include "autoresponder/reply_headers.h"
 #include "autoresponder/text.h"
 #include "codecs/charset.h"
 #include "lib/owned.h"

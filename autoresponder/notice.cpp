@@ -3,7 +3,7 @@
 #include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
-#include "autoresponder/reply_headers.h"
+#include "autoresponder/policy/thread.h"
 #include "autoresponder/text.h"
 #include "lib/get_param.h"
 

@@ -4,7 +4,7 @@
 
 #include "autoresponder/mail_content.h"
 #include "autoresponder/mailbox.h"
-#include "autoresponder/policy.h"
+#include "autoresponder/policy/switches.h"
 #include "autoresponder/rules.h"
 
 #include <mysql.h>

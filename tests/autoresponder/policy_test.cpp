@@ -1,6 +1,6 @@
 // What the host's choices go by: signs of automatic mail, and the identity of a mail.
-#include "autoresponder/automatic.h"
-#include "autoresponder/reply_headers.h"
+#include "autoresponder/policy/automatic.h"
+#include "autoresponder/policy/thread.h"
 
 #include <gtest/gtest.h>
 #include <set>

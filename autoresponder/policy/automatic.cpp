@@ -1,4 +1,4 @@
-#include "autoresponder/automatic.h"
+#include "autoresponder/policy/automatic.h"
 
 #include "autoresponder/text.h"
 #include "mimelib/field_text.h"

@@ -1,7 +1,7 @@
-#include "autoresponder/refusal.h"
+#include "autoresponder/policy/refusal.h"
 
-#include "autoresponder/automatic.h"
 #include "autoresponder/panel_query.h"
+#include "autoresponder/policy/automatic.h"
 #include "autoresponder/text.h"
 #include "mimelib/field_text.h"
 

@@ -1,6 +1,6 @@
 // Header lines that make a reply a good citizen of the mail network: a date, an identity, its place
 // in the thread, and what keeps other programs from answering it. Written only where the host
-// chooses so (policy.h).
+// chooses so (switches.h).
 #pragma once
 
 #include "autoresponder/mail_content.h"

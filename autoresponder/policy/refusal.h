@@ -1,4 +1,4 @@
-// Refusal of automatic mail, where the host chooses so (policy.h).
+// Refusal of automatic mail, where the host chooses so (switches.h).
 #pragma once
 
 #include "autoresponder/mail_content.h"

@@ -1,4 +1,4 @@
-#include "autoresponder/reply_headers.h"
+#include "autoresponder/policy/thread.h"
 
 #include "autoresponder/text.h"
 #include "codecs/idn.h"

@@ -1,4 +1,4 @@
-#include "autoresponder/policy.h"
+#include "autoresponder/policy/switches.h"
 
 #include "lib/autoprepend.h"
 
