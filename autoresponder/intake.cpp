@@ -1,8 +1,6 @@
 #include "autoresponder/intake.h"
 
 #include "autoresponder/diagnostics.h"
-#include "autoresponder/policy/automatic.h"
-#include "autoresponder/policy/thread.h"
 #include "autoresponder/process.h"
 #include "autoresponder/text.h"
 #include "codecs/charset.h"
@@ -155,7 +153,8 @@ int parse_message(Mail_content* mail) {
             read_standard_input, [&](std::string_view bytes) { copy.write(bytes); },
             expected_size(STDIN_FILENO));
     }
-    return read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), mail);
+    return read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), mail,
+                        &header_facts);
 }
 
 DwString read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected) {
@@ -170,7 +169,7 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
     return std::move(message).text();
 }
 
-int read_content(DwString text, const char* recipient, Mail_content* mail) {
+int read_content(DwString text, const char* recipient, Mail_content* mail, HeaderFacts* facts) {
     std::unique_ptr<DwMessage> message = DwMessage::NewMessage(std::exchange(text, DwString()));
     message->Parse();
     const DwHeaders& headers = message->Headers();
@@ -197,8 +196,7 @@ int read_content(DwString text, const char* recipient, Mail_content* mail) {
     mail->from = until_nul(concat({sender->LocalPart().view(), "@", sender->Domain().view()}));
     set_recipient(recipient, mail);
     mail->date = field_text(headers.HasDate(), headers.Date());
-    mail->automatic = automatic_sign(headers);
-    mail->thread = read_thread(headers);
+    *facts = read_header_facts(headers);
     // Recoding takes as much memory again; the message has told everything by now.
     message.reset();
     mail->body.append(recode_body(std::move(body), charset));

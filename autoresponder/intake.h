@@ -5,6 +5,7 @@
 #pragma once
 
 #include "autoresponder/mail_content.h"
+#include "autoresponder/policy/header_facts.h"
 #include "mimelib/mimelib.h"
 
 #include <cstddef>
@@ -27,10 +28,10 @@ using BlockSink = std::function<void(std::string_view bytes)>;
 /// no part. Memory for `expected` bytes is set aside at the start.
 DwString read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected = 0);
 
-/// The part of parse_message without files and environment: fills `mail` from the text of a
-/// message (RFC 822 and MIME), which is let go as soon as it has told everything: a large one is
-/// best handed over. `recipient` is null when there is none. Results as above.
-int read_content(DwString text, const char* recipient, Mail_content* mail);
+/// The part of parse_message without files and environment: fills `mail` and `facts` from the text
+/// of a message (RFC 822 and MIME), which is let go as soon as it has told everything: a large one
+/// is best handed over. `recipient` is null when there is none. Results as above.
+int read_content(DwString text, const char* recipient, Mail_content* mail, HeaderFacts* facts);
 
 /// First usable mailbox of Reply-To, else of From; null when there is none. Belongs to `headers`.
 const DwMailbox* find_sender(const DwHeaders& headers);

@@ -5,14 +5,6 @@
 
 #include <string>
 
-/// Identity of a message and of those that it answers. Every msg-id is of the strict syntax.
-struct MailThread {
-    /// Message-ID; empty when there is none that can be used, and so no thread.
-    std::string message_id;
-    /// What goes in front of it in the References of an answer: msg-ids, a blank behind each.
-    std::string references;
-};
-
 /// Made empty by main, filled by parse_message, only read from then on. All texts are byte strings.
 struct Mail_content {
     /// Sender: local part, "@" and domain of the first usable mailbox of Reply-To, else of From.
@@ -33,11 +25,4 @@ struct Mail_content {
     std::string charset;
     /// Decoded body in UTF-8 (unconverted where that failed). At least one line once filled.
     TextLines body;
-
-    // What only matters where the host chooses so (policy.h).
-
-    /// Why the header says that no person wrote this mail; empty for an ordinary one.
-    std::string automatic;
-    /// From Message-ID, References and In-Reply-To.
-    MailThread thread;
 };

@@ -76,7 +76,8 @@ std::string notice_text(const std::string& sender, const Client& client, const s
         "Subject: ",
         product,
         " notification (files missing in attachments repository). \n",
-        context.policy.reply_headers ? automatic_reply_headers(mail) : "",
+        context.policy.reply_headers ? automatic_reply_headers(mail.domain, context.facts.thread)
+                                     : "",
         "Content-Type: text/plain; charset=utf-8\n",
         "Content-Disposition: inline\n",
         "Content-Transfer-Encoding: 8bit\n",

@@ -163,7 +163,7 @@ void write_attachment(const std::string& directory, const std::string& name,
 
 void write_chosen_headers(const ReplyContext& context, ReplyFile& reply) {
     if (context.policy.reply_headers)
-        reply.write(automatic_reply_headers(context.mail));
+        reply.write(automatic_reply_headers(context.mail.domain, context.facts.thread));
 }
 
 /// Writes the whole reply; see the layout of replies in docs/DESIGN.md.

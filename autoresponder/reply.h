@@ -4,6 +4,7 @@
 
 #include "autoresponder/mail_content.h"
 #include "autoresponder/mailbox.h"
+#include "autoresponder/policy/header_facts.h"
 #include "autoresponder/policy/switches.h"
 #include "autoresponder/rules.h"
 
@@ -18,6 +19,7 @@ struct ReplyContext {
     /// Mail_content.domain, escaped for a quoted SQL literal.
     const char* escaped_domain;
     const Policy& policy;
+    const HeaderFacts& facts;
 };
 
 /// Composes and delivers the reply of `rule`. Files that the rule names and that do not exist are

@@ -25,7 +25,8 @@ MysqlConnection open_panel_database() {
 
 /// Says so when not.
 bool is_to_be_answered(const ReplyContext& context) {
-    const std::string reason = refusal_reason(context.mail, context.mailbox, context.connection);
+    const std::string reason =
+        refusal_reason(context.mail, context.facts, context.mailbox, context.connection);
     if (!reason.empty())
         report({"autoresponder: Not answered: ", reason});
     return reason.empty();
@@ -38,7 +39,8 @@ int db_mail_act(Mail_content* mail) {
     const MysqlConnection connection = open_panel_database();
     const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
     const Policy policy = configured_policy();
-    const ReplyContext context{*mail, mailbox, connection.get(), recipient.domain.get(), policy};
+    const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
+                               policy, header_facts};
     const bool may_answer = !policy.refuse_automatic || is_to_be_answered(context);
 
     const MysqlResult rows = query_rules(connection.get(), mailbox.id);

@@ -141,10 +141,11 @@ bool holds_control(std::string_view text) {
                        [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
 }
 
-void check_content(const Mail_content& mail, const std::string& recipient) {
+void check_content(const Mail_content& mail, const HeaderFacts& facts,
+                   const std::string& recipient) {
     require(mail.from.size() >= 3 && mail.from.find('@') != std::string::npos, "a sender");
-    require(!holds_control(mail.from) && !holds_control(mail.automatic) &&
-                !holds_control(mail.thread.message_id) && !holds_control(mail.thread.references),
+    require(!holds_control(mail.from) && !holds_control(facts.automatic) &&
+                !holds_control(facts.thread.message_id) && !holds_control(facts.thread.references),
             "no control characters in what gets into headers as it is");
     require(mail.to == recipient && mail.mailname + "@" + mail.domain == recipient, "a recipient");
     require(!mail.body.empty(), "a body has a line");
@@ -175,8 +176,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     check_structure(text);
     const std::string recipient = "box@example.com";
     Mail_content mail;
-    if (read_content(text, recipient.c_str(), &mail) == 0)
-        check_content(mail, recipient);
+    HeaderFacts facts;
+    if (read_content(text, recipient.c_str(), &mail, &facts) == 0)
+        check_content(mail, facts, recipient);
     else
         require(mail.from.empty() && mail.to.empty() && mail.body.empty(), "refused, untouched");
     return 0;

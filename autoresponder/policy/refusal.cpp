@@ -47,10 +47,10 @@ bool is_address_of(const MailboxNames& names, const std::string& address) {
 
 } // namespace
 
-std::string refusal_reason(const Mail_content& mail, const ResolvedMailbox& mailbox,
-                           MYSQL* connection) {
-    if (!mail.automatic.empty())
-        return mail.automatic;
+std::string refusal_reason(const Mail_content& mail, const HeaderFacts& facts,
+                           const ResolvedMailbox& mailbox, MYSQL* connection) {
+    if (!facts.automatic.empty())
+        return facts.automatic;
     std::string sign = sender_sign(mail.from);
     if (!sign.empty())
         return sign;

@@ -3,6 +3,7 @@
 
 #include "autoresponder/mail_content.h"
 #include "autoresponder/mailbox.h"
+#include "autoresponder/policy/header_facts.h"
 
 #include <mysql.h>
 #include <string>
@@ -11,5 +12,5 @@
 /// is the recipient or, by any of its names, the mailbox itself. Empty when it is to be answered.
 /// Looks up the mailbox's aliases; a failed statement ends the process through correct_exit, with
 /// its message.
-std::string refusal_reason(const Mail_content& mail, const ResolvedMailbox& mailbox,
-                           MYSQL* connection);
+std::string refusal_reason(const Mail_content& mail, const HeaderFacts& facts,
+                           const ResolvedMailbox& mailbox, MYSQL* connection);

@@ -153,13 +153,12 @@ MailThread read_thread(const DwHeaders& headers) {
     return thread;
 }
 
-std::string automatic_reply_headers(const Mail_content& mail) {
-    const std::string id = new_message_id(mail.domain);
+std::string automatic_reply_headers(const std::string& domain, const MailThread& thread) {
+    const std::string id = new_message_id(domain);
     std::string lines = concat({"Date: ", date(), "\n"});
     if (!id.empty())
         lines += concat({"Message-ID: ", id, "\n"});
     lines += "Auto-Submitted: auto-replied\nX-Auto-Response-Suppress: All\n";
-    const MailThread& thread = mail.thread;
     if (!thread.message_id.empty()) {
         lines += concat({in_reply_to, thread.message_id, "\n"});
         lines += concat({references, fold(thread.references + thread.message_id), "\n"});

@@ -3,8 +3,7 @@
 // chooses so (switches.h).
 #pragma once
 
-#include "autoresponder/mail_content.h"
-#include "mimelib/mimelib.h"
+#include "autoresponder/policy/header_facts.h"
 
 #include <string>
 
@@ -14,6 +13,6 @@ MailThread read_thread(const DwHeaders& headers);
 
 /// Date, Message-ID, Auto-Submitted, X-Auto-Response-Suppress and, in a thread, In-Reply-To and
 /// References: lines of at most 998 characters, each ended by a line feed. The Message-ID is new at
-/// each call; without an ASCII form of the recipient's domain there is none, and sendmail adds its
-/// own (RFC 3834 section 3.1, RFC 5322 section 3.6).
-std::string automatic_reply_headers(const Mail_content& mail);
+/// each call; without an ASCII form of `domain`, the recipient's, there is none, and sendmail adds
+/// its own (RFC 3834 section 3.1, RFC 5322 section 3.6).
+std::string automatic_reply_headers(const std::string& domain, const MailThread& thread);

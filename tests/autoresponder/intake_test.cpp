@@ -9,13 +9,14 @@ namespace {
 struct Intake {
     int status;
     Mail_content mail;
+    HeaderFacts facts;
     std::string diagnostics;
 };
 
 Intake take_in(const std::string& message, const char* recipient = "box@example.com") {
     Intake intake{};
     testing::internal::CaptureStderr();
-    intake.status = read_content(DwString(message), recipient, &intake.mail);
+    intake.status = read_content(DwString(message), recipient, &intake.mail, &intake.facts);
     intake.diagnostics = testing::internal::GetCapturedStderr();
     return intake;
 }

@@ -116,11 +116,9 @@ TEST(Thread, ReferencesLoseTheirOldest) {
     std::string header = "Message-ID: <last@x>\nReferences:";
     for (int i = 0; i < 100000; ++i)
         header += " <" + std::to_string(i) + "@x>";
-    Mail_content mail;
-    mail.domain = "b\xC3\xBC"
-                  "cher.example";
-    mail.thread = thread_of(header + "\n");
-    std::istringstream lines(automatic_reply_headers(mail));
+    std::istringstream lines(automatic_reply_headers("b\xC3\xBC"
+                                                     "cher.example",
+                                                     thread_of(header + "\n")));
     std::string line, references;
     std::set<std::string> names;
     while (std::getline(lines, line)) {

@@ -1,0 +1,29 @@
+// What the host's choices need to know of the incoming message's header, beyond the fields that
+// every run needs.
+#pragma once
+
+#include "mimelib/mimelib.h"
+
+#include <string>
+
+/// Identity of a message and of those that it answers. Every msg-id is of the strict syntax.
+struct MailThread {
+    /// Message-ID; empty when there is none that can be used, and so no thread.
+    std::string message_id;
+    /// What goes in front of it in the References of an answer: msg-ids, a blank behind each.
+    std::string references;
+};
+
+/// Filled by the intake, whatever the host has chosen: one pass over the header, and the intake
+/// stays a pure function of message and recipient. Only read from then on.
+struct HeaderFacts {
+    /// Why the header says that no person wrote this mail; empty for an ordinary one.
+    std::string automatic;
+    /// From Message-ID, References and In-Reply-To.
+    MailThread thread;
+};
+
+/// The facts of the one message of this run. Process-wide, as the names of the temporary files are.
+extern HeaderFacts header_facts;
+
+HeaderFacts read_header_facts(const DwHeaders& headers);
