@@ -1,14 +1,11 @@
 #include "lib/libcommon.h"
 
-#include "lib/owned.h"
 #include "lib/product_log.h"
-#include "lib/strlcpy.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
+#include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 namespace {
 
@@ -16,78 +13,13 @@ bool is_space(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-char lower(char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-}
-
-/// Text of bounded length. The total runs on past the bound, so that once one piece does not fit,
-/// no later one does.
-class BoundedText {
-public:
-    /// `size` is at least 1.
-    BoundedText(char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}
-
-    void append(std::string_view piece) {
-        total_ += piece.size();
-        if (total_ >= size_)
-            return;
-        std::memcpy(buffer_ + used_, piece.data(), piece.size());
-        used_ += piece.size();
-    }
-
-    bool is_full() const { return total_ >= size_; }
-
-    void terminate() { buffer_[used_] = '\0'; }
-
-private:
-    char* buffer_;
-    std::size_t size_;
-    std::size_t total_ = 0;
-    std::size_t used_ = 0;
-};
-
 } // namespace
-
-void* malloc_safe(std::size_t size) {
-    return realloc_safe(nullptr, size);
-}
 
 void* realloc_safe(void* prev, std::size_t size) {
     void* const block = std::realloc(prev, std::max<std::size_t>(size, 1)); // 0 would free it
     if (block == nullptr)
         messlog2(1, 1, "alloc(%d)", static_cast<int>(size));
     return block;
-}
-
-char* strn_replace(const char* src, char* dst, const char* from, const char* to, unsigned n) {
-    if (dst == nullptr || n == 0)
-        return dst;
-    if (from == nullptr || *from == '\0')
-        return std::strncpy(dst, src, n);
-    const MallocedText work(static_cast<char*>(std::malloc(n)));
-    if (!work) {
-        messlog2(0, 0, "strn_replace(): %s\n", std::strerror(errno));
-        strlcpy(dst, src, n);
-        return dst;
-    }
-    BoundedText result(work.get(), n);
-    std::string_view rest = src;
-    for (;;) {
-        const std::size_t match = rest.find(from);
-        if (match == std::string_view::npos)
-            break;
-        result.append(rest.substr(0, match));
-        if (result.is_full())
-            break;
-        rest.remove_prefix(match + std::strlen(from));
-        result.append(to);
-        if (result.is_full())
-            break;
-    }
-    result.append(rest);
-    result.terminate();
-    strlcpy(dst, work.get(), n);
-    return dst;
 }
 
 char* orvek_rtrim(char* str) {
@@ -101,42 +33,4 @@ char* orvek_trim(char* str) {
     while (is_space(*str))
         ++str;
     return str;
-}
-
-void strtolower(char* text) {
-    if (text == nullptr)
-        return;
-    for (; *text != '\0'; ++text)
-        *text = lower(*text);
-}
-
-char* strtolower_dynamic(const char* text) {
-    if (text == nullptr)
-        return nullptr;
-    char* const copy = strdup(text);
-    if (copy == nullptr)
-        messlog2(0, 0, "System error: %s\n", std::strerror(errno));
-    strtolower(copy);
-    return copy;
-}
-
-char* orvek_chch(char* src, char* dst, char from, char to) {
-    char* const result = dst == nullptr ? src : dst;
-    for (char* out = result;; ++src, ++out) {
-        *out = *src == from ? to : *src;
-        if (*out == '\0')
-            return result;
-    }
-}
-
-void check_parameter(int checkParameter, const char* Parameter, const char* DisplayName) {
-    if (checkParameter != 0 && (Parameter == nullptr || *Parameter == '\0'))
-        messlog2(1, 1, "Missing parameter '%s' or previous parameter is empty.\n", DisplayName);
-}
-
-void check_unprocessed_parameters(int argc, int next, char**) {
-    if (argc != next)
-        messlog2(1, 1,
-                 "Some parameters in command string are left unprocessed. Check parameters "
-                 "please.");
 }

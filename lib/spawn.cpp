@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -56,6 +57,21 @@ void tell(int fd, std::initializer_list<const char*> pieces) {
 const char* error_text(int error) {
     const char* const text = strerrordesc_np(error);
     return text != nullptr ? text : "Unknown error";
+}
+
+int move_descriptor(int src, int dest) {
+    if (src == dest)
+        return src;
+    if (src == -1)
+        src = open("/dev/null", O_RDWR);
+    // It may have been opened right where it belongs.
+    if (src == -1 || src == dest)
+        return src;
+    const int result = dup2(src, dest);
+    const int reason = errno;
+    close(src);
+    errno = reason;
+    return result;
 }
 
 void close_fd(int& fd) {

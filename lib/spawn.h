@@ -46,6 +46,10 @@ void tell(int fd, std::initializer_list<const char*> pieces);
 /// strerror's text, untranslated.
 const char* error_text(int error);
 
+/// In the child: moves `src` to `dest`; -1 stands for /dev/null. Returns `dest`, or -1 with errno
+/// set.
+int move_descriptor(int src, int dest);
+
 /// Closes a descriptor held in a variable and sets the variable to -1.
 void close_fd(int& fd);
 

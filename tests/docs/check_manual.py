@@ -60,7 +60,7 @@ def messages(name: str, pieces: list[str]) -> tuple[str, list[str]]:
 
 def from_sources(folders: list[str], program: bytes) -> set[str]:
     known = set()
-    for path in sorted(p for folder in folders for p in REPOSITORY.joinpath(folder).glob("*.cpp")):
+    for path in sorted(p for folder in folders for p in REPOSITORY.joinpath(folder).rglob("*.cpp")):
         text = without_comments(path.read_text())
         for call in CALL.finditer(text):
             pieces = arguments(text, call.end())

@@ -1,8 +1,8 @@
-#include "lib/asprintf_safe.h"
-#include "lib/libcommon.h"
 #include "lib/owned.h"
 #include "lib/product_log.h"
-#include "lib/strlcpy.h"
+#include "lib/utilities/asprintf_safe.h"
+#include "lib/utilities/libcommon.h"
+#include "lib/utilities/strlcpy.h"
 #include "output.h"
 
 #include <cerrno>

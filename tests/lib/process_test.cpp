@@ -1,8 +1,8 @@
 // The process-execution family on real children.
 #include "lib/autoprepend.h"
-#include "lib/forkexec.h"
 #include "lib/owned.h"
 #include "lib/product_log.h"
+#include "lib/utilities/forkexec.h"
 #include "output.h"
 
 #include <algorithm>

@@ -8,7 +8,7 @@
 #include "lib/get_param.h"
 #include "lib/mysql_owned.h"
 #include "lib/product_log.h"
-#include "lib/put.h"
+#include "lib/utilities/put.h"
 
 #include <cerrno>
 #include <cstdio>

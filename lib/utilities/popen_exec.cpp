@@ -1,8 +1,8 @@
 // Members of the process-execution family that go through the shell.
-#include "lib/forkexec.h"
 #include "lib/owned.h"
 #include "lib/product_log.h"
 #include "lib/spawn.h"
+#include "lib/utilities/forkexec.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "lib/asprintf_safe.h"
+#include "lib/utilities/asprintf_safe.h"
 
 #include "lib/product_log.h"
 

@@ -1,9 +1,9 @@
 // Members of the process-execution family that capture what the child writes.
-#include "lib/forkexec.h"
-#include "lib/libcommon.h"
 #include "lib/owned.h"
 #include "lib/product_log.h"
 #include "lib/spawn.h"
+#include "lib/utilities/forkexec.h"
+#include "lib/utilities/libcommon.h"
 
 #include <algorithm>
 #include <array>

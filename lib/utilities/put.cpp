@@ -1,10 +1,10 @@
-#include "lib/put.h"
+#include "lib/utilities/put.h"
 
-#include "lib/asprintf_safe.h"
 #include "lib/get_param.h"
 #include "lib/owned.h"
 #include "lib/panel_connection.h"
 #include "lib/product_log.h"
+#include "lib/utilities/asprintf_safe.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "lib/strlcpy.h"
+#include "lib/utilities/strlcpy.h"
 
 #ifndef OVK_HAVE_STRLCPY
 
