@@ -130,6 +130,15 @@ std::string field_text(bool present, const DwMessageComponent& field) {
     return present ? std::string(until_nul(field.AsString().view())) : std::string();
 }
 
+std::unique_ptr<const DwMailbox> first_valid_mailbox(DwAddressReader reader) {
+    while (reader.Next()) {
+        const DwAddress& address = reader.Address();
+        if (address.IsValid() && !address.IsGroup() && address.IsMailbox())
+            return std::make_unique<const DwMailbox>(address.Mailbox());
+    }
+    return nullptr;
+}
+
 void set_recipient(std::string_view recipient, Mail_content* mail) {
     const std::size_t at = recipient.find('@');
     mail->to = recipient;
@@ -174,8 +183,8 @@ int read_content(DwString text, const char* recipient, Mail_content* mail, Heade
     message->Parse();
     const DwHeaders& headers = message->Headers();
 
-    const DwMailbox* const sender = find_sender(headers);
-    if (sender == nullptr) {
+    const std::unique_ptr<const DwMailbox> sender = find_sender(headers);
+    if (!sender) {
         report({"Could not get sender's e-mail address from Reply-To: or From: headers."});
         return 1;
     }
@@ -186,7 +195,7 @@ int read_content(DwString text, const char* recipient, Mail_content* mail, Heade
 
     std::string charset = default_charset;
     DwString decoded;
-    if (const DwEntity* const entity = find_text_entity(*message)) {
+    if (const std::optional<DwEntity> entity = find_text_entity(*message)) {
         charset = until_nul(GetCharset(*entity).view());
         DecodeBody(*entity, decoded);
     }
@@ -205,40 +214,38 @@ int read_content(DwString text, const char* recipient, Mail_content* mail, Heade
     return 0;
 }
 
-const DwMailbox* find_sender(const DwHeaders& headers) {
-    const DwMailbox* sender = nullptr;
+std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers) {
+    std::unique_ptr<const DwMailbox> sender;
     if (headers.HasReplyTo())
         sender = GetMailboxFromAddressList(headers.ReplyTo());
-    if (sender == nullptr && headers.HasFrom())
+    if (!sender && headers.HasFrom())
         sender = GetMailboxFromMailboxList(headers.From());
     return sender;
 }
 
-const DwEntity* find_text_entity(const DwMessage& message) {
+std::optional<DwEntity> find_text_entity(const DwMessage& message) {
     const DwHeaders& headers = message.Headers();
     if (!headers.HasContentType())
-        return &message;
+        return message;
     const int type = headers.ContentType().Type();
     if (type == DwMime::kTypeText)
-        return &message;
+        return message;
     if (type != DwMime::kTypeMultipart)
-        return nullptr;
-    const DwBodyPart* part = message.Body().FirstBodyPart();
-    for (; part != nullptr; part = part->Next()) {
-        if (part->Headers().HasContentType() &&
-            part->Headers().ContentType().Type() == DwMime::kTypeText)
-            break;
+        return std::nullopt;
+    for (DwBodyPartReader parts(message.Body()); parts.Next();) {
+        const DwHeaders& own = parts.Part().Headers();
+        if (own.HasContentType() && own.ContentType().Type() == DwMime::kTypeText)
+            return parts.Part();
     }
-    return part;
+    return std::nullopt;
 }
 
 DwString GetCharset(const DwEntity& entity) {
-    const DwParameter* parameter = entity.Headers().ContentType().FirstParameter();
-    for (; parameter != nullptr; parameter = parameter->Next()) {
-        DwString attribute = parameter->Attribute();
+    for (DwParameterReader reader(entity.Headers().ContentType()); reader.Next();) {
+        DwString attribute = reader.Parameter().Attribute();
         attribute.ConvertToLowerCase();
         if (attribute == "charset")
-            return parameter->Value();
+            return reader.Parameter().Value();
     }
     return DwString(std::string(default_charset));
 }
@@ -260,17 +267,10 @@ void DecodeBody(const DwEntity& entity, DwString& out) {
     }
 }
 
-const DwMailbox* GetMailboxFromAddressList(const DwAddressList& list) {
-    for (const DwAddress* address = list.FirstAddress(); address; address = address->Next()) {
-        if (address->IsValid() && !address->IsGroup() && address->IsMailbox())
-            return static_cast<const DwMailbox*>(address);
-    }
-    return nullptr;
+std::unique_ptr<const DwMailbox> GetMailboxFromAddressList(const DwAddressList& list) {
+    return first_valid_mailbox(DwAddressReader(list));
 }
 
-const DwMailbox* GetMailboxFromMailboxList(const DwMailboxList& list) {
-    const DwMailbox* mailbox = list.FirstMailbox();
-    while (mailbox != nullptr && !mailbox->IsValid())
-        mailbox = mailbox->NextMailbox();
-    return mailbox;
+std::unique_ptr<const DwMailbox> GetMailboxFromMailboxList(const DwMailboxList& list) {
+    return first_valid_mailbox(DwAddressReader(list));
 }

@@ -10,6 +10,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,12 +35,12 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
 /// is best handed over. `recipient` is null when there is none. Results as above.
 int read_content(DwString text, const char* recipient, Mail_content* mail, HeaderFacts* facts);
 
-/// First usable mailbox of Reply-To, else of From; null when there is none. Belongs to `headers`.
-const DwMailbox* find_sender(const DwHeaders& headers);
+/// First usable mailbox of Reply-To, else of From; null when there is none.
+std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers);
 
 /// The entity whose text the body comes from: the message itself, or the first direct part of a
-/// multipart that calls itself text. Null when there is none. Belongs to `message`.
-const DwEntity* find_text_entity(const DwMessage& message);
+/// multipart that calls itself text. None when there is none.
+std::optional<DwEntity> find_text_entity(const DwMessage& message);
 
 /// The value of the entity's charset parameter as written, or "US-ASCII". The parameter's name
 /// matches in any case.
@@ -48,8 +50,8 @@ DwString GetCharset(const DwEntity& entity);
 /// quoted-printable are decoded, everything else is handed over as it is.
 void DecodeBody(const DwEntity& entity, DwString& out);
 
-/// First valid mailbox of the list outside groups; null when there is none. Belongs to the list.
-const DwMailbox* GetMailboxFromAddressList(const DwAddressList& list);
+/// First valid mailbox of the list outside groups; null when there is none.
+std::unique_ptr<const DwMailbox> GetMailboxFromAddressList(const DwAddressList& list);
 
-/// First valid mailbox of the list; null when there is none. Belongs to the list.
-const DwMailbox* GetMailboxFromMailboxList(const DwMailboxList& list);
+/// First valid mailbox of the list; null when there is none.
+std::unique_ptr<const DwMailbox> GetMailboxFromMailboxList(const DwMailboxList& list);

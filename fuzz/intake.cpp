@@ -77,14 +77,15 @@ void check_fields(const DwHeaders& h) {
 }
 
 std::string find_delimiter(const DwMediaType& type) {
-    const DwParameter* parameter = type.FirstParameter();
-    for (; parameter != nullptr; parameter = parameter->Next()) {
-        DwString name = parameter->Attribute();
+    std::string delimiter = "--";
+    for (DwParameterReader reader(type); reader.Next();) {
+        DwString name = reader.Parameter().Attribute();
         name.ConvertToLowerCase();
-        if (name == "boundary")
+        if (name == "boundary") {
+            delimiter += reader.Parameter().Value().str();
             break;
+        }
     }
-    std::string delimiter = "--" + (parameter == nullptr ? "" : parameter->Value().str());
     return delimiter.erase(delimiter.find_last_not_of(" \t") + 1);
 }
 
@@ -101,8 +102,9 @@ void check_parts(const DwMessage& message) {
     const std::string delimiter = find_delimiter(message.Headers().ContentType());
     const std::string_view body = message.Body().AsString().view();
     std::size_t at = 0;
-    for (const DwBodyPart* part = message.Body().FirstBodyPart(); part; part = part->Next()) {
-        const std::string_view text = part->AsString().view();
+    for (DwBodyPartReader parts(message.Body()); parts.Next();) {
+        const DwBodyPart& part = parts.Part();
+        const std::string_view text = part.AsString().view();
         require(lies_within(text, body), "parts are slices of the body");
         const auto start = static_cast<std::size_t>(text.data() - body.data());
         require(at < start, "parts in order");
@@ -120,8 +122,8 @@ void check_parts(const DwMessage& message) {
                 "a delimiter line stands before every part");
         check_no_delimiter(text, delimiter);
         at = start + text.size();
-        require(check_entity(*part).empty(), "a part begins with its header");
-        check_fields(part->Headers());
+        require(check_entity(part).empty(), "a part begins with its header");
+        check_fields(part.Headers());
     }
 }
 

@@ -1,7 +1,5 @@
 #include "mimelib/address.h"
 
-#include "mimelib/field_text.h"
-
 using mimelib::is_control;
 using mimelib::Scanner;
 
@@ -209,68 +207,38 @@ void skip_group(Scanner& field) {
     }
 }
 
-/// The next element of the list that `field` stands at; null at the end.
-std::unique_ptr<DwAddress> take_address(Scanner& field, const DwAddressList& list) {
+} // namespace
+
+bool DwAddressReader::Next() {
     bool empty = true;
     AddrSpec spec;
     for (;;) {
-        field.skip_white_and_comments();
-        if (field.at_end() && empty)
-            return nullptr;
-        if (field.at_end())
+        field_.skip_white_and_comments();
+        if (field_.at_end() && empty)
+            return false;
+        if (field_.at_end())
             break;
-        const char c = field.peek();
+        const char c = field_.peek();
         if (c == ',' || c == ';') {
-            field.take();
+            field_.take();
             if (!empty)
                 break;
         } else if (c == '<') {
-            field.take();
-            spec = take_bracketed(field);
-            skip_element(field);
+            field_.take();
+            spec = take_bracketed(field_);
+            skip_element(field_);
             break;
         } else if (c == ':') {
-            field.take();
-            skip_group(field);
-            return std::make_unique<DwGroup>(list);
+            field_.take();
+            skip_group(field_);
+            address_ = DwAddress();
+            return true;
         } else {
             empty = false;
-            take_piece(field, spec);
+            take_piece(field_, spec);
         }
     }
-    if (!spec.is_valid())
-        return std::make_unique<DwMailbox>(list);
-    return std::make_unique<DwMailbox>(list, DwString(spec.local()), DwString(spec.domain()));
-}
-
-const DwMailbox* first_mailbox_from(const DwAddress* address) {
-    while (address != nullptr && !address->IsMailbox())
-        address = address->Next();
-    return static_cast<const DwMailbox*>(address);
-}
-
-} // namespace
-
-const DwAddress* DwAddress::Next() const {
-    return list_.advance();
-}
-
-const DwMailbox* DwMailbox::NextMailbox() const {
-    return first_mailbox_from(Next());
-}
-
-const DwAddress* DwAddressList::FirstAddress() const {
-    position_ = 0;
-    return advance();
-}
-
-const DwAddress* DwAddressList::advance() const {
-    Scanner field(AsString().view(), position_);
-    current_ = take_address(field, *this);
-    position_ = field.position();
-    return current_.get();
-}
-
-const DwMailbox* DwMailboxList::FirstMailbox() const {
-    return first_mailbox_from(addresses_.FirstAddress());
+    address_ = DwAddress(
+        spec.is_valid() ? DwMailbox(DwString(spec.local()), DwString(spec.domain())) : DwMailbox());
+    return true;
 }

@@ -3,7 +3,7 @@
 
 #include "mimelib/string.h"
 
-/// A piece of a message that knows its text.
+/// A piece of a message that knows its text. Copies share it.
 class DwMessageComponent {
 public:
     /// The text as it stands in the message; shares the message's bytes.
@@ -12,9 +12,8 @@ public:
 protected:
     explicit DwMessageComponent(const DwString& text) : text_(text) {}
     ~DwMessageComponent() = default;
-    // Elements of a component refer back to it.
-    DwMessageComponent(const DwMessageComponent&) = delete;
-    DwMessageComponent& operator=(const DwMessageComponent&) = delete;
+    DwMessageComponent(const DwMessageComponent&) = default;
+    DwMessageComponent& operator=(const DwMessageComponent&) = default;
 
 private:
     DwString text_;

@@ -1,7 +1,5 @@
 #include "mimelib/media_type.h"
 
-#include "mimelib/field_text.h"
-
 #include <utility>
 
 using mimelib::equals_ignoring_case;
@@ -62,10 +60,6 @@ std::string take_value(Scanner& field) {
 
 } // namespace
 
-const DwParameter* DwParameter::Next() const {
-    return type_.advance();
-}
-
 DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
     Scanner field(AsString().view());
     field.skip_white_and_comments();
@@ -74,24 +68,18 @@ DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
     parameters_ = field.position();
 }
 
-const DwParameter* DwMediaType::FirstParameter() const {
-    position_ = parameters_;
-    return advance();
-}
-
-const DwParameter* DwMediaType::advance() const {
-    Scanner field(AsString().view(), position_);
-    current_.reset();
-    while (!field.at_end() && !current_) {
-        field.skip_white_and_comments();
-        const std::string_view attribute = field.take_until("=;(\"");
-        std::string value = take_value(field);
-        if (!attribute.empty())
-            current_.emplace(*this, AsString().slice(attribute), DwString(std::move(value)));
-        skip_to_parameter(field);
+bool DwParameterReader::Next() {
+    while (!field_.at_end()) {
+        field_.skip_white_and_comments();
+        const std::string_view attribute = field_.take_until("=;(\"");
+        std::string value = take_value(field_);
+        skip_to_parameter(field_);
+        if (attribute.empty())
+            continue;
+        parameter_ = DwParameter(text_.slice(attribute), DwString(std::move(value)));
+        return true;
     }
-    position_ = field.position();
-    return current_ ? &*current_ : nullptr;
+    return false;
 }
 
 int DwMechanism::AsEnum() const {

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "mimelib/component.h"
+#include "mimelib/field_text.h"
 
 #include <cstddef>
-#include <optional>
 
 namespace DwMime {
 
@@ -31,28 +31,7 @@ enum Encoding {
 
 } // namespace DwMime
 
-class DwMediaType;
-
-/// A parameter of a media type, valid until the next one is asked for.
-class DwParameter {
-public:
-    DwParameter(const DwMediaType& type, const DwString& attribute, const DwString& value)
-        : type_(type), attribute_(attribute), value_(value) {}
-
-    /// The name, as written. Never empty.
-    const DwString& Attribute() const { return attribute_; }
-    /// The value without quotes, backslashes and line breaks; empty when there is none.
-    const DwString& Value() const { return value_; }
-    /// The next parameter, null behind the last. Gives this one up.
-    const DwParameter* Next() const;
-
-private:
-    const DwMediaType& type_;
-    DwString attribute_;
-    DwString value_;
-};
-
-/// The body of a Content-Type field. Parameters are read one at a time.
+/// The body of a Content-Type field.
 class DwMediaType : public DwMessageComponent {
 public:
     explicit DwMediaType(const DwString& text);
@@ -60,18 +39,47 @@ public:
     /// A DwMime::MediaType. Known by the type alone: "text" without a subtype is text.
     int Type() const { return type_; }
 
-    /// The first parameter, null without one. Starts the list anew.
-    const DwParameter* FirstParameter() const;
+    /// What stands behind the first semicolon: the parameters.
+    DwString ParameterText() const { return AsString().substr(parameters_); }
 
 private:
-    friend class DwParameter;
-
-    const DwParameter* advance() const;
-
     int type_;
     std::size_t parameters_;
-    mutable std::size_t position_ = 0;
-    mutable std::optional<DwParameter> current_;
+};
+
+/// A parameter of a media type.
+class DwParameter {
+public:
+    DwParameter() = default;
+    DwParameter(const DwString& attribute, const DwString& value)
+        : attribute_(attribute), value_(value) {}
+
+    /// The name, as written. Never empty.
+    const DwString& Attribute() const { return attribute_; }
+    /// The value without quotes, backslashes and line breaks; empty when there is none.
+    const DwString& Value() const { return value_; }
+
+private:
+    DwString attribute_;
+    DwString value_;
+};
+
+/// Walks over the parameters of a media type.
+class DwParameterReader {
+public:
+    explicit DwParameterReader(const DwMediaType& type)
+        : text_(type.ParameterText()), field_(text_.view()) {}
+
+    /// Moves to the next parameter; false behind the last.
+    bool Next();
+
+    /// The parameter, until the next call of Next().
+    const DwParameter& Parameter() const { return parameter_; }
+
+private:
+    DwString text_;
+    mimelib::Scanner field_;
+    DwParameter parameter_;
 };
 
 /// The body of a Content-Transfer-Encoding field.

@@ -13,10 +13,9 @@ DwString without_white_end(const DwString& text) {
 DwString find_boundary(const DwHeaders& headers) {
     if (headers.ContentType().Type() != DwMime::kTypeMultipart)
         return {};
-    const DwParameter* parameter = headers.ContentType().FirstParameter();
-    for (; parameter != nullptr; parameter = parameter->Next()) {
-        if (mimelib::equals_ignoring_case(parameter->Attribute().view(), "boundary"))
-            return without_white_end(parameter->Value());
+    for (DwParameterReader reader(headers.ContentType()); reader.Next();) {
+        if (mimelib::equals_ignoring_case(reader.Parameter().Attribute().view(), "boundary"))
+            return without_white_end(reader.Parameter().Value());
     }
     return {};
 }
@@ -92,31 +91,26 @@ DwBody::DwBody(const DwString& text, const DwString& boundary) : DwMessageCompon
         delimiter_ = "--" + boundary.str();
 }
 
-const DwBodyPart* DwBody::FirstBodyPart() const {
-    const std::string_view text = AsString().view();
-    current_.reset();
-    position_ = text.size();
-    if (delimiter_.empty())
-        return nullptr;
-    const Delimiter first = find_delimiter(text, 0, delimiter_);
-    if (first.kind != Line::delimiter)
-        return nullptr;
-    position_ = first.end;
-    return advance();
+DwBodyPartReader::DwBodyPartReader(const DwBody& body)
+    : body_(body), position_(body.AsString().size()) {
+    if (body.Delimiter().empty())
+        return;
+    const Delimiter first = find_delimiter(body.AsString().view(), 0, body.Delimiter());
+    if (first.kind == Line::delimiter)
+        position_ = first.end;
 }
 
-const DwBodyPart* DwBody::advance() const {
-    const std::string_view text = AsString().view();
+bool DwBodyPartReader::Next() {
+    const std::string_view text = body_.AsString().view();
     const std::size_t start = position_;
-    current_.reset();
     if (start >= text.size())
-        return nullptr;
-    const Delimiter next = find_delimiter(text, start, delimiter_);
+        return false;
+    const Delimiter next = find_delimiter(text, start, body_.Delimiter());
     const std::size_t end =
         next.kind == Line::ordinary ? text.size() : without_line_end(text, start, next.start);
     position_ = next.kind == Line::delimiter ? next.end : text.size();
-    current_ = std::make_unique<DwBodyPart>(*this, AsString().substr(start, end - start));
-    return current_.get();
+    part_.emplace(body_.AsString().substr(start, end - start));
+    return true;
 }
 
 void DwEntity::parse_from(std::size_t start) {
@@ -134,12 +128,4 @@ std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {
 void DwMessage::Parse() {
     const std::string_view text = AsString().view();
     parse_from(begins_with_mbox_line(text) ? skip_line(text, 0) : 0);
-}
-
-DwBodyPart::DwBodyPart(const DwBody& body, const DwString& text) : DwEntity(text), whole_(body) {
-    parse_from(0);
-}
-
-const DwBodyPart* DwBodyPart::Next() const {
-    return whole_.advance();
 }

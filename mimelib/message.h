@@ -8,26 +8,17 @@
 #include <optional>
 #include <string>
 
-class DwBodyPart;
-
-/// The body of an entity. Its parts are read one at a time: asking for the next one gives up the
-/// one before it.
+/// The body of an entity.
 class DwBody : public DwMessageComponent {
 public:
     /// `boundary` is empty for a body that has no parts.
     DwBody(const DwString& text, const DwString& boundary);
 
-    /// The first part of a multipart, null when there is none. Starts the parts anew.
-    const DwBodyPart* FirstBodyPart() const;
+    /// What the lines between the parts begin with; empty for a body that has no parts.
+    const std::string& Delimiter() const { return delimiter_; }
 
 private:
-    friend class DwBodyPart;
-
-    const DwBodyPart* advance() const;
-
     std::string delimiter_;
-    mutable std::size_t position_ = 0;
-    mutable std::unique_ptr<DwBodyPart> current_;
 };
 
 /// Something with a header and a body: a message or a body part.
@@ -65,16 +56,28 @@ private:
     explicit DwMessage(const DwString& text) : DwEntity(text) {}
 };
 
-/// A direct part of a multipart, already parsed; valid until the next one is asked for.
+/// A direct part of a multipart, already parsed.
 class DwBodyPart : public DwEntity {
 public:
-    DwBodyPart(const DwBody& body, const DwString& text);
+    explicit DwBodyPart(const DwString& text) : DwEntity(text) { parse_from(0); }
+};
 
-    /// The next part, null behind the last. Gives this one up.
-    const DwBodyPart* Next() const;
+/// Walks over the direct parts of a multipart's body.
+class DwBodyPartReader {
+public:
+    /// `body` must outlive the reader.
+    explicit DwBodyPartReader(const DwBody& body);
+
+    /// Moves to the next part; false behind the last.
+    bool Next();
+
+    /// The part, until the next call of Next().
+    const DwBodyPart& Part() const { return *part_; }
 
 private:
-    const DwBody& whole_;
+    const DwBody& body_;
+    std::size_t position_;
+    std::optional<DwBodyPart> part_;
 };
 
 /// To be called once before the first message is parsed. There is nothing to set up: the tables of

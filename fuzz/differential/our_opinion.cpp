@@ -6,11 +6,11 @@ Opinion our_opinion(const std::string& text) {
     const auto message = DwMessage::NewMessage(DwString(text));
     message->Parse();
     Opinion opinion;
-    if (const DwMailbox* sender = find_sender(message->Headers()))
+    if (const auto sender = find_sender(message->Headers()))
         opinion.sender = sender->LocalPart().str() + "@" + sender->Domain().str();
     opinion.subject = until_nul(message->Headers().Subject().AsString().view());
     opinion.charset = "US-ASCII";
-    if (const DwEntity* entity = find_text_entity(*message)) {
+    if (const auto entity = find_text_entity(*message)) {
         DwString body;
         DecodeBody(*entity, body);
         opinion.charset = until_nul(GetCharset(*entity).view());

@@ -84,11 +84,11 @@ TEST(Headers, AbsentFieldsAreEmpty) {
     EXPECT_FALSE(headers.HasReplyTo() || headers.HasFrom() || headers.HasSubject() ||
                  headers.HasDate() || headers.HasContentType() ||
                  headers.HasContentTransferEncoding());
-    EXPECT_EQ(headers.ReplyTo().FirstAddress(), nullptr);
-    EXPECT_EQ(headers.From().FirstMailbox(), nullptr);
+    EXPECT_FALSE(DwAddressReader(headers.ReplyTo()).Next());
+    EXPECT_FALSE(DwAddressReader(headers.From()).Next());
     EXPECT_TRUE(headers.Subject().AsString().empty());
     EXPECT_EQ(headers.ContentType().Type(), DwMime::kTypeUnknown);
-    EXPECT_EQ(headers.ContentType().FirstParameter(), nullptr);
+    EXPECT_FALSE(DwParameterReader(headers.ContentType()).Next());
     EXPECT_EQ(headers.ContentTransferEncoding().AsEnum(), DwMime::kCteNull);
 }
 
@@ -116,8 +116,9 @@ TEST(MediaType, ReadsTypeAndParameters) {
         const DwMediaType type{DwString(c.field)};
         EXPECT_EQ(type.Type(), c.type) << c.field;
         std::string found;
-        for (const DwParameter* p = type.FirstParameter(); p != nullptr; p = p->Next())
-            found += p->Attribute().str() + "=" + p->Value().str() + "|";
+        for (DwParameterReader reader(type); reader.Next();)
+            found +=
+                reader.Parameter().Attribute().str() + "=" + reader.Parameter().Value().str() + "|";
         EXPECT_EQ(found, c.parameters) << c.field;
     }
 }
@@ -138,11 +139,10 @@ TEST(Mechanism, KnowsTheEncodings) {
 
 /// The bodies of all parts, each with a "|" behind it; "none" when there are no parts.
 std::string part_bodies(const DwMessage& message) {
-    const DwBodyPart* part = message.Body().FirstBodyPart();
-    std::string bodies = part == nullptr ? "none" : "";
-    for (; part != nullptr; part = part->Next())
-        bodies += part->Body().AsString().str() + "|";
-    return bodies;
+    std::string bodies;
+    for (DwBodyPartReader parts(message.Body()); parts.Next();)
+        bodies += parts.Part().Body().AsString().str() + "|";
+    return bodies.empty() ? "none" : bodies;
 }
 
 TEST(BodyPart, EndsBeforeTheLineEndOfTheNextDelimiter) {
@@ -182,14 +182,14 @@ TEST(BodyPart, HasHeadersAndPartsOfItsOwn) {
     const auto message =
         parse("Content-Type: multipart/mixed; boundary=b\n\n--b\n"
               "Content-Type: multipart/alternative; boundary=c\n\n--c\n\ninner\n--c--\n--b--\n");
-    const DwBodyPart* part = message->Body().FirstBodyPart();
-    ASSERT_NE(part, nullptr);
-    EXPECT_EQ(part->Headers().ContentType().Type(), DwMime::kTypeMultipart);
-    const DwBodyPart* inner = part->Body().FirstBodyPart();
-    ASSERT_NE(inner, nullptr);
-    EXPECT_EQ(inner->Body().AsString().view(), "inner");
+    DwBodyPartReader parts(message->Body());
+    ASSERT_TRUE(parts.Next());
+    EXPECT_EQ(parts.Part().Headers().ContentType().Type(), DwMime::kTypeMultipart);
+    DwBodyPartReader inner(parts.Part().Body());
+    ASSERT_TRUE(inner.Next());
+    EXPECT_EQ(inner.Part().Body().AsString().view(), "inner");
     // Still a slice of the one text.
-    EXPECT_EQ(inner->Body().AsString().view().data(),
+    EXPECT_EQ(inner.Part().Body().AsString().view().data(),
               message->AsString().view().data() + message->AsString().view().find("inner"));
 }
 
@@ -204,7 +204,7 @@ TEST(Message, TakesHostileMessagesInOnePass) {
 
     const auto parts = parse("Content-Type: multipart/x; boundary=b\n\n" + repeat("--b\n", count));
     std::size_t found = 0;
-    for (const DwBodyPart* p = parts->Body().FirstBodyPart(); p != nullptr; p = p->Next())
+    for (DwBodyPartReader reader(parts->Body()); reader.Next();)
         ++found;
     EXPECT_EQ(found, count - 1);
 
@@ -218,8 +218,7 @@ TEST(Message, TakesHostileMessagesInOnePass) {
     const auto parameters =
         parse("Content-Type: text/x" + repeat(";", count) + repeat(";a=b", count));
     found = 0;
-    const DwMediaType& type = parameters->Headers().ContentType();
-    for (const DwParameter* p = type.FirstParameter(); p != nullptr; p = p->Next())
+    for (DwParameterReader reader(parameters->Headers().ContentType()); reader.Next();)
         ++found;
     EXPECT_EQ(found, count);
 }
