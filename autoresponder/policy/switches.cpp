@@ -6,14 +6,16 @@
 
 namespace {
 
-bool is_on(const char* variable) {
+bool is_on(const char* variable, bool otherwise) {
     const char* const value = ovkConfGet(variable);
-    return value != nullptr && std::strcmp(value, "true") == 0;
+    return value == nullptr ? otherwise : std::strcmp(value, "true") == 0;
 }
 
 } // namespace
 
 Policy configured_policy() {
-    return {is_on("AUTORESPONDER_REFUSE_AUTOMATIC"), is_on("AUTORESPONDER_REPLY_HEADERS"),
-            is_on("AUTORESPONDER_NULL_SENDER")};
+    const bool modern = is_on("AUTORESPONDER_MODERN", false);
+    return {is_on("AUTORESPONDER_REFUSE_AUTOMATIC", modern),
+            is_on("AUTORESPONDER_REPLY_HEADERS", modern),
+            is_on("AUTORESPONDER_NULL_SENDER", modern)};
 }

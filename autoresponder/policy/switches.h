@@ -1,5 +1,6 @@
-// What the host chooses beyond the panel's own behaviour: three variables of /etc/ovk/ovk.conf,
-// each on for the value "true" and off for anything else, the missing variable and file included.
+// What the host chooses beyond the panel's own behaviour: variables of /etc/ovk/ovk.conf, each on
+// for the value "true" and off for any other. One that is not there goes by AUTORESPONDER_MODERN,
+// which is one of the same kind and off when it is missing as well.
 #pragma once
 
 struct Policy {

@@ -51,14 +51,27 @@ class Policy(PanelCase):
                 self.assertEqual((run.status, run.err, len(run.calls)),
                                  (0, REFUSED.format(reason), 0) if reason else (0, "", 1))
 
-    def test_off_unless_true(self) -> None:
-        self.rule()
-        for value in ("false", "TRUE", "1", "true yes"):
-            self.switch_on(*ALL, value=value)
-            run = self.deliver(mail(headers="List-Id: x\nMessage-ID: <a@b>\n"))
-            self.assert_answered(run)
-            self.assertEqual(run.calls[0].args[2], BOX)
-            self.assertNotIn(b"Date:", run.calls[0].message)
+    def test_which_value_counts(self) -> None:
+        """A variable that is there counts; MODERN does for those that are not."""
+        self.rule(ans_freq="1000")
+        for modern, own, on in (
+            ("", "false", False), ("", "TRUE", False), ("", "1", False), ("", "true yes", False),
+            ("", "true", True), ("true", "", True), ("true", "false", False), ("true", "1", False),
+            ("false", "true", True), ("TRUE", "", False), ("false", "", False),
+        ):
+            with self.subTest(modern=modern, own=own):
+                (self.box.etc / "ovk.conf").unlink(missing_ok=True)
+                if modern:
+                    self.switch_on("MODERN", value=modern)
+                if own:
+                    self.switch_on("REPLY_HEADERS", "NULL_SENDER", value=own)
+                run = self.deliver(mail(headers="Message-ID: <a@b>\n"))
+                self.assert_answered(run)
+                self.assertEqual(run.calls[0].args[2], "<>" if on else BOX)
+                self.assertEqual(b"Date:" in run.calls[0].message, on)
+                if not own:
+                    run = self.deliver(mail(headers="List-Id: x\n"))
+                    self.assertEqual(len(run.calls), not on)
 
     def test_headers_and_envelope(self) -> None:
         self.rule(1, attach=["gone"])
