@@ -2,7 +2,7 @@
 // as root, so a name is followed only as far as the repository reaches.
 #pragma once
 
-#include "lib/owned.h"
+#include "base/owned.h"
 
 #include <string>
 

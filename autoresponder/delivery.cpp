@@ -3,9 +3,10 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/pipe_stream.h"
 #include "autoresponder/process.h"
+#include "base/io.h"
+#include "base/owned.h"
 #include "codecs/idn.h"
 #include "lib/forkexec.h"
-#include "lib/owned.h"
 #include "lib/product_log.h"
 
 #include <cerrno>
@@ -74,8 +75,7 @@ void deliver_notice(const std::string& envelope_sender, const std::string& recip
 }
 
 void wait_for(pid_t child) {
-    while (waitpid(child, nullptr, WUNTRACED) == -1 && errno == EINTR)
-        continue;
+    wait_for(child, nullptr, WUNTRACED);
 }
 
 void end_on_send_failure() {

@@ -1,6 +1,6 @@
 #include "autoresponder/diagnostics.h"
 
-#include "autoresponder/text.h"
+#include "base/text.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -4,9 +4,9 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/process.h"
-#include "autoresponder/text.h"
+#include "base/owned.h"
+#include "base/text.h"
 #include "lib/forkexec.h"
-#include "lib/owned.h"
 
 #include <cstdio>
 #include <fcntl.h>

@@ -2,9 +2,10 @@
 
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/process.h"
-#include "autoresponder/text.h"
+#include "base/io.h"
+#include "base/owned.h"
+#include "base/text.h"
 #include "codecs/charset.h"
-#include "lib/owned.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -27,13 +28,8 @@ public:
     explicit MessageCopy(Descriptor file) : file_(std::move(file)) {}
 
     void write(std::string_view bytes) {
-        while (file_ && !bytes.empty()) {
-            const ssize_t written = ::write(file_.get(), bytes.data(), bytes.size());
-            if (written > 0)
-                bytes.remove_prefix(static_cast<std::size_t>(written));
-            else if (errno != EINTR)
-                file_.reset();
-        }
+        if (file_ && !write_fully(file_.get(), bytes))
+            file_.reset();
     }
 
 private:
@@ -86,10 +82,7 @@ private:
 
 /// A BlockSource. An error counts as the end of input.
 std::size_t read_standard_input(char* block, std::size_t size) {
-    ssize_t count;
-    do
-        count = read(STDIN_FILENO, block, size);
-    while (count == -1 && errno == EINTR);
+    const ssize_t count = read_some(STDIN_FILENO, block, size);
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 

@@ -1,10 +1,11 @@
 #include "autoresponder/limiter.h"
 
 #include "autoresponder/diagnostics.h"
+#include "autoresponder/number.h"
 #include "autoresponder/panel_query.h"
-#include "autoresponder/text.h"
+#include "base/owned.h"
+#include "base/text.h"
 #include "lib/get_param.h"
-#include "lib/owned.h"
 
 #include <cstdint>
 #include <string_view>

@@ -3,7 +3,7 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/process.h"
-#include "autoresponder/text.h"
+#include "base/text.h"
 #include "lib/autoprepend.h"
 
 #include <array>

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "autoresponder/mail_content.h"
+#include "base/owned.h"
 #include "lib/mysql_owned.h"
-#include "lib/owned.h"
 
 #include <string>
 

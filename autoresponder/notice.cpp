@@ -4,7 +4,7 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/policy/thread.h"
-#include "autoresponder/text.h"
+#include "base/text.h"
 #include "lib/get_param.h"
 
 #include <optional>

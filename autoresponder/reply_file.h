@@ -1,7 +1,7 @@
 // The temporary file that a reply is composed in.
 #pragma once
 
-#include "lib/owned.h"
+#include "base/owned.h"
 
 #include <array>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #include "autoresponder/rules.h"
 
 #include "autoresponder/panel_query.h"
-#include "autoresponder/text.h"
+#include "base/text.h"
 
 MysqlResult query_rules(MYSQL* connection, const std::string& mailbox_id) {
     return run_query_or_exit(connection,

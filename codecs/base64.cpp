@@ -1,22 +1,11 @@
 #include "codecs/base64.h"
 
-#include <array>
+#include "base/base64_alphabet.h"
+
 #include <cstdint>
 #include <cstring>
 
 namespace {
-
-constexpr char base64Chars[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-constexpr std::array<unsigned char, 256> make_inverse() {
-    std::array<unsigned char, 256> inverse{};
-    inverse.fill(255);
-    for (unsigned char value = 0; value < 64; ++value)
-        inverse[static_cast<unsigned char>(base64Chars[value])] = value;
-    return inverse;
-}
-
-constexpr std::array<unsigned char, 256> base64Inv = make_inverse();
 
 char symbol(std::uint32_t bits) {
     return base64Chars[bits & 63];

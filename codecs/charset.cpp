@@ -1,5 +1,7 @@
 #include "codecs/charset.h"
 
+#include "base/base64_alphabet.h"
+#include "base/text.h"
 #include "codecs/utf8.h"
 
 #include <array>
@@ -11,7 +13,6 @@
 #include <map>
 #include <stdexcept>
 #include <string_view>
-#include <strings.h>
 
 namespace orvek {
 
@@ -77,7 +78,7 @@ private:
 };
 
 bool is_utf8(const std::string& charset) {
-    return strcasecmp(charset.c_str(), "UTF-8") == 0;
+    return equals_ignoring_case(until_nul(charset), "UTF-8");
 }
 
 /// Keeps converters loaded while a text is decoded. Opening a conversion loads them from files and
@@ -110,16 +111,9 @@ private:
 unsigned base64Take(const std::string& s, std::size_t& pos) {
     for (; pos < s.size(); ++pos) {
         const char c = s[pos];
-        if (c >= 'A' && c <= 'Z')
-            return static_cast<unsigned>(s[pos++] - 'A');
-        if (c >= 'a' && c <= 'z')
-            return static_cast<unsigned>(s[pos++] - 'a') + 26;
-        if (c >= '0' && c <= '9')
-            return static_cast<unsigned>(s[pos++] - '0') + 52;
-        if (c == '+' || c == '/') {
-            ++pos;
-            return c == '+' ? 62 : 63;
-        }
+        const unsigned value = base64Inv[static_cast<unsigned char>(c)];
+        if (value < 64)
+            return ++pos, value;
         if (c == '=')
             return 0;
         if (c != ' ' && c != '\t' && c != '\n' && c != '\r')
@@ -226,7 +220,7 @@ bool is_same_in_both(std::string_view text, const std::string& from, const std::
         return false;
     if (is_utf8(from))
         return well_formed_utf8_length(text) == text.size();
-    return strcasecmp(from.c_str(), "US-ASCII") == 0 && ascii_length(text) == text.size();
+    return equals_ignoring_case(until_nul(from), "US-ASCII") && ascii_length(text) == text.size();
 }
 
 std::string iconvRecode(const std::string& text, const std::string& from, const std::string& to,

@@ -1,6 +1,6 @@
 // Configuration files: the table, and that it reads back as itself.
+#include "base/owned.h"
 #include "fuzz/fuzz.h"
-#include "lib/owned.h"
 #include "lib/read_configuration.h"
 
 #include <cctype>

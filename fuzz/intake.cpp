@@ -1,7 +1,7 @@
 // The whole intake, from the blocks of standard input to Mail_content, and the message's structure.
 #include "autoresponder/intake.h"
 
-#include "autoresponder/text.h"
+#include "base/text.h"
 #include "fuzz/fuzz.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "lib/dbconnect.h"
 
+#include "base/owned.h"
 #include "lib/mysql_owned.h"
-#include "lib/owned.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "lib/product_log.h"
 
-#include "lib/owned.h"
+#include "base/owned.h"
 
 #include <cerrno>
 #include <cstdio>

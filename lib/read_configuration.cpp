@@ -1,7 +1,7 @@
 #include "lib/read_configuration.h"
 
+#include "base/owned.h"
 #include "lib/liblog.h"
-#include "lib/owned.h"
 
 #include <cctype>
 #include <cerrno>

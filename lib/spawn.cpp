@@ -80,15 +80,6 @@ void close_fd(int& fd) {
     fd = -1;
 }
 
-pid_t wait_for(pid_t pid, int* status, int options) {
-    pid_t result;
-    do {
-        errno = 0;
-        result = waitpid(pid, status, options);
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
 int exit_code(int status) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

@@ -53,9 +53,6 @@ int move_descriptor(int src, int dest);
 /// Closes a descriptor held in a variable and sets the variable to -1.
 void close_fd(int& fd);
 
-/// waitpid(), again when a signal interrupts it. errno is 0 on success.
-pid_t wait_for(pid_t pid, int* status, int options);
-
 /// Exit code of a child that ended normally, -1 otherwise.
 int exit_code(int status);
 

@@ -2,31 +2,6 @@
 
 namespace mimelib {
 
-namespace {
-
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-} // namespace
-
-std::string to_lower(std::string_view text) {
-    std::string result(text);
-    for (char& c : result)
-        c = lower(c);
-    return result;
-}
-
-bool equals_ignoring_case(std::string_view text, std::string_view lower_text) {
-    if (text.size() != lower_text.size())
-        return false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (lower(text[i]) != lower_text[i])
-            return false;
-    }
-    return true;
-}
-
 bool Scanner::skip_white_and_comments() {
     const std::size_t start = position_;
     while (!at_end()) {

@@ -20,12 +20,6 @@ inline bool is_control(char c) {
     return static_cast<unsigned char>(c) < 32 || c == 127;
 }
 
-/// ASCII letters in lower case, other bytes as they are.
-std::string to_lower(std::string_view text);
-
-/// Whether `text` is `lower`, which is in lower case, in any case.
-bool equals_ignoring_case(std::string_view text, std::string_view lower);
-
 /// A position in a field's text that only moves forward.
 class Scanner {
 public:

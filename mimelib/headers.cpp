@@ -1,5 +1,6 @@
 #include "mimelib/headers.h"
 
+#include "base/text.h"
 #include "mimelib/field_text.h"
 
 using mimelib::is_blank;
@@ -75,7 +76,7 @@ DwHeaders::DwHeaders(const DwString& text) : DwMessageComponent(text) {
 
 void DwHeaders::keep(std::string_view name, std::string_view body) {
     const auto keep_first = [&](auto& field, std::string_view known) {
-        if (!field && mimelib::equals_ignoring_case(name, known))
+        if (!field && equals_ignoring_case(name, known))
             field.emplace(AsString().slice(body));
     };
     keep_first(reply_to_, "reply-to");

@@ -1,8 +1,9 @@
 #include "mimelib/media_type.h"
 
+#include "base/text.h"
+
 #include <utility>
 
-using mimelib::equals_ignoring_case;
 using mimelib::Scanner;
 
 namespace {

@@ -1,5 +1,6 @@
 #include "mimelib/message.h"
 
+#include "base/text.h"
 #include "mimelib/field_text.h"
 
 namespace {
@@ -14,7 +15,7 @@ DwString find_boundary(const DwHeaders& headers) {
     if (headers.ContentType().Type() != DwMime::kTypeMultipart)
         return {};
     for (DwParameterReader reader(headers.ContentType()); reader.Next();) {
-        if (mimelib::equals_ignoring_case(reader.Parameter().Attribute().view(), "boundary"))
+        if (equals_ignoring_case(reader.Parameter().Attribute().view(), "boundary"))
             return without_white_end(reader.Parameter().Value());
     }
     return {};

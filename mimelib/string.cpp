@@ -1,5 +1,6 @@
 #include "mimelib/string.h"
 
+#include "base/text.h"
 #include "mimelib/field_text.h"
 
 #include <algorithm>
@@ -21,7 +22,7 @@ DwString DwString::slice(std::string_view part) const {
 }
 
 void DwString::ConvertToLowerCase() {
-    *this = DwString(mimelib::to_lower(view_));
+    *this = DwString(to_lower(view_));
 }
 
 bool getline(std::string_view& text, std::string_view& line, char delim) {

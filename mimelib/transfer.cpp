@@ -1,28 +1,14 @@
 #include "mimelib/transfer.h"
 
+#include "base/base64_alphabet.h"
 #include "mimelib/field_text.h"
 
-#include <array>
 #include <cstdint>
 
 namespace {
 
-/// Stays above every value of 24 bits wherever it is shifted to.
-constexpr std::uint32_t invalid = 0xffffffff;
-
-constexpr std::array<std::uint32_t, 256> make_base64_values() {
-    constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::array<std::uint32_t, 256> values{};
-    values.fill(invalid);
-    for (std::uint32_t value = 0; value < 64; ++value)
-        values[static_cast<unsigned char>(alphabet[value])] = value;
-    return values;
-}
-
-constexpr std::array<std::uint32_t, 256> base64_values = make_base64_values();
-
 std::uint32_t base64_value(char c) {
-    return base64_values[static_cast<unsigned char>(c)];
+    return base64Inv[static_cast<unsigned char>(c)];
 }
 
 void put_group(std::uint32_t bits, char*& to) {
@@ -37,11 +23,11 @@ void put_group(std::uint32_t bits, char*& to) {
 std::size_t decode_groups(std::string_view text, char*& to) {
     std::size_t at = 0;
     for (; text.size() - at >= 4; at += 4) {
-        const std::uint32_t bits = base64_value(text[at]) << 18 | base64_value(text[at + 1]) << 12 |
-                                   base64_value(text[at + 2]) << 6 | base64_value(text[at + 3]);
-        if (bits >= 1u << 24)
+        const std::uint32_t a = base64_value(text[at]), b = base64_value(text[at + 1]),
+                            c = base64_value(text[at + 2]), d = base64_value(text[at + 3]);
+        if ((a | b | c | d) > 63)
             break;
-        put_group(bits, to);
+        put_group(a << 18 | b << 12 | c << 6 | d, to);
     }
     return at;
 }
@@ -82,7 +68,7 @@ int DwDecodeBase64(const DwString& in, DwString& out) {
                 break;
         }
         const std::uint32_t value = base64_value(text[at++]);
-        if (value == invalid)
+        if (value > 63)
             continue;
         bits = bits << 6 | value;
         if (++symbols == 4) {

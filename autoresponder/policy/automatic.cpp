@@ -1,15 +1,13 @@
 #include "autoresponder/policy/automatic.h"
 
-#include "autoresponder/text.h"
+#include "base/text.h"
 #include "mimelib/field_text.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
 
-using mimelib::equals_ignoring_case;
 using mimelib::Scanner;
-using mimelib::to_lower;
 
 namespace {
 
@@ -82,7 +80,7 @@ std::string list_sign(std::string_view name) {
                                         "List-Unsubscribe", "List-Post", "List-Owner",
                                         "List-Archive"};
     for (const std::string_view field : fields) {
-        if (equals_ignoring_case(name, to_lower(field)))
+        if (equals_ignoring_case(name, field))
             return concat({field, " is present"});
     }
     return {};

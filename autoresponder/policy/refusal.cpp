@@ -2,14 +2,12 @@
 
 #include "autoresponder/panel_query.h"
 #include "autoresponder/policy/automatic.h"
-#include "autoresponder/text.h"
+#include "base/text.h"
 #include "mimelib/field_text.h"
 
 #include <algorithm>
 #include <string_view>
 #include <vector>
-
-using mimelib::to_lower;
 
 namespace {
 

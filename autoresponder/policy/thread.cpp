@@ -1,6 +1,6 @@
 #include "autoresponder/policy/thread.h"
 
-#include "autoresponder/text.h"
+#include "base/text.h"
 #include "codecs/idn.h"
 #include "mimelib/field_text.h"
 
@@ -131,7 +131,7 @@ MailThread read_thread(const DwHeaders& headers) {
     bool has_references = false;
     for (DwFieldReader field(headers.AsString().view()); field.Next();) {
         const auto is = [&](std::string_view name) {
-            return mimelib::equals_ignoring_case(field.Name(), name);
+            return equals_ignoring_case(field.Name(), name);
         };
         if (is("message-id") && id_field.empty()) {
             id_field = field.Body();

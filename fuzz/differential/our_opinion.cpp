@@ -1,5 +1,5 @@
 #include "autoresponder/intake.h"
-#include "autoresponder/text.h"
+#include "base/text.h"
 #include "fuzz/differential/opinion.h"
 
 Opinion our_opinion(const std::string& text) {

@@ -1,5 +1,6 @@
 // Members of the process-execution family that capture what the child writes.
-#include "lib/owned.h"
+#include "base/io.h"
+#include "base/owned.h"
 #include "lib/product_log.h"
 #include "lib/spawn.h"
 #include "lib/utilities/forkexec.h"
@@ -45,12 +46,12 @@ void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur) {
         buf = grown;
         blen = size;
     }
-    const ssize_t count = read(fd, buf + bcur, blen - 1 - bcur);
+    const ssize_t count = read_some(fd, buf + bcur, blen - 1 - bcur);
     if (count > 0) {
         bcur += static_cast<std::size_t>(count);
     } else if (count == 0) {
         spawn::close_fd(fd);
-    } else if (errno != EAGAIN && errno != EINTR) {
+    } else if (errno != EAGAIN) {
         const int reason = errno;
         spawn::close_fd(fd);
         std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", std::strerror(reason));
@@ -87,14 +88,14 @@ int collect(pid_t pid, std::span<Capture> streams) {
     while (any_open(streams) && ended == 0) {
         if (read_ready(streams))
             continue;
-        ended = spawn::wait_for(pid, &status, WNOHANG);
+        ended = wait_for(pid, &status, WNOHANG);
         if (ended != 0) {
             for (Capture& stream : streams)
                 spawn::close_fd(stream.fd);
         }
     }
     if (ended == 0)
-        ended = spawn::wait_for(pid, &status, WUNTRACED);
+        ended = wait_for(pid, &status, WUNTRACED);
     return ended == -1 || errno != 0 ? -1 : spawn::exit_code(status);
 }
 
@@ -204,14 +205,12 @@ MallocedText read_output(int fd, pid_t pid, int* status, pid_t& ended) {
         if (errno != 0 && errno != EINTR)
             break;
         if (ready <= 0) {
-            ended = spawn::wait_for(pid, status, WNOHANG);
+            ended = wait_for(pid, status, WNOHANG);
             if (ended != 0)
                 break;
             continue;
         }
-        const ssize_t count = read(fd, buffer + fill, capacity - 1 - fill);
-        if (count == -1 && errno == EINTR)
-            continue;
+        const ssize_t count = read_some(fd, buffer + fill, capacity - 1 - fill);
         if (count == -1)
             messlog2(0, 1, "Cannot read child output:\n%s", std::strerror(errno));
         if (count <= 0)
@@ -264,7 +263,7 @@ int fork_execvv_getoutput(char** output, const char* path, const char* const arg
     pid_t ended;
     MallocedText text = read_output(read_end.get(), pid, &status, ended);
     if (ended == 0)
-        ended = spawn::wait_for(pid, &status, WUNTRACED);
+        ended = wait_for(pid, &status, WUNTRACED);
     const int result = ended == -1 ? -1 : judge(status, path, text.get());
     if (result == 0)
         *output = text.release();

@@ -1,7 +1,8 @@
 // Members of the process-execution family that wait for their child themselves.
 #include "lib/utilities/forkexec.h"
 
-#include "lib/owned.h"
+#include "base/io.h"
+#include "base/owned.h"
 #include "lib/product_log.h"
 #include "lib/spawn.h"
 
@@ -35,9 +36,7 @@ namespace {
 void log_until_end(int fd) {
     std::array<char, 4096> chunk;
     for (;;) {
-        const ssize_t count = read(fd, chunk.data(), chunk.size() - 1);
-        if (count == -1 && errno == EINTR)
-            continue;
+        const ssize_t count = read_some(fd, chunk.data(), chunk.size() - 1);
         if (count <= 0)
             return;
         chunk[static_cast<std::size_t>(count)] = '\0';
@@ -69,7 +68,7 @@ int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const arg
     read_end.reset();
 
     int status = 0;
-    if (spawn::wait_for(pid, &status, WUNTRACED) == -1)
+    if (wait_for(pid, &status, WUNTRACED) == -1)
         messlog2(0, 0, "Error occured during waiting the child process with pid: %d: %s\n", pid,
                  std::strerror(errno));
     else if (WIFEXITED(status))
@@ -98,10 +97,7 @@ int fork_execv(const char* path, ...) {
         spawn::end_child();
     }
     int status = 0;
-    pid_t ended;
-    do
-        ended = wait(&status);
-    while (ended == -1 && errno == EINTR);
+    const pid_t ended = wait_for(-1, &status, 0);
     return ended != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }
 
@@ -114,7 +110,7 @@ int do_exec(const char* program, const char* const argv[]) {
         spawn::execute(program, argv);
         spawn::end_child();
     }
-    if (spawn::wait_for(pid, &status, 0) == -1)
+    if (wait_for(pid, &status, 0) == -1)
         status = -1;
     return status;
 }

@@ -1,6 +1,6 @@
 #include "lib/utilities/libcommon.h"
 
-#include "lib/owned.h"
+#include "base/owned.h"
 #include "lib/product_log.h"
 #include "lib/utilities/strlcpy.h"
 

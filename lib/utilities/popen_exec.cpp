@@ -1,5 +1,5 @@
 // Members of the process-execution family that go through the shell.
-#include "lib/owned.h"
+#include "base/owned.h"
 #include "lib/product_log.h"
 #include "lib/spawn.h"
 #include "lib/utilities/forkexec.h"

@@ -1,7 +1,7 @@
 #include "lib/utilities/put.h"
 
+#include "base/owned.h"
 #include "lib/get_param.h"
-#include "lib/owned.h"
 #include "lib/panel_connection.h"
 #include "lib/product_log.h"
 #include "lib/utilities/asprintf_safe.h"

@@ -1,4 +1,4 @@
-#include "lib/owned.h"
+#include "base/owned.h"
 #include "lib/product_log.h"
 #include "lib/utilities/asprintf_safe.h"
 #include "lib/utilities/libcommon.h"

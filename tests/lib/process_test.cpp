@@ -1,6 +1,6 @@
 // The process-execution family on real children.
+#include "base/owned.h"
 #include "lib/autoprepend.h"
-#include "lib/owned.h"
 #include "lib/product_log.h"
 #include "lib/utilities/forkexec.h"
 #include "output.h"

@@ -1,9 +1,6 @@
-#include "autoresponder/text.h"
+#include "base/text.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <limits>
 
 std::string concat(std::initializer_list<std::string_view> pieces) {
     std::size_t size = 0;
@@ -20,10 +17,14 @@ std::string_view until_nul(std::string_view text) {
     return text.substr(0, text.find('\0'));
 }
 
-std::int32_t decimal_number(const std::string& text) {
-    using Limits = std::numeric_limits<std::int32_t>;
-    const int saved = errno;
-    const long value = std::strtol(text.c_str(), nullptr, 10);
-    errno = saved;
-    return static_cast<std::int32_t>(std::clamp<long>(value, Limits::min(), Limits::max()));
+std::string to_lower(std::string_view text) {
+    std::string result(text);
+    for (char& c : result)
+        c = to_lower(c);
+    return result;
+}
+
+bool equals_ignoring_case(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return to_lower(x) == to_lower(y); });
 }

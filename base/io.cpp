@@ -1,0 +1,44 @@
+#include "base/io.h"
+
+#include <cerrno>
+#include <sys/wait.h>
+#include <unistd.h>
+
+ssize_t read_some(int fd, void* bytes, std::size_t size) {
+    ssize_t count;
+    do
+        count = read(fd, bytes, size);
+    while (count == -1 && errno == EINTR);
+    return count;
+}
+
+std::size_t read_fully(int fd, void* bytes, std::size_t size) {
+    std::size_t filled = 0;
+    while (filled < size) {
+        const ssize_t count = read_some(fd, static_cast<char*>(bytes) + filled, size - filled);
+        if (count <= 0)
+            break;
+        filled += static_cast<std::size_t>(count);
+    }
+    return filled;
+}
+
+bool write_fully(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(fd, bytes.data(), bytes.size());
+        if (written > 0)
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        else if (written == 0 || errno != EINTR)
+            return false;
+    }
+    return true;
+}
+
+pid_t wait_for(pid_t child, int* status, int options) {
+    pid_t result;
+    do {
+        errno = 0;
+        result = waitpid(child, status, options);
+    } while (result == -1 && errno == EINTR);
+    return result;
+}

@@ -1,0 +1,18 @@
+// System calls that a signal may interrupt, sent again until they have an answer. errno is theirs.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <sys/types.h>
+
+/// read(2).
+ssize_t read_some(int fd, void* bytes, std::size_t size);
+
+/// Reads until `size` bytes are there, the file ends or an error ends it; how many there are.
+std::size_t read_fully(int fd, void* bytes, std::size_t size);
+
+/// Writes all of `bytes`; false as soon as that fails.
+bool write_fully(int fd, std::string_view bytes);
+
+/// waitpid(2). errno is 0 on success.
+pid_t wait_for(pid_t child, int* status, int options);

@@ -1,0 +1,23 @@
+// Byte strings with explicit lengths: joining, and letters compared as ASCII, whatever the locale.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+/// The pieces one after the other, in one allocation.
+std::string concat(std::initializer_list<std::string_view> pieces);
+
+/// The part of `text` before its first NUL byte; all of it when it holds none.
+std::string_view until_nul(std::string_view text);
+
+/// `c` in lower case where it is an ASCII letter, else as it is.
+constexpr char to_lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/// The text with its ASCII letters in lower case.
+std::string to_lower(std::string_view text);
+
+/// Whether the texts are the same but for the case of ASCII letters.
+bool equals_ignoring_case(std::string_view a, std::string_view b);
