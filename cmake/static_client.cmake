@@ -8,17 +8,24 @@
 
 option(OVK_LINK_STATIC "Link the program's libraries statically where their archives are installed" ON)
 
-# What the client library's archive needs is not all in its own .pc file: OpenSSL has needs as well.
-pkg_check_modules(CRYPTO libcrypto)
+# Functions of the archives that the program does without, and lib/client_startup.c stands in for.
+set(OVK_REPLACED getservbyname tls_library_version)
+foreach(name start end init connect read read_async write write_async close verify_server_cert
+             get_cipher get_finger_print get_protocol_version set_connection)
+  list(APPEND OVK_REPLACED ma_tls_${name})
+endforeach()
+list(TRANSFORM OVK_REPLACED PREPEND -Wl,--wrap=)
 
-include(CheckCXXSourceCompiles)
-
-# Empty where an archive is missing, or where they want something that nobody told of.
+# Empty where an archive is missing, or where the client library cannot do without OpenSSL, as
+# versions may whose functions are others than those above: nine megabytes of it in every start are
+# worse than a dynamic program.
 function(ovk_find_archives result)
   set(found)
   set(${result} "" PARENT_SCOPE)
-  foreach(name ${MARIADB_STATIC_LIBRARIES} ${IDN_STATIC_LIBRARIES} ${CRYPTO_STATIC_LIBRARIES})
-    if(name MATCHES "^(dl|m|pthread|c|rt)$")
+  foreach(name ${MARIADB_STATIC_LIBRARIES} ${IDN_STATIC_LIBRARIES})
+    if(name MATCHES "^(ssl|crypto)$")
+      continue()
+    elseif(name MATCHES "^(dl|m|pthread|c|rt)$")
       list(APPEND found ${name})
       continue()
     endif()
@@ -29,26 +36,23 @@ function(ovk_find_archives result)
     endif()
     list(APPEND found ${OVK_ARCHIVE_${name}})
   endforeach()
-  set(CMAKE_REQUIRED_INCLUDES ${MARIADB_INCLUDE_DIRS} ${IDN_INCLUDE_DIRS})
-  set(CMAKE_REQUIRED_LIBRARIES -Wl,--start-group ${found} -Wl,--end-group)
-  check_cxx_source_compiles("#include <idna.h>
+  if(NOT DEFINED OVK_ARCHIVES_LINK)
+    set(trial "${PROJECT_BINARY_DIR}/CMakeFiles/archives.cpp")
+    file(WRITE "${trial}" "#include <idna.h>
 #include <mysql.h>
-int main() { return idna_to_ascii_8z(0, 0, 0) + (mysql_real_connect(0, 0, 0, 0, 0, 0, 0, 0) != 0); }"
-    OVK_ARCHIVES_LINK)
+int main() { return idna_to_ascii_8z(0, 0, 0) + (mysql_real_connect(0, 0, 0, 0, 0, 0, 0, 0) != 0); }")
+    try_compile(OVK_ARCHIVES_LINK "${PROJECT_BINARY_DIR}/CMakeFiles/archives"
+      SOURCES "${trial}" "${PROJECT_SOURCE_DIR}/lib/client_startup.c"
+      CMAKE_FLAGS "-DINCLUDE_DIRECTORIES=${MARIADB_INCLUDE_DIRS};${IDN_INCLUDE_DIRS}"
+      LINK_OPTIONS -Wl,--gc-sections ${OVK_REPLACED}
+      LINK_LIBRARIES -Wl,--start-group ${found} -Wl,--end-group)
+  endif()
   if(NOT OVK_ARCHIVES_LINK)
-    message(STATUS "the archives do not link: linking dynamically")
+    message(STATUS "the archives do not link without OpenSSL: linking dynamically")
     return()
   endif()
   set(${result} "${found}" PARENT_SCOPE)
 endfunction()
-
-# Functions of the archives that the program does without, and lib/client_startup.c stands in for.
-set(OVK_REPLACED getservbyname tls_library_version)
-foreach(name start end init connect read read_async write write_async close verify_server_cert
-             get_cipher get_finger_print get_protocol_version set_connection)
-  list(APPEND OVK_REPLACED ma_tls_${name})
-endforeach()
-list(TRANSFORM OVK_REPLACED PREPEND -Wl,--wrap=)
 
 include(CheckLinkerFlag)
 check_linker_flag(CXX "-Wl,-z,pack-relative-relocs" OVK_HAVE_RELR)
