@@ -8,8 +8,8 @@
 /* TLS. No connection of this program asks for it: the panel's database is reached by its local
  * socket, without any TLS option. Without these functions nothing refers to OpenSSL any more, which
  * is four fifths of a statically linked program, most of the relocations that every start has to go
- * through, and a quarter of its page faults. With a library that calls more of the family than this, as
- * another version may, the program is linked dynamically. */
+ * through, and a quarter of its page faults. With a library that calls more of the family than
+ * this, as another version may, the program is linked dynamically. */
 
 int __wrap_ma_tls_start(char* message, size_t size);
 void __wrap_ma_tls_end(void);
