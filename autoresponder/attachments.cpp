@@ -1,9 +1,15 @@
 #include "autoresponder/attachments.h"
 
+#include "base/text.h"
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -17,8 +23,77 @@ std::string relative_path(const std::string& name) {
     return start == std::string::npos ? "." : name.substr(start);
 }
 
-Descriptor open_directory(const std::string& directory) {
-    return Descriptor(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+/// A link counts only when root made it where it is: one of root's from elsewhere may have been
+/// linked to.
+bool is_link_of_root(const struct stat& status) {
+    return S_ISLNK(status.st_mode) && status.st_uid == 0 && status.st_nlink == 1;
+}
+
+Descriptor open_directory_at(int parent, const char* path) {
+    return Descriptor(openat(parent, path, O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// Where the link that was looked at leads, so that it may be exchanged for another meanwhile.
+Descriptor follow_link(int parent, int link) {
+    std::array<char, PATH_MAX> target;
+    const ssize_t length = readlinkat(link, "", target.data(), target.size() - 1);
+    if (length == -1)
+        return {};
+    target[static_cast<std::size_t>(length)] = '\0';
+    return open_directory_at(parent, target.data());
+}
+
+Descriptor open_trusted_component(int parent, const std::string& name) {
+    Descriptor found(openat(parent, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status;
+    if (!found || fstat(found.get(), &status) == -1 || S_ISDIR(status.st_mode))
+        return found;
+    if (is_link_of_root(status))
+        return follow_link(parent, found.get());
+    errno = S_ISLNK(status.st_mode) ? ELOOP : ENOTDIR;
+    return {};
+}
+
+/// The last two components, the mailbox's folder and its repository, are where its owner may write.
+Descriptor open_repository(const std::string& directory) {
+    const std::size_t last = directory.rfind('/');
+    const std::size_t mailbox = directory.rfind('/', last - 1);
+    const Descriptor domain = open_directory_at(AT_FDCWD, directory.substr(0, mailbox).c_str());
+    if (!domain)
+        return {};
+    const Descriptor parent =
+        open_trusted_component(domain.get(), directory.substr(mailbox + 1, last - mailbox - 1));
+    return parent ? open_trusted_component(parent.get(), directory.substr(last + 1)) : Descriptor();
+}
+
+/// The path below `directory` of what `name` leads to in the end, without links; none when that
+/// lies elsewhere.
+std::optional<std::string> path_inside(const std::string& directory, const std::string& name) {
+    const MallocedText root(realpath(directory.c_str(), nullptr));
+    const MallocedText target(realpath(concat({directory, "/", name}).c_str(), nullptr));
+    if (!root || !target)
+        return std::nullopt;
+    const std::string_view path = target.get();
+    const std::string above = concat({root.get(), "/"});
+    if (path.substr(0, above.size()) != above)
+        return std::nullopt;
+    return std::string(path.substr(above.size()));
+}
+
+/// An absolute link counts as leading out, even one that leads back in: then what it leads to is
+/// opened, confined as well.
+Descriptor open_inside(const std::string& directory, const std::string& name, int flags) {
+    const Descriptor root = open_repository(directory);
+    if (!root)
+        return {};
+    const std::string path = relative_path(name);
+    Descriptor file = attachments_detail::open_beneath(root.get(), path, flags);
+    if (file || errno != EXDEV)
+        return file;
+    if (const std::optional<std::string> inside = path_inside(directory, path))
+        return attachments_detail::open_beneath(root.get(), *inside, flags);
+    errno = EXDEV;
+    return {};
 }
 
 /// Opening a device may act on it, and opening a FIFO waits for a writer.
@@ -87,22 +162,15 @@ Descriptor walk_beneath(int directory, const std::string& name, int flags) {
 } // namespace attachments_detail
 
 bool attachment_exists(const std::string& directory, const std::string& name) {
-    const Descriptor root = open_directory(directory);
-    return root &&
-           attachments_detail::open_beneath(root.get(), relative_path(name), O_PATH | O_CLOEXEC);
+    return static_cast<bool>(open_inside(directory, name, O_PATH | O_CLOEXEC));
 }
 
 Descriptor open_attachment(const std::string& directory, const std::string& name) {
-    using attachments_detail::open_beneath;
-    const std::string path = relative_path(name);
-    const Descriptor root = open_directory(directory);
-    if (!root)
-        return {};
-    const Descriptor seen = open_beneath(root.get(), path, O_PATH | O_CLOEXEC);
+    const Descriptor seen = open_inside(directory, name, O_PATH | O_CLOEXEC);
     if (!seen || !can_be_read(seen.get()))
         return {};
     // Looked at once more after opening: the name may have changed hands in between.
-    Descriptor file = open_beneath(root.get(), path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    Descriptor file = open_inside(directory, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (file && !can_be_read(file.get())) {
         const int reason = errno;
         file.reset();

@@ -1,13 +1,15 @@
 // The files of a mailbox's attachment repository. Their names come from the database and are read
-// as root, so a name is followed only as far as the repository reaches.
+// as root, so a name is followed only as far as the repository reaches. `directory` is the full
+// path of the repository; its last two components, where the mailbox's owner may write, are no
+// links but such as root made.
 #pragma once
 
 #include "base/owned.h"
 
 #include <string>
 
-/// Whether `directory`/`name` exists, of whatever kind, without leading out of `directory`: a name
-/// that leaves it by "..", by an absolute link or by a link that points outside counts as missing.
+/// Whether `directory`/`name` exists, of whatever kind, without leading out of `directory`: what a
+/// name reaches by ".." or by links counts as missing when it lies elsewhere.
 bool attachment_exists(const std::string& directory, const std::string& name);
 
 /// Opens `directory`/`name` for reading, confined in the same way. Never waits: what is neither a

@@ -34,7 +34,7 @@ bool is_on(const ResponderRule& rule) {
 
 bool trigger_matches(const ResponderRule& rule, const Mail_content& mail) {
     if (rule.key_where == "subj")
-        return mail.subject.find(rule.keystr) != std::string::npos;
+        return contains(mail.subject, rule.keystr);
     if (rule.key_where == "body")
         return mail.body.any_contains(rule.keystr);
     return true;

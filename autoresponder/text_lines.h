@@ -2,7 +2,8 @@
 // costs no more memory than its bytes.
 #pragma once
 
-#include <cstring>
+#include "base/text.h"
+
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,11 +24,9 @@ public:
     }
 
     /// Whether `needle` occurs within a single line. The empty needle occurs in every line; one
-    /// that holds a line feed in none. memmem, since std::string's search takes five times as long
-    /// for words and twice as long for what is made to slow it down (docs/PERFORMANCE.md).
+    /// that holds a line feed in none.
     bool any_contains(std::string_view needle) const {
-        return !empty_ && needle.find('\n') == std::string_view::npos &&
-               memmem(text_.data(), text_.size(), needle.data(), needle.size()) != nullptr;
+        return !empty_ && !contains(needle, "\n") && contains(text_, needle);
     }
 
     /// The lines with line feeds between them.

@@ -1,6 +1,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <cstring>
 
 std::string concat(std::initializer_list<std::string_view> pieces) {
     std::size_t size = 0;
@@ -11,6 +12,10 @@ std::string concat(std::initializer_list<std::string_view> pieces) {
     for (const std::string_view piece : pieces)
         whole += piece;
     return whole;
+}
+
+bool contains(std::string_view text, std::string_view needle) {
+    return memmem(text.data(), text.size(), needle.data(), needle.size()) != nullptr;
 }
 
 std::string_view until_nul(std::string_view text) {

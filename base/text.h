@@ -8,6 +8,10 @@
 /// The pieces one after the other, in one allocation.
 std::string concat(std::initializer_list<std::string_view> pieces);
 
+/// Whether `needle` occurs in `text`; the empty one always does. Takes time in proportion to both
+/// together, whatever they hold (docs/PERFORMANCE.md).
+bool contains(std::string_view text, std::string_view needle);
+
 /// The part of `text` before its first NUL byte; all of it when it holds none.
 std::string_view until_nul(std::string_view text);
 

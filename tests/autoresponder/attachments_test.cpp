@@ -6,6 +6,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -16,16 +17,18 @@ protected:
     void SetUp() override {
         char name[] = "/tmp/attachments-test-XXXXXX";
         top_ = mkdtemp(name);
-        directory_ = top_ / "@attachments";
+        directory_ = top_ / "box/@attachments";
         fs::create_directories(directory_ / "sub");
         std::ofstream(directory_ / "file") << "inside";
         std::ofstream(directory_ / "sub/deep") << "deep";
-        std::ofstream(top_ / "secret") << "outside";
+        std::ofstream(top_ / "box/secret") << "outside";
         fs::create_symlink("file", directory_ / "inner");
         fs::create_symlink("../file", directory_ / "sub/up");
         fs::create_symlink("../secret", directory_ / "outward");
         fs::create_symlink("..", directory_ / "parent");
         fs::create_symlink(directory_ / "file", directory_ / "absolute");
+        fs::create_symlink(directory_.parent_path() / "secret", directory_ / "absolute_outward");
+        fs::create_symlink("../@attachments/sub", directory_ / "out_and_in");
         fs::create_symlink("nowhere", directory_ / "dangling");
         mkfifo((directory_ / "fifo").c_str(), 0600);
     }
@@ -58,7 +61,9 @@ TEST_F(Attachments, NamesReachNoFurtherThanTheDirectory) {
         {"sub/../../secret", false, false},
         {"outward", false, false},
         {"parent/secret", false, false},
-        {"absolute", false, false},
+        {"absolute", true, false},
+        {"out_and_in/deep", true, false},
+        {"absolute_outward", false, false},
         {"/etc/passwd", false, false},
         {"..", false, false},
     };
@@ -75,6 +80,33 @@ TEST_F(Attachments, NamesReachNoFurtherThanTheDirectory) {
             << c.name;
     }
     EXPECT_FALSE(attachment_exists(directory_ / "nowhere", "file"));
+}
+
+TEST_F(Attachments, OnlyRootLinksToARepository) {
+    const bool is_root = geteuid() == 0;
+    const auto exists = [&](const char* box) {
+        const fs::path directory = top_ / box / "@attachments";
+        EXPECT_EQ(attachment_exists(directory, "file"),
+                  static_cast<bool>(open_attachment(directory, "file")));
+        return attachment_exists(directory, "file");
+    };
+    fs::create_symlink("box", top_ / "linked");
+    fs::create_directory(top_ / "other");
+    const fs::path repository = top_ / "other/@attachments";
+    fs::create_symlink(directory_, repository);
+    EXPECT_TRUE(exists("box"));
+    EXPECT_EQ(exists("linked"), is_root);
+    EXPECT_EQ(exists("other"), is_root);
+    fs::create_hard_link(repository, top_ / "taken");
+    EXPECT_FALSE(exists("other"));
+    if (!is_root)
+        return;
+    fs::remove(top_ / "taken");
+    EXPECT_TRUE(exists("other"));
+    for (const char* link : {"linked", "other/@attachments"})
+        ASSERT_EQ(lchown((top_ / link).c_str(), 65534, 65534), 0);
+    EXPECT_FALSE(exists("linked"));
+    EXPECT_FALSE(exists("other"));
 }
 
 TEST_F(Attachments, OnlyFilesAreRead) {

@@ -1,5 +1,6 @@
 #include "autoresponder/rules.h"
 
+#include <ctime>
 #include <gtest/gtest.h>
 
 namespace {
@@ -39,6 +40,20 @@ TEST(Rules, ABodyWithoutLinesMatchesNothing) {
     ResponderRule rule;
     rule.key_where = "body";
     EXPECT_FALSE(trigger_matches(rule, Mail_content()));
+}
+
+TEST(Rules, NoTriggerSlowsTheSearchDown) {
+    ResponderRule rule;
+    rule.keystr = std::string(400'000, 'a') + "b";
+    Mail_content mail;
+    mail.subject.assign(4'000'000, 'a');
+    mail.body.append(mail.subject);
+    const std::clock_t start = std::clock();
+    for (const char* where : {"subj", "body"}) {
+        rule.key_where = where;
+        EXPECT_FALSE(trigger_matches(rule, mail));
+    }
+    EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 5);
 }
 
 TEST(Rules, OnlyTheExactWordSwitchesARuleOff) {
