@@ -36,16 +36,12 @@ public:
     }
 
 private:
-    /// Names are limited to 64 characters, senders are not. Spellings of one sender that differ in
-    /// case may be one to the database, so they share a lock; that other senders share it as well
-    /// where the hashes meet costs them a moment.
+    /// Names are limited to 64 characters, senders are not. That other senders share the lock where
+    /// the hashes meet costs them a moment.
     static std::string lock_name(const std::string& rule, std::string_view sender) {
         std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
-        for (const char c : sender) {
-            const unsigned char byte =
-                static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c | 32 : c);
-            hash = (hash ^ byte) * 0x100000001b3;
-        }
+        for (const char c : sender)
+            hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
         return concat({"autoresponder-", rule, "-", std::to_string(hash)});
     }
 
@@ -108,13 +104,15 @@ int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string i
         purge_earlier_days(connection, id);
         return 0;
     }
-    const BookkeepingLock lock(connection, id, mail->from);
+    // One sender, whatever the case of the letters: the column may tell them apart.
+    const std::string sender = to_lower(mail->from);
+    const BookkeepingLock lock(connection, id, sender);
     purge_earlier_days(connection, id);
 
     Bookkeeping books{connection, id, {}};
     const std::string entries =
         books.value(concat({"select COUNT(*) from resp_freq where rn_id=", id}), "0", "0");
-    books.sender = escape_sender(connection, mail->from);
+    books.sender = escape_sender(connection, sender);
 
     const MysqlResult known = run_query_or_exit(
         connection,

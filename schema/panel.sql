@@ -76,7 +76,8 @@ create table resp_attach (
 -- oldest, and which day the count belongs to. Rule and sender alone are no unique key: a run that
 -- loses the race for the first entry should not fail over it. They lead the primary key, and no other
 -- key is searched, so that all statements lock a rule's rows in one order and never deadlock. Senders
--- are bytes: what a stranger puts into an address need not be text in any charset.
+-- are bytes: what a stranger puts into an address need not be text in any charset. Their ASCII letters
+-- are in lower case.
 create table resp_freq (
     rn_id      int unsigned not null,
     email      varbinary(320) not null,

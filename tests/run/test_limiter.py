@@ -1,5 +1,6 @@
 """The reply-frequency limiter, seen in its statements and in its table."""
 
+import re
 import subprocess
 from collections import Counter
 
@@ -145,6 +146,24 @@ class Limiter(PanelCase):
                 self.assertTrue(self.is_answered(sender))
                 self.assertFalse(self.is_answered(sender))
                 self.assertEqual(self.entries(), [[sender, "1"]])
+
+    def test_case_does_not_make_another_sender(self) -> None:
+        """Neither where the column is bytes, nor where it is text that tells cases apart."""
+        for column in ("varbinary(320)", "varchar(254) character set utf8mb4 collate utf8mb4_bin"):
+            self.limited(ans_freq="1")
+            self.database.execute(f"alter table resp_freq modify email {column}")
+            heard = []
+            for sender, calls in (("Alice@X.test", 2), ("alice@x.test", 0), ("ALICE@x.TEST", 0)):
+                self.database.listen()
+                run = self.deliver(mail(sender=sender))
+                self.assertEqual(len(run.calls), calls, sender)
+                heard.append([text for text in self.database.heard()
+                              if re.search("GET_LOCK|select num", text)])
+                if run.calls:
+                    self.assertEqual(run.calls[1].args[3], sender)
+                    self.assertIn(f"\nTo: {sender}\n", run.calls[1].message.decode())
+            self.assertEqual(heard, [heard[0]] * 3)  # a crowd of them waits for one lock
+            self.assertEqual(self.entries(), [["alice@x.test", "1"]])
 
     def answered_at_once(self, senders: list[str]) -> Counter:
         """How many replies each sender got to mails that all come in at the same time."""
