@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
+#include <poll.h>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -80,10 +81,18 @@ private:
     std::size_t capacity_ = 0;
 };
 
-/// A BlockSource. An error counts as the end of input.
+/// A BlockSource. An error counts as the end of input. A descriptor that the caller has made
+/// non-blocking is waited for.
 std::size_t read_standard_input(char* block, std::size_t size) {
-    const ssize_t count = read_some(STDIN_FILENO, block, size);
-    return count > 0 ? static_cast<std::size_t>(count) : 0;
+    for (;;) {
+        const ssize_t count = read_some(STDIN_FILENO, block, size);
+        if (count >= 0)
+            return static_cast<std::size_t>(count);
+        if (errno != EAGAIN)
+            return 0;
+        pollfd input = {STDIN_FILENO, POLLIN, 0};
+        poll(&input, 1, -1);
+    }
 }
 
 /// What is left to read of a regular file; 0 where that cannot be told.

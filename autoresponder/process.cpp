@@ -86,8 +86,10 @@ void tidy_up_on(int signal) {
 void prepare_process() {
     hold_standard_descriptors();
     distrust_environment_of_set_uid_start();
-    std::signal(SIGPIPE, SIG_IGN);
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        std::signal(signal, SIG_IGN);
+    for (const int signal :
+         {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU})
         tidy_up_on(signal);
     std::set_terminate(end_on_unexpected_failure);
     errno = 0;

@@ -129,8 +129,8 @@ void write_encoded(int fd, ReplyFile& reply) {
     constexpr std::size_t bytes_per_line = 45;
     constexpr std::size_t line_length = 60;
     constexpr std::size_t lines_per_block = 256;
-    std::array<unsigned char, bytes_per_line * lines_per_block> bytes;
-    std::array<char, (line_length + 1) * lines_per_block + 1> lines;
+    std::vector<unsigned char> bytes(bytes_per_line * lines_per_block);
+    std::vector<char> lines((line_length + 1) * lines_per_block + 1);
     std::size_t left = size_of(fd);
     while (const std::size_t count = read_fully(fd, bytes.data(), std::min(left, bytes.size()))) {
         left -= count;

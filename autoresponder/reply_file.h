@@ -3,10 +3,10 @@
 
 #include "base/owned.h"
 
-#include <array>
 #include <cstdio>
 #include <initializer_list>
 #include <string_view>
+#include <vector>
 
 /// Output to the file named by resp_uu_file_name, which must be there and is emptied first. When it
 /// cannot be opened or a write fails, everything from then on is silently lost.
@@ -22,7 +22,7 @@ public:
     void line(std::initializer_list<std::string_view> pieces);
 
 private:
-    std::array<char, 65536> buffer_; // outlives file_, which flushes it
+    std::vector<char> buffer_ = std::vector<char>(65536); // outlives file_, which flushes it
     File file_;
 };
 

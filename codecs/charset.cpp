@@ -20,12 +20,36 @@ namespace {
 
 constexpr std::string_view blanks = " \t";
 
-void complain(std::string_view problem, std::string_view about) {
-    std::string line(problem);
-    line.append(about).append(1, '\n');
-    std::fwrite(line.data(), 1, line.size(), stderr);
-    std::fflush(stderr);
-}
+/// What is to be said about one text. A stranger can have a complaint for every byte, so of each
+/// kind (its fixed text) the first hundred are written as they come up, and how many more there
+/// were when the text is done.
+class Complaints {
+public:
+    Complaints() = default;
+    Complaints(const Complaints&) = delete;
+    Complaints& operator=(const Complaints&) = delete;
+    ~Complaints() {
+        for (const auto& [problem, count] : counts_) {
+            if (count > most)
+                std::fprintf(stderr, "%s%zu more\n", problem.data(), count - most);
+        }
+    }
+
+    /// `problem` is a literal.
+    void complain(const char* problem, std::string_view about) {
+        if (++counts_[problem] > most)
+            return;
+        std::string line(problem);
+        line.append(about).append(1, '\n');
+        std::fwrite(line.data(), 1, line.size(), stderr);
+        std::fflush(stderr);
+    }
+
+private:
+    static constexpr std::size_t most = 100;
+
+    std::map<std::string_view, std::size_t> counts_;
+};
 
 /// No charset has a name that long. iconv takes time quadratic in the length of some that end in
 /// many suffixes, so it does not get to see them.
@@ -108,7 +132,7 @@ private:
 };
 
 /// The 6-bit value of the next symbol at or behind `pos`; 0, without moving, at "=" and at the end.
-unsigned base64Take(const std::string& s, std::size_t& pos) {
+unsigned base64Take(const std::string& s, std::size_t& pos, Complaints& complaints) {
     for (; pos < s.size(); ++pos) {
         const char c = s[pos];
         const unsigned value = base64Inv[static_cast<unsigned char>(c)];
@@ -117,21 +141,40 @@ unsigned base64Take(const std::string& s, std::size_t& pos) {
         if (c == '=')
             return 0;
         if (c != ' ' && c != '\t' && c != '\n' && c != '\r')
-            complain("Bad base64 symbol: ", {&c, 1});
+            complaints.complain("Bad base64 symbol: ", {&c, 1});
     }
     return 0;
 }
 
+std::string base64_decode(const std::string& text, Complaints& complaints) {
+    std::string bytes;
+    for (std::size_t pos = 0;;) {
+        const std::size_t start = pos;
+        const unsigned first = base64Take(text, pos, complaints);
+        const unsigned second = base64Take(text, pos, complaints);
+        const unsigned third = base64Take(text, pos, complaints);
+        const unsigned fourth = base64Take(text, pos, complaints);
+        const std::size_t consumed = pos - start;
+        if (consumed == 0)
+            return bytes;
+        bytes += static_cast<char>(first << 2 | second >> 4);
+        if (consumed >= 3)
+            bytes += static_cast<char>(second << 4 | third >> 2);
+        if (consumed >= 4)
+            bytes += static_cast<char>(third << 6 | fourth);
+    }
+}
+
 /// The byte that "=" and up to two characters behind it stand for, read as strtoul reads base 16.
-char hex_byte(const std::string& digits) {
+char hex_byte(const std::string& digits, Complaints& complaints) {
     char* end = nullptr;
     const unsigned long value = std::strtoul(digits.c_str(), &end, 16);
     if (end == digits.c_str() && !digits.empty())
-        complain("Bad hex in quoted-printable string: ", digits);
+        complaints.complain("Bad hex in quoted-printable string: ", digits);
     return static_cast<char>(value & 0xff);
 }
 
-std::string q_decode(std::string_view data) {
+std::string q_decode(std::string_view data, Complaints& complaints) {
     std::string bytes;
     bytes.reserve(data.size());
     for (std::size_t i = 0; i < data.size(); ++i) {
@@ -139,7 +182,7 @@ std::string q_decode(std::string_view data) {
             bytes += ' ';
         } else if (data[i] == '=') {
             const std::string_view digits = data.substr(i + 1, 2);
-            bytes += hex_byte(std::string(digits));
+            bytes += hex_byte(std::string(digits), complaints);
             i += digits.size();
         } else {
             bytes += data[i];
@@ -148,40 +191,41 @@ std::string q_decode(std::string_view data) {
     return bytes;
 }
 
-std::string decode_data(std::string_view encoding, std::string_view data) {
+std::string decode_data(std::string_view encoding, std::string_view data, Complaints& complaints) {
     if (encoding == "Q" || encoding == "q")
-        return q_decode(data);
+        return q_decode(data, complaints);
     if (encoding == "B" || encoding == "b")
-        return base64_decode(std::string(data));
+        return base64_decode(std::string(data), complaints);
     return {};
 }
 
 /// Decodes a word without blanks: "=?charset?encoding?data?=" and whatever follows it.
-std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded) {
+std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded,
+                                Complaints& complaints) {
     if (w.substr(0, 2) != "=?")
         return std::string(w);
     const std::size_t charset_end = w.find('?', 2);
     if (charset_end == std::string_view::npos) {
-        complain("wrong rfc1522 sequence (no charset): ", w);
+        complaints.complain("wrong rfc1522 sequence (no charset): ", w);
         return std::string(w);
     }
     const std::size_t encoding_end = w.find('?', charset_end + 1);
     if (encoding_end == std::string_view::npos) {
-        complain("wrong rfc1522 sequence (no encoding): ", w);
+        complaints.complain("wrong rfc1522 sequence (no encoding): ", w);
         return std::string(w);
     }
     const std::size_t data_end = w.find("?=", encoding_end + 1);
     if (data_end == std::string_view::npos) {
-        complain("wrong rfc1522 sequence (no data): ", w);
+        complaints.complain("wrong rfc1522 sequence (no data): ", w);
         return std::string(w);
     }
     const std::string_view trailing = w.substr(data_end + 2);
     if (!trailing.empty())
-        complain("wrong rfc1522 sequence (trailing stuff): ", w);
+        complaints.complain("wrong rfc1522 sequence (trailing stuff): ", w);
     const std::string_view encoding = w.substr(charset_end + 1, encoding_end - charset_end - 1);
     const std::string_view data = w.substr(encoding_end + 1, data_end - encoding_end - 1);
     const std::string charset(w.substr(2, charset_end - 2));
-    const std::string bytes = decode_data(encoding, data);
+    const std::string bytes = decode_data(encoding, data, complaints);
     if (!is_same_in_both(bytes, charset, "utf-8"))
         loaded.keep(charset);
     return iconvRecode(bytes, charset, "utf-8", true).append(trailing);
@@ -252,22 +296,8 @@ std::string iconvRecode(const std::string& text, const std::string& from, const 
 }
 
 std::string base64_decode(const std::string& text) {
-    std::string bytes;
-    for (std::size_t pos = 0;;) {
-        const std::size_t start = pos;
-        const unsigned first = base64Take(text, pos);
-        const unsigned second = base64Take(text, pos);
-        const unsigned third = base64Take(text, pos);
-        const unsigned fourth = base64Take(text, pos);
-        const std::size_t consumed = pos - start;
-        if (consumed == 0)
-            return bytes;
-        bytes += static_cast<char>(first << 2 | second >> 4);
-        if (consumed >= 3)
-            bytes += static_cast<char>(second << 4 | third >> 2);
-        if (consumed >= 4)
-            bytes += static_cast<char>(third << 6 | fourth);
-    }
+    Complaints complaints;
+    return base64_decode(text, complaints);
 }
 
 namespace rfc1522 {
@@ -276,9 +306,10 @@ std::string decode(std::string text) {
     const std::string_view s = text;
     std::string decoded;
     LoadedCharsets loaded;
+    Complaints complaints;
     for (std::size_t word = 0; word != std::string_view::npos;) {
         const std::size_t blank = s.find_first_of(blanks, word);
-        decoded += rfc1522_decode_word(s.substr(word, blank - word), loaded);
+        decoded += rfc1522_decode_word(s.substr(word, blank - word), loaded, complaints);
         if (blank == std::string_view::npos)
             break;
         word = s.find_first_not_of(blanks, blank);

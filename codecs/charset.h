@@ -22,7 +22,8 @@ std::string iconvRecode(const std::string& text, const std::string& from, const 
                         bool replace_invalid);
 
 /// Lenient Base64: white space is skipped, other bytes outside the alphabet too, with a diagnostic
-/// on standard error each; the first "=" ends the text.
+/// on standard error; the first "=" ends the text. Of each kind of diagnostic a text has a hundred,
+/// then one line with the number of the others; so below.
 std::string base64_decode(const std::string& text);
 
 namespace rfc1522 {

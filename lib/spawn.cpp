@@ -32,7 +32,8 @@ HeldSignals::HeldSignals() noexcept {
 }
 
 void execute(const char* path, const char* const args[]) {
-    std::signal(SIGPIPE, SIG_DFL);
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        std::signal(signal, SIG_DFL);
     forget_handlers();
     sigset_t none;
     sigemptyset(&none);

@@ -31,8 +31,8 @@ private:
     sigset_t before_;
 };
 
-/// In the child: gives SIGPIPE and all signals that have handlers their default meaning again, lets
-/// all signals in, and executes `path`. Returns only when that fails, with errno set.
+/// In the child: gives SIGPIPE, SIGXFSZ and all signals that have handlers their default meaning
+/// again, lets all signals in, and executes `path`. Returns only when that fails, with errno set.
 void execute(const char* path, const char* const args[]);
 
 /// In the child: ends it. Nothing of the parent's is run or written a second time: no handlers, no

@@ -68,6 +68,20 @@ TEST(EncodedWords, Decode) {
     }
 }
 
+// One text can hold a complaint for every byte; each kind is cut on its own.
+TEST(EncodedWords, ComplaintsAreCounted) {
+    std::string text, said;
+    for (int i = 0; i < 103; ++i) {
+        text += "=?utf-8?B?!?= =?utf-8?Q?=zz?= ";
+        if (i < 100)
+            said += "Bad base64 symbol: !\nBad hex in quoted-printable string: zz\n";
+    }
+    const Outcome outcome = run([&] { return orvek::rfc1522::decode(text + "=?x-none?Q?a?="); });
+    EXPECT_EQ(outcome.text, "thrown: Cannot convert from x-none to utf-8");
+    EXPECT_EQ(outcome.diagnostics, said + "Bad base64 symbol: 3 more\n"
+                                          "Bad hex in quoted-printable string: 3 more\n");
+}
+
 TEST(EncodedWords, Encode) {
     const struct {
         std::string in, out;

@@ -23,22 +23,27 @@ import ctypes, glob, json, os, resource, signal, sys, time
 told = json.loads(sys.argv[1])
 PR_SET_CHILD_SUBREAPER = 36
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+text = sys.stdin.buffer.read() if "pause" in told else b""
 input, mail = os.pipe()
-os.write(mail, b"From: joe")
+os.write(mail, text[:9])
 pid = os.fork()
 if pid == 0:
-    if told.get("interrupt"):
+    if text:
         os.dup2(input, 0)
+        os.set_blocking(0, not told.get("nonblocking"))
     for name, value in told.get("limits", {}).items():
         resource.setrlimit(getattr(resource, "RLIMIT_" + name), (value, value))
     for fd in told.get("close", []):
         os.close(fd)
-    signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # which Python ignores
+    for ignored in (signal.SIGPIPE, signal.SIGXFSZ):  # by Python
+        signal.signal(ignored, signal.SIG_DFL)
     os.execv(sys.argv[2], sys.argv[2:])
-while told.get("interrupt"):
+while text and not os.waitid(os.P_PID, pid, os.WEXITED | os.WNOHANG | os.WNOWAIT):
     time.sleep(0.01)
     if any(map(os.path.getsize, glob.glob("/tmp/ovk-autoresponder-*"))):
-        os.kill(pid, 15)
+        os.kill(pid, told["pause"])  # 0 is no signal
+        os.write(mail, text[9:])
+        os.close(mail)
         break
 status = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
 zombies = 0
@@ -108,7 +113,8 @@ class Outcome:
 
     def __str__(self) -> str:
         ending = f"status {self.status}" if self.status >= 0 else f"signal {-self.status}"
-        said = " / ".join(self.said.splitlines())
+        said = re.sub(r"(.+?)( / \1){9,}", lambda m: f"{m[1]} ({m[0].count(m[1])} times)",
+                      " / ".join(self.said.splitlines()))
         return (f"{ending}; sent {self.sent or 'nothing'}" + f"; left {self.left}" * bool(self.left)
                 + f"; said `{said}`" * bool(said))
 
@@ -182,6 +188,12 @@ def as_directory(path: str) -> Callable:
 
 def tell(message: str | None = None, **told: object) -> Callable:
     return lambda case: (case.told.update(told), setattr(case, "message", message or case.message))
+
+
+def subject(text: str, **told: object) -> Callable:
+    """A subject that the reply does not show."""
+    return lambda case: (case.database.execute("update mail_resp set subject = 'Re: Hello'"),
+                         tell(mail(text), **told)(case))
 
 
 def small_tmp(message: str) -> Callable:
@@ -276,13 +288,29 @@ def other_faults() -> list[Fault]:
         Fault("descriptors 0, 1, 2 closed", "an empty mail: refused, unheard",
               Outcome(sent=""), tell(close=[0, 1, 2])),
         Fault("no more than 16 descriptors", ANSWERED, Outcome(), tell(limits={"NOFILE": 16})),
+        Fault("standard input does not block, and the mail comes in two pieces", ANSWERED, Outcome(),
+              tell(pause=0, nonblocking=True)),
+        Fault("no file may be larger than 1 MB, the mail is", "what reached the files is delivered",
+              Outcome(sent="part of forward, notice, reply"),
+              tell(mail(body="long\n" * 300000), limits={"FSIZE": 1 << 20})),
+        Fault("no file may be larger than 50 KB, the reply is", "what reached the file is delivered",
+              Outcome(sent="forward, notice, part of reply"), tell(limits={"FSIZE": 50000})),
+        Fault("100 KB of stack", ANSWERED, Outcome(),
+              subject("=?koi8-r?B?zs/X2cog2sHLwdo=?=", limits={"STACK": 100 << 10}),
+              release_only=True),
+        Fault("2 MB of rubbish in the subject's Base64", "a hundred lines of a kind, and their number",
+              Outcome("Bad base64 symbol: !\n" * 100 + "Bad base64 symbol: 1999900 more\n"),
+              subject("=?utf-8?B?" + "!" * 2000000 + "?=")),
         Fault("64 MB of address space, a mail of 30 MB", "status 1, the copy stays",
               Outcome("autoresponder: Program failed due to exhausted memory\n", "", 1, "copy"),
               tell(mail(body="x" * 75 + "\n") + ("y" * 75 + "\n") * 400000,
                    limits={"AS": 64 << 20}), release_only=True),
 
-        Fault("SIGTERM while the mail comes in", SIGTERM, TERMINATED(sent=""),
-              tell(interrupt=True)),
+        *(Fault(f"{name} while the mail comes in", SIGTERM,
+                Outcome(sent="", status=-getattr(signal, name)),
+                tell(pause=getattr(signal, name), limits={"CORE": 0}))
+          for name in "SIGHUP SIGINT SIGQUIT SIGTERM SIGUSR1 SIGUSR2 SIGALRM SIGVTALRM SIGPROF"
+                      " SIGXCPU".split()),
         Fault("SIGTERM while sendmail has the forward", SIGTERM, TERMINATED(sent="forward"),
               behave(INTERRUPT)),
         Fault("SIGTERM while sendmail has the notice", SIGTERM, TERMINATED(sent="notice"),
