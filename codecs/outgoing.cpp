@@ -1,0 +1,295 @@
+#include "codecs/outgoing.h"
+
+#include "codecs/base64.h"
+#include "codecs/charset.h"
+#include "codecs/idn.h"
+#include "codecs/utf8.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace orvek::outgoing {
+
+namespace {
+
+constexpr std::size_t preferred_line = 76;
+constexpr std::size_t max_encoded_word = 75;
+constexpr std::size_t frame = 12; // "=?utf-8?Q?" and "?="
+
+bool is_control(char c) {
+    return static_cast<unsigned char>(c) < 32 || c == 127;
+}
+
+bool is_ascii(char c) {
+    return static_cast<unsigned char>(c) < 128;
+}
+
+bool is_letter_or_digit(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+std::string hex_form(char lead, char c) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(c);
+    return {lead, digits[byte >> 4], digits[byte & 15]};
+}
+
+/// Well-formed UTF-8 without what has no place in a header: control characters, blanks at the end.
+std::string cleaned(std::string_view text) {
+    std::string clean;
+    for (;;) {
+        const std::size_t length = well_formed_utf8_length(text);
+        clean += text.substr(0, length);
+        if (length == text.size())
+            break;
+        clean += "\xEF\xBF\xBD";
+        text.remove_prefix(length + 1);
+    }
+    std::replace_if(clean.begin(), clean.end(), is_control, ' ');
+    return clean.erase(clean.find_last_not_of(' ') + 1);
+}
+
+/// Length of the character that well-formed `text` begins with.
+std::size_t character_length(std::string_view text) {
+    std::size_t length = 1;
+    while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80)
+        ++length;
+    return length;
+}
+
+std::string q_form(std::string_view text) {
+    std::string encoded;
+    for (const char c : text) {
+        if (c == ' ')
+            encoded += '_';
+        else if (is_letter_or_digit(c))
+            encoded += c;
+        else
+            encoded += hex_form('=', c);
+    }
+    return encoded;
+}
+
+std::string b_form(std::string_view text) {
+    std::string encoded((text.size() + 2) / 3 * 4 + 1, '\0');
+    base64Encode(reinterpret_cast<const unsigned char*>(text.data()), text.size(), encoded.data());
+    encoded.pop_back();
+    return encoded;
+}
+
+/// A field's value as it grows, line by line.
+class FoldedLines {
+public:
+    explicit FoldedLines(std::size_t used) : column_(used) {}
+
+    const std::string& text() const { return lines_; }
+
+    /// A word behind the blanks that stand before it. The line ends in front of the last of these
+    /// where the word would not fit any more.
+    void word(std::string_view blanks, std::string_view word) {
+        start_word(blanks, word.size());
+        append(word);
+    }
+
+    /// The same for text that goes into encoded words, as many as it takes.
+    void encoded(std::string_view blanks, std::string_view text) {
+        const std::string q = q_form(text);
+        const bool as_b = b_length(text.size()) < q.size();
+        start_word(blanks,
+                   std::min(max_encoded_word, frame + (as_b ? b_length(text.size()) : q.size())));
+        std::size_t end = 0;
+        while (!text.empty()) {
+            const std::size_t next = end == text.size() ? 0 : character_length(text.substr(end));
+            if (next != 0 && (end == 0 || length(text.substr(0, end + next), as_b) <= room())) {
+                end += next;
+                continue;
+            }
+            const std::string_view part = text.substr(0, end);
+            append(as_b ? "=?utf-8?B?" : "=?utf-8?Q?");
+            append(as_b ? b_form(part) : q_form(part));
+            append("?=");
+            text.remove_prefix(end);
+            end = 0;
+            if (!text.empty())
+                start_line();
+        }
+    }
+
+private:
+    static std::size_t b_length(std::size_t bytes) { return (bytes + 2) / 3 * 4; }
+
+    static std::size_t length(std::string_view text, bool as_b) {
+        return as_b ? b_length(text.size()) : q_form(text).size();
+    }
+
+    /// What an encoded word that begins here may hold.
+    std::size_t room() const {
+        const std::size_t left = column_ < preferred_line ? preferred_line - column_ : 0;
+        return std::max(std::min(left, max_encoded_word), frame) - frame;
+    }
+
+    void append(std::string_view text) {
+        lines_ += text;
+        column_ += text.size();
+    }
+
+    void start_line() {
+        lines_ += "\n ";
+        column_ = 1;
+    }
+
+    void start_word(std::string_view blanks, std::size_t size) {
+        if (blanks.empty() || lines_.empty() || column_ + blanks.size() + size <= preferred_line)
+            return append(blanks);
+        append(blanks.substr(1));
+        start_line();
+    }
+
+    std::string lines_;
+    std::size_t column_;
+};
+
+/// Whether a word of header text cannot stand as it is.
+bool needs_encoding(std::string_view word) {
+    return word.size() > max_line / 2 || word.find("=?") != std::string_view::npos ||
+           !std::all_of(word.begin(), word.end(), is_ascii);
+}
+
+/// The next word behind its blanks, taken off the front of `text`.
+struct Word {
+    std::string_view blanks;
+    std::string_view text;
+
+    static Word take(std::string_view& text) {
+        const std::size_t start = std::min(text.find_first_not_of(' '), text.size());
+        const std::size_t end = std::min(text.find(' ', start), text.size());
+        const Word word{text.substr(0, start), text.substr(start, end - start)};
+        text.remove_prefix(end);
+        return word;
+    }
+};
+
+} // namespace
+
+std::string header_text(std::string_view text, std::size_t used) {
+    const std::string clean = cleaned(text);
+    FoldedLines lines(used);
+    std::string_view rest = clean;
+    while (!rest.empty()) {
+        const Word first = Word::take(rest);
+        if (!needs_encoding(first.text)) {
+            lines.word(first.blanks, first.text);
+            continue;
+        }
+        std::size_t size = first.text.size();
+        for (std::string_view behind = rest; !behind.empty();) {
+            const Word next = Word::take(behind);
+            if (!needs_encoding(next.text))
+                break;
+            size += next.blanks.size() + next.text.size();
+            rest = behind;
+        }
+        lines.encoded(first.blanks, {first.text.data(), size});
+    }
+    return lines.text();
+}
+
+std::string folded(std::string_view value, std::size_t used) {
+    std::string lines(value);
+    for (std::size_t start = 0; lines.size() - start + used > max_line; used = 0) {
+        const std::size_t end = start + max_line - used;
+        const std::size_t blank = lines.find_last_of(" ", end);
+        const std::size_t comma = lines.find_last_of(",", end - 1);
+        if (blank != std::string::npos && blank > start) {
+            lines.insert(blank, 1, '\n');
+            start = blank + 1;
+        } else if (comma != std::string::npos && comma > start) {
+            lines.insert(comma + 1, "\n ");
+            start = comma + 2;
+        } else {
+            break;
+        }
+    }
+    return lines;
+}
+
+std::string extended_parameter(std::string_view name, std::string_view value) {
+    std::string parameter(name);
+    parameter += "*=utf-8''";
+    for (const char c : cleaned(value)) {
+        if (is_letter_or_digit(c) || c == '.' || c == '-' || c == '_')
+            parameter += c;
+        else
+            parameter += hex_form('%', c);
+    }
+    return parameter;
+}
+
+bool needs_quoted_printable(std::string_view text) {
+    std::size_t line = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\0' || (text[i] == '\r' && text.substr(i + 1, 1) != "\n"))
+            return true;
+        line = text[i] == '\n' ? 0 : line + 1;
+        if (line > max_line)
+            return true;
+    }
+    return false;
+}
+
+std::string quoted_printable(std::string_view text) {
+    std::string encoded;
+    std::size_t column = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        const std::string_view behind = text.substr(i + 1);
+        if (c == '\r' && behind.starts_with('\n'))
+            continue;
+        if (c == '\n') {
+            encoded += c;
+            column = 0;
+            continue;
+        }
+        const bool at_line_end =
+            behind.empty() || behind.starts_with('\n') || behind.starts_with("\r\n");
+        const bool literal = c == ' ' || c == '\t' ? !at_line_end : c > ' ' && c < 127 && c != '=';
+        const std::string form = literal ? std::string(1, c) : hex_form('=', c);
+        // One column stays for the "=" of a soft line break.
+        if (column + form.size() >= preferred_line) {
+            encoded += "=\n";
+            column = 0;
+        }
+        encoded += form;
+        column += form.size();
+    }
+    return encoded;
+}
+
+std::string with_ascii_domains(std::string_view addresses) {
+    std::string converted;
+    while (!addresses.empty()) {
+        const std::size_t start = std::min(addresses.find('@'), addresses.size() - 1) + 1;
+        const std::size_t end =
+            std::min(addresses.find_first_of(" \t,;<>()\"", start), addresses.size());
+        const std::string domain(addresses.substr(start, end - start));
+        converted += addresses.substr(0, start);
+        try {
+            converted += idn::toAscii(domain);
+        } catch (const idn::IdnaError&) {
+            converted += domain;
+        }
+        addresses.remove_prefix(end);
+    }
+    return converted;
+}
+
+bool holds_ascii(const std::string& charset) {
+    static const std::string text = "AZaz09 \"%&'()*+,-./:;<=>?_\r\n";
+    try {
+        return iconvRecode(text, "UTF-8", charset, false) == text;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+} // namespace orvek::outgoing

@@ -1,0 +1,89 @@
+#include "codecs/outgoing.h"
+
+#include "codecs/charset.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace orvek;
+
+std::string times(std::size_t count, const std::string& text) {
+    std::string repeated;
+    while (count-- > 0)
+        repeated += text;
+    return repeated;
+}
+
+TEST(Outgoing, HeaderTextReadsBackAndKeepsToItsLines) {
+    const std::string emoji = "\xF0\x9F\x98\x80", zhe = "\xD0\x96";
+    const struct {
+        std::string text, lines; // no lines: only read back
+    } cases[] = {
+        {"Re: hello", "Re: hello"},
+        {"Re: (50 %) - what?", "Re: (50 %) - what?"},
+        {"Re: " + zhe + " now", "Re: =?utf-8?B?0JY=?= now"},
+        {"a =?x?Q?y?= b", "a =?utf-8?B?PT94P1E/eT89?= b"},
+        {times(12, "word ") + "end " + times(4, "tail "), ""},
+        {times(40, "\xD1\x81\xD0\xBB\xD0\xBE\xD0\xB2\xD0\xBE "), ""},
+        {times(300, zhe), ""},
+        {times(100, emoji), ""},
+        {times(90, "a" + zhe), ""},
+        {"x " + times(2000, "y") + " z", ""},
+        {zhe + "  two  blanks  " + zhe, ""},
+    };
+    for (const auto& c : cases) {
+        const std::string lines = outgoing::header_text(c.text, 9);
+        EXPECT_TRUE(c.lines.empty() || lines == c.lines) << lines;
+        std::size_t column = 9;
+        for (const char b : lines) {
+            column = b == '\n' ? 0 : column + 1;
+            EXPECT_LE(column, 76u) << lines;
+        }
+        std::string unfolded = lines;
+        std::erase(unfolded, '\n');
+        EXPECT_EQ(rfc1522::decode(unfolded), c.text.substr(0, c.text.find_last_not_of(' ') + 1));
+        for (std::size_t at = 0; (at = lines.find("=?", at)) != std::string::npos;) {
+            const std::size_t end = lines.find("?=", lines.find('?', at + 8) + 1) + 2;
+            EXPECT_LE(end - at, 75u) << lines;
+            EXPECT_EQ(rfc1522::decode(lines.substr(at, end - at)).find("\xEF\xBF\xBD"),
+                      std::string::npos);
+            at = end;
+        }
+    }
+    EXPECT_EQ(outgoing::header_text("\xFF"
+                                    "a\r\n b\x7F",
+                                    0),
+              "=?utf-8?B?77+9YQ==?=   b");
+}
+
+TEST(Outgoing, OtherForms) {
+    EXPECT_EQ(outgoing::extended_parameter("filename", "a b\xD0\x96.pdf"),
+              "filename*=utf-8''a%20b%D0%96.pdf");
+    EXPECT_EQ(outgoing::with_ascii_domains("B <a@b\xC3\xBC.example>, c@d.example"),
+              "B <a@xn--b-eha.example>, c@d.example");
+    EXPECT_EQ(outgoing::folded("a, b", 990), "a, b");
+    EXPECT_EQ(outgoing::folded(times(600, "a,"), 10).find('\n'), 988u);
+    const struct {
+        std::string text;
+        bool needed;
+        std::string encoded;
+    } texts[] = {
+        {"a = b \nc\xC3\xA9\t\n", false, "a =3D b=20\nc=C3=A9=09\n"},
+        {times(998, "a") + "\n" + times(998, "b"), false, ""},
+        {times(999, "a"), true, ""},
+        {"a\r\nb\r", true, "a\nb=0D"},
+        {std::string("a\0b", 3), true, "a=00b"},
+        {times(75, "a") + "=", false, times(75, "a") + "=\n=3D"},
+    };
+    for (const auto& c : texts) {
+        EXPECT_EQ(outgoing::needs_quoted_printable(c.text), c.needed) << c.text;
+        EXPECT_TRUE(c.encoded.empty() || outgoing::quoted_printable(c.text) == c.encoded) << c.text;
+    }
+    for (const char* charset : {"UTF-8", "koi8-r", "iso-2022-jp", "windows-1255", "shift_jis"})
+        EXPECT_TRUE(outgoing::holds_ascii(charset)) << charset;
+    for (const char* charset : {"UTF-16", "UTF-32LE", "EBCDIC-US", "UTF-7", "none"})
+        EXPECT_FALSE(outgoing::holds_ascii(charset)) << charset;
+}
+
+} // namespace
