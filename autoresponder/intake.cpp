@@ -108,20 +108,20 @@ void report_conversion(const char* what, const std::string& charset) {
     report({"Could not convert message ", what, " text from ", charset, " to UTF-8."});
 }
 
-std::string recode_body(std::string body, const std::string& charset) {
+std::string recode_body(std::string body, const std::string& charset, bool flush) {
     if (orvek::is_same_in_both(body, charset, "UTF-8"))
         return body;
     try {
-        return orvek::iconvRecode(body, charset, "UTF-8", true);
+        return orvek::iconvRecode(body, charset, "UTF-8", true, flush);
     } catch (const std::runtime_error&) {
         report_conversion("body", charset);
         return body;
     }
 }
 
-std::string decode_subject(const std::string& raw, const std::string& charset) {
+std::string decode_subject(const std::string& raw, const std::string& charset, bool flush) {
     try {
-        return orvek::rfc1522::decode(raw);
+        return orvek::rfc1522::decode(raw, flush);
     } catch (const std::runtime_error&) {
         report_conversion("subject", charset);
         return {};
@@ -164,8 +164,8 @@ int parse_message(Mail_content* mail) {
             read_standard_input, [&](std::string_view bytes) { copy.write(bytes); },
             expected_size(STDIN_FILENO));
     }
-    return read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), mail,
-                        &header_facts);
+    return read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"),
+                        configured_policy(), mail, &header_facts);
 }
 
 DwString read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected) {
@@ -180,7 +180,8 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
     return std::move(message).text();
 }
 
-int read_content(DwString text, const char* recipient, Mail_content* mail, HeaderFacts* facts) {
+int read_content(DwString text, const char* recipient, const Policy& policy, Mail_content* mail,
+                 HeaderFacts* facts) {
     std::unique_ptr<DwMessage> message = DwMessage::NewMessage(std::exchange(text, DwString()));
     message->Parse();
     const DwHeaders& headers = message->Headers();
@@ -210,8 +211,8 @@ int read_content(DwString text, const char* recipient, Mail_content* mail, Heade
     *facts = read_header_facts(headers);
     // Recoding takes as much memory again; the message has told everything by now.
     message.reset();
-    mail->body.append(recode_body(std::move(body), charset));
-    mail->subject = decode_subject(subject, charset);
+    mail->body.append(recode_body(std::move(body), charset, policy.standard_mail));
+    mail->subject = decode_subject(subject, charset, policy.standard_mail);
     mail->charset = std::move(charset);
     return 0;
 }

@@ -6,6 +6,7 @@
 
 #include "autoresponder/mail_content.h"
 #include "autoresponder/policy/header_facts.h"
+#include "autoresponder/policy/switches.h"
 #include "mimelib/mimelib.h"
 
 #include <cstddef>
@@ -33,7 +34,8 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
 /// The part of parse_message without files and environment: fills `mail` and `facts` from the text
 /// of a message (RFC 822 and MIME), which is let go as soon as it has told everything: a large one
 /// is best handed over. `recipient` is null when there is none. Results as above.
-int read_content(DwString text, const char* recipient, Mail_content* mail, HeaderFacts* facts);
+int read_content(DwString text, const char* recipient, const Policy& policy, Mail_content* mail,
+                 HeaderFacts* facts);
 
 /// First usable mailbox of Reply-To, else of From; null when there is none.
 std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers);

@@ -3,8 +3,10 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/intake.h"
 #include "autoresponder/mail_content.h"
+#include "autoresponder/policy/switches.h"
 #include "autoresponder/process.h"
 #include "autoresponder/responder.h"
+#include "codecs/idn.h"
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
 
@@ -19,6 +21,11 @@ namespace {
 [[noreturn]] void refuse(std::string_view reason) {
     report({reason});
     correct_exit();
+}
+
+bool is_own_mail(const Mail_content& mail) {
+    return configured_policy().standard_mail ? orvek::idn::is_same_address(mail.from, mail.to)
+                                             : mail.from == mail.to;
 }
 
 bool is_mailer_daemon(std::string_view sender) {
@@ -46,7 +53,7 @@ int main(int, char** argv) {
     become_root();
     if (parse_message(&mail) != 0)
         refuse("Abnormal exit.");
-    if (mail.from == mail.to)
+    if (is_own_mail(mail))
         refuse("Field From: equial field To:");
     if (is_mailer_daemon(mail.from))
         refuse("Field From: contains MAILER-DAEMON");

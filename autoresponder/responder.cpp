@@ -14,12 +14,15 @@
 
 namespace {
 
-MysqlConnection open_panel_database() {
+MysqlConnection open_panel_database(const Policy& policy) {
     MysqlConnection connection(db_connect());
     if (!connection) {
         report({"autoresponder: Unable to connect to the mysql database "});
         correct_exit();
     }
+    // The server's "utf8" has no characters beyond U+FFFF: it gives and takes "?" for them.
+    if (policy.standard_mail && mysql_set_character_set(connection.get(), "utf8mb4") != 0)
+        report({"autoresponder: Unable to speak utf8mb4: ", mysql_error(connection.get())});
     return connection;
 }
 
@@ -35,10 +38,10 @@ bool is_to_be_answered(const ReplyContext& context) {
 } // namespace
 
 int db_mail_act(Mail_content* mail) {
-    const EscapedRecipient recipient = escape_recipient(*mail);
-    const MysqlConnection connection = open_panel_database();
-    const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
     const Policy policy = configured_policy();
+    const EscapedRecipient recipient = escape_recipient(*mail);
+    const MysqlConnection connection = open_panel_database(policy);
+    const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
     const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
                                policy, header_facts};
     const bool may_answer = !policy.refuse_automatic || is_to_be_answered(context);

@@ -113,7 +113,7 @@ Figures read_once(std::string& text) {
     if (child == 0) {
         Mail_content mail;
         const double before = cpu_seconds();
-        read_content(DwString(std::move(text)), "box@example.com", &mail, &header_facts);
+        read_content(DwString(std::move(text)), "box@example.com", {}, &mail, &header_facts);
         figures = {cpu_seconds() - before, peak_bytes()};
         _exit(write(ends[1], &figures, sizeof figures) != sizeof figures);
     }

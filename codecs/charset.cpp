@@ -80,23 +80,31 @@ public:
     /// One call of iconv: takes input off the front of `input`, appends what it gave to `output`.
     /// Returns errno, 0 when all went well.
     int step(std::string_view& input, std::string& output) {
-        constexpr std::size_t room = 4096;
-        // Converters of glibc have been known to write a few bytes more than they were offered.
-        std::array<char, room + 64> buffer;
         char* in = const_cast<char*>(input.data());
-        char* out = buffer.data();
         std::size_t in_left = input.size();
-        std::size_t out_left = room;
-        errno = 0;
-        iconv(descriptor_, &in, &in_left, &out, &out_left);
-        const int result = errno;
+        const int result = call(&in, &in_left, output);
         input.remove_prefix(input.size() - in_left);
-        output.append(buffer.data(), room - out_left);
         return result;
     }
 
+    /// Appends what the converter has held back. Returns as step() does.
+    int finish(std::string& output) { return call(nullptr, nullptr, output); }
+
 private:
     static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
+
+    int call(char** in, std::size_t* in_left, std::string& output) {
+        constexpr std::size_t room = 4096;
+        // Converters of glibc have been known to write a few bytes more than they were offered.
+        std::array<char, room + 64> buffer;
+        char* out = buffer.data();
+        std::size_t out_left = room;
+        errno = 0;
+        iconv(descriptor_, in, in_left, &out, &out_left);
+        const int result = errno;
+        output.append(buffer.data(), room - out_left);
+        return result;
+    }
 
     iconv_t descriptor_;
 };
@@ -200,8 +208,8 @@ std::string decode_data(std::string_view encoding, std::string_view data, Compla
 }
 
 /// Decodes a word without blanks: "=?charset?encoding?data?=" and whatever follows it.
-std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded,
-                                Complaints& complaints) {
+std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded, Complaints& complaints,
+                                bool flush) {
     if (w.substr(0, 2) != "=?")
         return std::string(w);
     const std::size_t charset_end = w.find('?', 2);
@@ -228,7 +236,7 @@ std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded,
     const std::string bytes = decode_data(encoding, data, complaints);
     if (!is_same_in_both(bytes, charset, "utf-8"))
         loaded.keep(charset);
-    return iconvRecode(bytes, charset, "utf-8", true).append(trailing);
+    return iconvRecode(bytes, charset, "utf-8", true, flush).append(trailing);
 }
 
 bool is_between_encoded_words(std::string_view text, std::size_t blank, std::size_t word) {
@@ -268,7 +276,7 @@ bool is_same_in_both(std::string_view text, const std::string& from, const std::
 }
 
 std::string iconvRecode(const std::string& text, const std::string& from, const std::string& to,
-                        bool replace_invalid) {
+                        bool replace_invalid, bool flush) {
     if (is_same_in_both(text, from, to))
         return text;
     Conversion conversion(from, to);
@@ -290,6 +298,8 @@ std::string iconvRecode(const std::string& text, const std::string& from, const 
             input.remove_prefix(1);
         result += '?';
     }
+    if (flush && conversion.finish(result) != 0)
+        throw std::runtime_error("Conversion from " + from + " to " + to);
     if (!conversion.close())
         throw std::runtime_error("Closing conversion from " + from + " to utf-8 failed");
     return result;
@@ -302,14 +312,14 @@ std::string base64_decode(const std::string& text) {
 
 namespace rfc1522 {
 
-std::string decode(std::string text) {
+std::string decode(std::string text, bool flush) {
     const std::string_view s = text;
     std::string decoded;
     LoadedCharsets loaded;
     Complaints complaints;
     for (std::size_t word = 0; word != std::string_view::npos;) {
         const std::size_t blank = s.find_first_of(blanks, word);
-        decoded += rfc1522_decode_word(s.substr(word, blank - word), loaded, complaints);
+        decoded += rfc1522_decode_word(s.substr(word, blank - word), loaded, complaints, flush);
         if (blank == std::string_view::npos)
             break;
         word = s.find_first_not_of(blanks, blank);

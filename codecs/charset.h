@@ -16,10 +16,11 @@ bool is_same_in_both(std::string_view text, const std::string& from, const std::
 /// `text`, all of it, NUL bytes included, recoded from one charset to another. The names go to
 /// iconv as they are, those of more than 128 bytes count as unknown. With `replace_invalid` a byte
 /// that is no valid input becomes "?"; without it, and for a sequence that the end of the text cuts
-/// off, std::runtime_error is thrown, as for names that iconv does not know. No shift state is
-/// reset at the end.
+/// off, std::runtime_error is thrown, as for names that iconv does not know. What a converter holds
+/// back until it hears that the text is at its end, a last letter or the way back to ASCII, is lost
+/// unless `flush` is set.
 std::string iconvRecode(const std::string& text, const std::string& from, const std::string& to,
-                        bool replace_invalid);
+                        bool replace_invalid, bool flush = false);
 
 /// Lenient Base64: white space is skipped, other bytes outside the alphabet too, with a diagnostic
 /// on standard error; the first "=" ends the text. Of each kind of diagnostic a text has a hundred,
@@ -30,8 +31,9 @@ namespace rfc1522 {
 
 /// Header text with its encoded words decoded to UTF-8 and the blanks between adjacent encoded
 /// words dropped. Words that are malformed stay as they are, with a diagnostic on standard error.
-/// Text that ends in blanks keeps them. Throws what iconvRecode throws for a word's charset.
-std::string decode(std::string text);
+/// Text that ends in blanks keeps them. Throws what iconvRecode throws for a word's charset;
+/// `flush` is handed on to it.
+std::string decode(std::string text, bool flush = false);
 
 /// UTF-8 text for a header: unchanged when no character needs it, else with everything from the
 /// word of the first such character on as one "Q" encoded word of any length. The result holds no

@@ -73,4 +73,21 @@ std::string emailToAscii(const std::string& address) {
     return address.substr(0, at + 1) + toAscii(address.substr(at + 1));
 }
 
+bool is_same_address(const std::string& a, const std::string& b) {
+    try {
+        return a == b || emailToAscii(a) == emailToAscii(b);
+    } catch (const IdnaError&) {
+        return false;
+    }
+}
+
+std::string other_form(const std::string& domain) {
+    try {
+        std::string ascii = toAscii(domain);
+        return ascii != domain ? ascii : toUtf8(domain);
+    } catch (const IdnaError&) {
+        return domain;
+    }
+}
+
 } // namespace orvek::idn

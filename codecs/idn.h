@@ -31,4 +31,11 @@ std::string toUtf8(const std::string& name);
 /// local part is never converted. Throws as toAscii does.
 std::string emailToAscii(const std::string& address);
 
+/// Whether two addresses are the same, or differ only in the form of their domains.
+bool is_same_address(const std::string& a, const std::string& b);
+
+/// The domain in its other form: in ASCII where it is not, in UTF-8 where that says something else.
+/// The same domain where there is no other, or none that libidn gives.
+std::string other_form(const std::string& domain);
+
 } // namespace orvek::idn

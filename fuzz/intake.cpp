@@ -179,7 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const std::string recipient = "box@example.com";
     Mail_content mail;
     HeaderFacts facts;
-    if (read_content(text, recipient.c_str(), &mail, &facts) == 0)
+    if (read_content(text, recipient.c_str(), {}, &mail, &facts) == 0)
         check_content(mail, facts, recipient);
     else
         require(mail.from.empty() && mail.to.empty() && mail.body.empty(), "refused, untouched");

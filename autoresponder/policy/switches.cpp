@@ -17,5 +17,6 @@ Policy configured_policy() {
     const bool modern = is_on("AUTORESPONDER_MODERN", false);
     return {is_on("AUTORESPONDER_REFUSE_AUTOMATIC", modern),
             is_on("AUTORESPONDER_REPLY_HEADERS", modern),
-            is_on("AUTORESPONDER_NULL_SENDER", modern)};
+            is_on("AUTORESPONDER_NULL_SENDER", modern),
+            is_on("AUTORESPONDER_STANDARD_MAIL", modern)};
 }

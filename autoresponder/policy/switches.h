@@ -12,6 +12,9 @@ struct Policy {
     /// AUTORESPONDER_NULL_SENDER: replies and notices have the null path as envelope sender, so
     /// that nothing bounces back.
     bool null_sender = false;
+    /// AUTORESPONDER_STANDARD_MAIL: what leaves the host keeps to today's standards, and nothing of
+    /// it is lost or garbled.
+    bool standard_mail = false;
 };
 
 /// The envelope sender of mail that must not be bounced (RFC 3834 section 3.3).

@@ -16,7 +16,7 @@ struct Intake {
 Intake take_in(const std::string& message, const char* recipient = "box@example.com") {
     Intake intake{};
     testing::internal::CaptureStderr();
-    intake.status = read_content(DwString(message), recipient, &intake.mail, &intake.facts);
+    intake.status = read_content(DwString(message), recipient, {}, &intake.mail, &intake.facts);
     intake.diagnostics = testing::internal::GetCapturedStderr();
     return intake;
 }

@@ -80,6 +80,12 @@ TEST(Outgoing, OtherForms) {
         EXPECT_EQ(outgoing::needs_quoted_printable(c.text), c.needed) << c.text;
         EXPECT_TRUE(c.encoded.empty() || outgoing::quoted_printable(c.text) == c.encoded) << c.text;
     }
+    // What a converter holds back until it is told of the end: a last letter, the way back to
+    // ASCII.
+    EXPECT_EQ(iconvRecode("\xF9\xEC\xE5\xED", "windows-1255", "UTF-8", true, true),
+              "\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D");
+    EXPECT_EQ(iconvRecode("\xE6\xBC\xA2", "UTF-8", "iso-2022-jp", true, true), "\x1B$B4A\x1B(B");
+    EXPECT_EQ(rfc1522::decode("=?windows-1255?Q?=F9=ED?=", true), "\xD7\xA9\xD7\x9D");
     for (const char* charset : {"UTF-8", "koi8-r", "iso-2022-jp", "windows-1255", "shift_jis"})
         EXPECT_TRUE(outgoing::holds_ascii(charset)) << charset;
     for (const char* charset : {"UTF-16", "UTF-32LE", "EBCDIC-US", "UTF-7", "none"})
