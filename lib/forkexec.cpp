@@ -3,31 +3,47 @@
 #include "lib/product_log.h"
 #include "lib/spawn.h"
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int first_other = STDERR_FILENO + 1;
-
 /// Closes every descriptor from 3 up. A service manager may allow a million of them, so the kernel
 /// is asked to close the whole range where it can.
 void close_all() {
 #ifdef SYS_close_range
-    if (syscall(SYS_close_range, first_other, ~0u, 0) == 0)
+    if (syscall(SYS_close_range, spawn::first_other, ~0u, 0) == 0)
         return;
 #endif
-    for (int fd = first_other, end = getdtablesize(); fd < end; ++fd)
+    for (int fd = spawn::first_other, end = getdtablesize(); fd < end; ++fd)
         close(fd);
+}
+
+/// Makes `from` the descriptors 0, 1 and 2. False with errno set.
+bool place(std::array<int, spawn::first_other> from) {
+    // What lies at another's place is moved out of its way first.
+    for (std::size_t fd = 0; fd < from.size(); ++fd) {
+        if (from[fd] == -1 || from[fd] == static_cast<int>(fd) || from[fd] >= spawn::first_other)
+            continue;
+        from[fd] = fcntl(from[fd], F_DUPFD, spawn::first_other);
+        if (from[fd] == -1)
+            return false;
+    }
+    for (std::size_t fd = 0; fd < from.size(); ++fd) {
+        if (spawn::move_descriptor(from[fd], static_cast<int>(fd)) == -1)
+            return false;
+    }
+    return true;
 }
 
 /// The child of fork_execv_pipes.
 [[noreturn]] void become_with_pipes(int in, int out, int err, const char* path,
                                     const char* const args[]) {
-    if (spawn::move_descriptor(in, STDIN_FILENO) == -1 ||
-        spawn::move_descriptor(out, STDOUT_FILENO) == -1 ||
-        spawn::move_descriptor(err, STDERR_FILENO) == -1) {
+    if (!place({in, out, err})) {
         spawn::tell(STDERR_FILENO, {"fork_execv: dup() failed: ", spawn::error_text(errno), "\n"});
         spawn::end_child();
     }

@@ -3,7 +3,7 @@
 // A program is named by its full path: neither PATH nor the shell plays a part. Argument vectors
 // end with null and begin with the name under which the child sees itself; variadic arguments end
 // with a null pointer. Every child starts with SIGPIPE and SIGXFSZ at their defaults and no signal
-// blocked.
+// blocked. A caller may have any of 0, 1 and 2 closed.
 //
 // Failures of fork, pipe, fcntl and of memory in the parent end the process with status 1 after a
 // message, where nothing else is said. A child that cannot become the program says so on its

@@ -60,9 +60,20 @@ const char* error_text(int error) {
     return text != nullptr ? text : "Unknown error";
 }
 
+Pipe open_pipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1)
+        return {};
+    const Descriptor low_read_end(ends[0]), low_write_end(ends[1]);
+    return {Descriptor(fcntl(ends[0], F_DUPFD_CLOEXEC, first_other)),
+            Descriptor(fcntl(ends[1], F_DUPFD_CLOEXEC, first_other))};
+}
+
 int move_descriptor(int src, int dest) {
-    if (src == dest)
+    if (src == dest) {
+        fcntl(src, F_SETFD, 0); // fails where the caller's is closed, and then it stays so
         return src;
+    }
     if (src == -1)
         src = open("/dev/null", O_RDWR);
     // It may have been opened right where it belongs.

@@ -3,6 +3,8 @@
 // popen_exec).
 #pragma once
 
+#include "base/owned.h"
+
 #include <array>
 #include <csignal>
 #include <cstdarg>
@@ -15,6 +17,9 @@ namespace spawn {
 
 /// Status with which a child ends that could not become the program.
 inline constexpr int exec_failed = 255;
+
+/// The first descriptor behind the standard ones.
+inline constexpr int first_other = 3;
 
 /// Milliseconds after which a silent pipe has the child looked at.
 inline constexpr int poll_interval = 1000;
@@ -46,8 +51,19 @@ void tell(int fd, std::initializer_list<const char*> pieces);
 /// strerror's text, untranslated.
 const char* error_text(int error);
 
-/// In the child: moves `src` to `dest`; -1 stands for /dev/null. Returns `dest`, or -1 with errno
-/// set.
+/// A pipe to a child. Both ends close on exec, and neither is 0, 1 or 2: where the caller has
+/// closed one of those, a pipe end there would be taken for what the child is to have there.
+struct Pipe {
+    Descriptor read_end, write_end;
+
+    explicit operator bool() const { return read_end && write_end; }
+};
+
+/// Opens one; false with errno set.
+Pipe open_pipe();
+
+/// In the child: moves `src` to `dest`, where it is to stay on exec; -1 stands for /dev/null.
+/// Returns `dest`, or -1 with errno set.
 int move_descriptor(int src, int dest);
 
 /// Closes a descriptor held in a variable and sets the variable to -1.

@@ -102,13 +102,13 @@ int collect(pid_t pid, std::span<Capture> streams) {
 /// A pipe for the child to write into: its read end becomes the stream's and does not block, its
 /// write end is returned.
 int open_stream(Capture& stream) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1)
+    spawn::Pipe pipe = spawn::open_pipe();
+    if (!pipe)
         messlog2(1, 1, "fork_execv_getouterr: pipe() failed");
-    if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == -1)
+    if (fcntl(pipe.read_end.get(), F_SETFL, O_NONBLOCK) == -1)
         messlog2(1, 1, "fork_execv_getouterr: fcntl(O_NONBLOCK) failed");
-    stream.fd = ends[0];
-    return ends[1];
+    stream.fd = pipe.read_end.release();
+    return pipe.write_end.release();
 }
 
 } // namespace
@@ -246,22 +246,20 @@ int judge(int status, const char* path, const char* text) {
 
 int fork_execvv_getoutput(char** output, const char* path, const char* const args[]) {
     *output = nullptr;
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1)
+    spawn::Pipe both = spawn::open_pipe();
+    if (!both)
         messlog2(1, 1, "fork_execvv_getoutput pipe():\n%s", std::strerror(errno));
-    const Descriptor read_end(ends[0]);
-    Descriptor write_end(ends[1]);
     const pid_t pid = fork();
     if (pid == -1)
         messlog2(1, 1, "Cannot fork():\n%s", std::strerror(errno));
     if (pid == 0)
-        become_with_output(write_end.get(), path, args);
-    write_end.reset();
-    fcntl(read_end.get(), F_SETFL, O_NONBLOCK);
+        become_with_output(both.write_end.get(), path, args);
+    both.write_end.reset();
+    fcntl(both.read_end.get(), F_SETFL, O_NONBLOCK);
 
     int status = 0;
     pid_t ended;
-    MallocedText text = read_output(read_end.get(), pid, &status, ended);
+    MallocedText text = read_output(both.read_end.get(), pid, &status, ended);
     if (ended == 0)
         ended = wait_for(pid, &status, WUNTRACED);
     const int result = ended == -1 ? -1 : judge(status, path, text.get());

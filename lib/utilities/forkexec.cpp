@@ -2,14 +2,12 @@
 #include "lib/utilities/forkexec.h"
 
 #include "base/io.h"
-#include "base/owned.h"
 #include "lib/product_log.h"
 #include "lib/spawn.h"
 
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -53,19 +51,17 @@ int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const arg
         messlog2(0, 0, "values 0,1,2 not allowed for variables fd_in & fd_out\n");
         return -1;
     }
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1)
+    spawn::Pipe errors = spawn::open_pipe();
+    if (!errors)
         messlog2(1, 1, "fork_exec_fd pipe(): %s", std::strerror(errno));
-    Descriptor read_end(ends[0]);
-    Descriptor write_end(ends[1]);
     const pid_t pid = fork();
     if (pid == -1)
         messlog2(1, 1, "Error occured during fork():\n%s", std::strerror(errno));
     if (pid == 0)
-        become_with_descriptors(fd_in, fd_out, write_end.get(), path, args);
-    write_end.reset();
-    log_until_end(read_end.get());
-    read_end.reset();
+        become_with_descriptors(fd_in, fd_out, errors.write_end.get(), path, args);
+    errors.write_end.reset();
+    log_until_end(errors.read_end.get());
+    errors.read_end.reset();
 
     int status = 0;
     if (wait_for(pid, &status, WUNTRACED) == -1)

@@ -46,6 +46,12 @@ protected:
     }
 };
 
+std::string content(const Descriptor& file) {
+    char text[4096];
+    const ssize_t count = pread(file.get(), text, sizeof text, 0);
+    return {text, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+}
+
 /// What a run of fork_execv_pipes gives: the child's standard output.
 std::string child_output(const char* path, const char* const args[], int in = -1) {
     const Descriptor out(memfd_create("out", 0));
@@ -53,10 +59,7 @@ std::string child_output(const char* path, const char* const args[], int in = -1
     int status = 0;
     waitpid(fork_execv_pipes(in, dup(out.get()), -1, path, args), &status, 0);
     EXPECT_EQ(errno, ENOTTY);
-    char text[4096];
-    const ssize_t count = pread(out.get(), text, sizeof text, 0);
-    return std::string(text, static_cast<std::size_t>(std::max<ssize_t>(count, 0))) +
-           std::to_string(WEXITSTATUS(status));
+    return content(out) + std::to_string(WEXITSTATUS(status));
 }
 
 TEST_F(Processes, CleanChildren) {
@@ -146,6 +149,89 @@ TEST_F(Processes, Captured) {
         EXPECT_EQ(take(out), std::string(size, '0'));
         EXPECT_EQ(popen_exec_getoutput(&out, (script + "\nkill -9 $$").c_str()), 0);
         EXPECT_EQ(take(out), std::string(size, '0'));
+    }
+}
+
+// A caller without some of 0, 1 and 2 finds the pipes that it opens at those numbers.
+TEST_F(Processes, CallerWithClosedDescriptors) {
+    constexpr int file = 9; // open in the caller and in most children
+    const Script failing("printf out 2>/dev/null; printf err >&2; exit 3");
+    const Script sound("printf out; printf err >&2");
+    const struct {
+        const char* name;
+        std::function<int(char*& out, char*& err)> call;
+        std::string result; // and both texts, and what is in the file
+    } members[] = {
+        {"getouterr",
+         [&](char*& out, char*& err) { return fork_execv_getouterr(&out, &err, sh, failing.args); },
+         "3 out err "},
+        {"getout", [&](char*& out, char*&) { return fork_execv_getout(&out, sh, failing.args); },
+         "3 out - "},
+        {"getoutput",
+         [&](char*& out, char*&) { return fork_execvv_getoutput(&out, sh, sound.args); },
+         "0 outerr - "},
+        {"log", [&](char*&, char*&) { return fork_execv_log(sh, failing.args, 0); }, "3 - - "},
+        {"fd", [&](char*&, char*&) { return fork_execv_fd(file, file, sh, failing.args); },
+         "3 - - out"},
+        {"null device",
+         [&](char*&, char*&) {
+             return fork_execv(sh, "-c", "printf out && printf err >&2 && exit 3", END);
+         },
+         "3 - - "},
+        {"do_exec", [&](char*&, char*&) { return do_exec(sh, failing.args) >> 8; }, "3 - - "},
+        {"pipes",
+         [&](char*&, char*&) {
+             int status = 0;
+             waitpid(fork_execv_pipes(-1, dup(file), -1, sh, sound.args), &status, 0);
+             return status;
+         },
+         "0 - - out"},
+        {"own pipe",
+         [&](char*&, char*&) {
+             int ends[2], status = 0;
+             EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+             EXPECT_EQ(write(ends[1], "given", 5), 5);
+             close(ends[1]);
+             const char* const cat[] = {"cat", nullptr};
+             waitpid(fork_execv_pipes(ends[0], dup(file), -1, "/bin/cat", cat), &status, 0);
+             return status;
+         },
+         "0 - - given"},
+        {"shell, input",
+         [&](char*&, char*&) { return popen_exec_with_input("cat >&9; exit 3", "given"); },
+         "3 - - given"},
+        {"shell, output",
+         [&](char*& out, char*&) { return popen_exec_getoutput(&out, failing.args[2]); },
+         "3 out - "},
+        {"shell, logged", [&](char*&, char*&) { return popen_exec(failing.args[2]); }, "3 - - "},
+    };
+    for (const auto& member : members) {
+        std::string whole[3]; // what came on 1 and 2 with nothing closed
+        for (int closed = 0; closed < 8; ++closed) {
+            const Descriptor streams[] = {Descriptor(memfd_create("in", 0)),
+                                          Descriptor(memfd_create("out", 0)),
+                                          Descriptor(memfd_create("err", 0))};
+            const Descriptor taken(memfd_create("file", 0)), texts(memfd_create("texts", 0));
+            exit_status_of([&] {
+                dup2(taken.get(), file);
+                for (int fd = 0; fd < 3; ++fd) {
+                    dup2(streams[fd].get(), fd);
+                    if (closed >> fd & 1)
+                        close(fd);
+                }
+                char *out = nullptr, *err = nullptr;
+                const int result = member.call(out, err);
+                dprintf(texts.get(), "%d %s %s ", result, out ? out : "-", err ? err : "-");
+            });
+            EXPECT_EQ(content(texts) + content(taken), member.result) << member.name << closed;
+            for (int fd = 1; fd < 3; ++fd) {
+                const std::string came =
+                    std::regex_replace(content(streams[fd]), std::regex("\nSystem error.*"), "");
+                if (closed == 0)
+                    whole[fd] = came;
+                EXPECT_EQ(came, closed >> fd & 1 ? "" : whole[fd]) << member.name << closed;
+            }
+        }
     }
 }
 
@@ -240,9 +326,7 @@ TEST_F(Processes, Logged) {
         EXPECT_EQ(std::regex_replace(output.err, varying, "$1 N"), c.err + c.message);
         EXPECT_EQ(take(text), "(null)") << c.message;
     }
-    char taken[16] = {};
-    EXPECT_EQ(pread(output_file.get(), taken, sizeof taken, 0), 5);
-    EXPECT_STREQ(taken, "given");
+    EXPECT_EQ(content(output_file), "given");
 }
 
 // A caller that has its children reaped by the kernel cannot know how they ended.
