@@ -39,6 +39,13 @@ pid_t start_sendmail(int input, const std::string& envelope_sender, const std::s
 
 } // namespace
 
+bool is_safe_argument(const std::string& text) {
+    if (!text.starts_with('-'))
+        return true;
+    report({"autoresponder: Address looks like an option: ", text});
+    return false;
+}
+
 void deliver_reply(const Mail_content& mail, const Policy& policy) {
     try {
         Descriptor reply = open_reply_file();
@@ -55,6 +62,8 @@ void deliver_reply(const Mail_content& mail, const Policy& policy) {
 
 void deliver_notice(const std::string& envelope_sender, const std::string& recipient,
                     const std::string& text) {
+    if (!is_safe_argument(envelope_sender) || !is_safe_argument(recipient))
+        return;
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) == -1) {
         report_system_error({"autoresponder: Failed to create pipe to sendmail to notify about "

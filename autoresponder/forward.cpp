@@ -14,13 +14,13 @@
 
 namespace {
 
-/// The rule's addresses in the server's order, as stored.
+/// The rule's addresses in the server's order, as stored, but for those that sendmail must not see.
 std::vector<std::string> forward_addresses(MYSQL* connection, const std::string& rule) {
     const MysqlResult rows = run_query_or_exit(
         connection, concat({"select address from resp_forward where rn_id=", rule}));
     std::vector<std::string> addresses;
     while (const std::optional<Row> row = next_row(rows)) {
-        if (!row->is_null(0))
+        if (!row->is_null(0) && is_safe_argument(row->text(0)))
             addresses.push_back(row->text(0));
     }
     return addresses;

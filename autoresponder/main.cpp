@@ -3,6 +3,7 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/intake.h"
 #include "autoresponder/mail_content.h"
+#include "autoresponder/policy/refusal.h"
 #include "autoresponder/policy/switches.h"
 #include "autoresponder/process.h"
 #include "autoresponder/responder.h"
@@ -12,14 +13,16 @@
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
+#include <string>
 #include <string_view>
 #include <unistd.h>
 
 namespace {
 
 /// A delivery that is done although nobody gets an answer: says why and leaves the normal way.
-[[noreturn]] void refuse(std::string_view reason) {
-    report({reason});
+[[noreturn]] void refuse(std::initializer_list<std::string_view> reason) {
+    report(reason);
     correct_exit();
 }
 
@@ -34,6 +37,11 @@ bool is_mailer_daemon(std::string_view sender) {
     return std::any_of(names.begin(), names.end(), [sender](std::string_view name) {
         return sender.find(name) != std::string_view::npos;
     });
+}
+
+/// RFC 5321 section 4.5.3.1: no mail reaches such an address, and no column needs room for it.
+bool is_too_long(std::string_view sender) {
+    return sender.size() > 254 || sender.rfind('@') > 64;
 }
 
 // A process that is not allowed to become root goes on as whoever it is.
@@ -52,11 +60,16 @@ int main(int, char** argv) {
     Mail_content mail;
     become_root();
     if (parse_message(&mail) != 0)
-        refuse("Abnormal exit.");
+        refuse({"Abnormal exit."});
     if (is_own_mail(mail))
-        refuse("Field From: equial field To:");
+        refuse({"Field From: equial field To:"});
     if (is_mailer_daemon(mail.from))
-        refuse("Field From: contains MAILER-DAEMON");
+        refuse({"Field From: contains MAILER-DAEMON"});
+    if (is_too_long(mail.from))
+        refuse({"Field From: address is too long"});
+    if (const std::string sign = bounce_reason(mail, header_facts);
+        !sign.empty() && configured_policy().refuse_automatic)
+        refuse({"autoresponder: Neither answered nor forwarded: ", sign});
 
     db_mail_act(&mail);
     correct_exit();

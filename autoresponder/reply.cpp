@@ -233,19 +233,9 @@ void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context
     reply.write("\n\n\n");
 }
 
-/// A sender that sendmail would take for one of its options is not handed to it.
-bool is_safe_recipient(const std::string& sender) {
-    if (sender.front() != '-')
-        return true;
-    report({"autoresponder: Sender address looks like an option: ", sender});
-    return false;
-}
-
 } // namespace
 
 void send_reply(const ResponderRule& rule, const ReplyContext& context) {
-    if (!is_safe_recipient(context.mail.from))
-        return;
     const std::string boundary = makeBoundaryStr();
     Descriptor created = create_reply_file();
     const AttachmentNames attachments = look_for_attachments(rule, context);

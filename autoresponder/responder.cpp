@@ -1,5 +1,6 @@
 #include "autoresponder/responder.h"
 
+#include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/forward.h"
 #include "autoresponder/limiter.h"
@@ -28,6 +29,10 @@ MysqlConnection open_panel_database(const Policy& policy) {
 
 /// Says so when not.
 bool is_to_be_answered(const ReplyContext& context) {
+    if (!is_safe_argument(context.mail.from))
+        return false;
+    if (!context.policy.refuse_automatic)
+        return true;
     const std::string reason =
         refusal_reason(context.mail, context.facts, context.mailbox, context.connection);
     if (!reason.empty())
@@ -44,14 +49,14 @@ int db_mail_act(Mail_content* mail) {
     const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
     const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
                                policy, header_facts};
-    const bool may_answer = !policy.refuse_automatic || is_to_be_answered(context);
+    const bool may_answer = is_to_be_answered(context);
 
     const MysqlResult rows = query_rules(connection.get(), mailbox.id);
     while (const std::optional<ResponderRule> rule = next_rule(rows)) {
         if (!is_on(*rule) || !trigger_matches(*rule, *mail))
             continue;
-        if (may_answer &&
-            !can_response_freq(connection.get(), mail, rule->id, rule->ans_freq, rule->mem_limit))
+        // What is not answered counts as well: a forward that leads back here would never end.
+        if (!can_response_freq(connection.get(), mail, rule->id, rule->ans_freq, rule->mem_limit))
             continue;
         forward(connection.get(), mail, rule->id);
         if (may_answer)

@@ -27,7 +27,7 @@ std::string next_word(Scanner& scanner, std::string_view stops) {
 
 std::string first_word(std::string_view body) {
     Scanner scanner(body);
-    return next_word(scanner, ";(");
+    return next_word(scanner, ",;(");
 }
 
 // The signs, each for the body of one field: a reason, or nothing.
@@ -54,6 +54,10 @@ std::string suppress_sign(std::string_view body) {
             scanner.take();
     } while (!scanner.at_end());
     return {};
+}
+
+std::string spam_sign(std::string_view body) {
+    return first_word(body) == "yes" ? "A spam filter says so" : "";
 }
 
 std::string content_type_sign(std::string_view body) {
@@ -91,9 +95,11 @@ std::string field_sign(std::string_view name, std::string_view body) {
         std::string_view name;
         std::string (*sign)(std::string_view body);
     } fields[] = {
-        {"auto-submitted", auto_submitted_sign},     {"precedence", precedence_sign},
-        {"x-auto-response-suppress", suppress_sign}, {"content-type", content_type_sign},
-        {"return-path", return_path_sign},
+        {"auto-submitted", auto_submitted_sign},
+        {"precedence", precedence_sign},
+        {"x-auto-response-suppress", suppress_sign},
+        {"x-spam-flag", spam_sign},
+        {"x-spam-status", spam_sign},
     };
     for (const auto& field : fields) {
         if (equals_ignoring_case(name, field.name))
@@ -102,13 +108,37 @@ std::string field_sign(std::string_view name, std::string_view body) {
     return list_sign(name);
 }
 
+std::string bounce_field_sign(std::string_view name, std::string_view body) {
+    if (equals_ignoring_case(name, "content-type"))
+        return content_type_sign(body);
+    return equals_ignoring_case(name, "return-path") ? return_path_sign(body) : "";
+}
+
+std::string first_sign(const DwHeaders& headers,
+                       std::string (*sign_of)(std::string_view name, std::string_view body)) {
+    for (DwFieldReader field(headers.AsString().view()); field.Next();) {
+        std::string sign = sign_of(field.Name(), field.Body());
+        if (!sign.empty())
+            return sign;
+    }
+    return {};
+}
+
 } // namespace
 
 std::string automatic_sign(const DwHeaders& headers) {
-    for (DwFieldReader field(headers.AsString().view()); field.Next();) {
-        std::string sign = field_sign(field.Name(), field.Body());
-        if (!sign.empty())
-            return sign;
+    return first_sign(headers, field_sign);
+}
+
+std::string bounce_sign(const DwHeaders& headers) {
+    return first_sign(headers, bounce_field_sign);
+}
+
+std::string daemon_sign(const std::string& sender) {
+    const std::string lower = to_lower(sender);
+    for (const std::string_view daemon : {"mailer-daemon", "drweb-daemon"}) {
+        if (lower.find(daemon) != std::string::npos)
+            return concat({"From or Reply-To contains ", daemon});
     }
     return {};
 }
@@ -120,9 +150,8 @@ std::string plain_local_part(const std::string& address) {
 }
 
 std::string sender_sign(const std::string& sender) {
-    static constexpr Words<8> programs = {"mailer-daemon", "postmaster", "listserv",
-                                          "majordomo",     "noreply",    "no-reply",
-                                          "do-not-reply",  "donotreply"};
+    static constexpr Words<7> programs = {"postmaster", "listserv",     "majordomo", "noreply",
+                                          "no-reply",   "do-not-reply", "donotreply"};
     static constexpr Words<4> endings = {"-request", "-owner", "-bounces", "-noreply"};
     const std::string local = plain_local_part(sender);
     if (is_one_of(programs, local))

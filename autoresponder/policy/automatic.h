@@ -6,10 +6,16 @@
 
 #include <string>
 
-/// Why the header says that no person wrote this mail: a short text that names the field and holds
-/// nothing of its content but known words (RFC 3834, RFC 2369, RFC 2919, RFC 3462). Empty for an
-/// ordinary mail.
+/// Why the header says that no person wrote this mail, or that it is spam: a short text that names
+/// the field and holds nothing of its content but known words (RFC 3834, RFC 2369, RFC 2919). Empty
+/// for an ordinary mail.
 std::string automatic_sign(const DwHeaders& headers);
+
+/// The same for a bounce: a null Return-Path, or a report (RFC 5321 section 4.5.5, RFC 3462).
+std::string bounce_sign(const DwHeaders& headers);
+
+/// The same for a mailer daemon's name in the sender, in any case.
+std::string daemon_sign(const std::string& sender);
 
 /// The same for the sender's local part, by which many programs and lists can be told.
 std::string sender_sign(const std::string& sender);

@@ -6,5 +6,5 @@
 HeaderFacts header_facts;
 
 HeaderFacts read_header_facts(const DwHeaders& headers) {
-    return {automatic_sign(headers), read_thread(headers)};
+    return {automatic_sign(headers), bounce_sign(headers), read_thread(headers)};
 }

@@ -19,6 +19,8 @@ struct MailThread {
 struct HeaderFacts {
     /// Why the header says that no person wrote this mail; empty for an ordinary one.
     std::string automatic;
+    /// Why the header says that it is a bounce; empty for any other mail.
+    std::string bounce;
     /// From Message-ID, References and In-Reply-To.
     MailThread thread;
 };

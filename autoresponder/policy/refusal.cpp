@@ -45,6 +45,10 @@ bool is_address_of(const MailboxNames& names, const std::string& address) {
 
 } // namespace
 
+std::string bounce_reason(const Mail_content& mail, const HeaderFacts& facts) {
+    return facts.bounce.empty() ? daemon_sign(mail.from) : facts.bounce;
+}
+
 std::string refusal_reason(const Mail_content& mail, const HeaderFacts& facts,
                            const ResolvedMailbox& mailbox, MYSQL* connection) {
     if (!facts.automatic.empty())

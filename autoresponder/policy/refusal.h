@@ -8,6 +8,10 @@
 #include <mysql.h>
 #include <string>
 
+/// Why `mail` is a bounce, which is neither answered nor forwarded nor counted: whatever comes of
+/// it would come back. Empty for any other mail.
+std::string bounce_reason(const Mail_content& mail, const HeaderFacts& facts);
+
 /// Why `mail` is not to be answered: a sign that no person wrote it (automatic.h), or a sender that
 /// is the recipient or, by any of its names, the mailbox itself. Empty when it is to be answered.
 /// Looks up the mailbox's aliases; a failed statement ends the process through correct_exit, with

@@ -9,7 +9,9 @@
 namespace {
 
 std::string sign_of(const std::string& header) {
-    return automatic_sign(DwHeaders(DwString(header)));
+    const DwHeaders headers{DwString(header)};
+    const std::string bounce = bounce_sign(headers);
+    return bounce.empty() ? automatic_sign(headers) : bounce;
 }
 
 TEST(Automatic, SignsInTheHeader) {
@@ -47,6 +49,10 @@ TEST(Automatic, SignsInTheHeader) {
         {"Content-Type: text/report\nContent-Type: multipart\n", ""},
         {"Return-Path: <>\n", "Return-Path is null"},
         {"Return-Path: ( ) < >\n", "Return-Path is null"},
+        {"Auto-Submitted: auto-replied\nReturn-Path: <>\n", "Return-Path is null"},
+        {"X-Spam-Flag: NO\nX-Spam-Status: No, score=1.0\nX-Spam: yes\n", ""},
+        {"X-Spam-Flag: YES\n", "A spam filter says so"},
+        {"X-Spam-Status: Yes, score=9.1 required=5.0\n", "A spam filter says so"},
         {"Return-Path: <joe@example.org>\nReturn-Path:\n", ""},
     };
     for (const auto& c : cases)
@@ -58,7 +64,7 @@ TEST(Automatic, SignsInTheSender) {
         const char* sender;
         bool automatic;
     } cases[] = {
-        {"Mailer-Daemon@x", true},       {"postmaster@x", true},       {"LISTSERV@x", true},
+        {"Mailer-Daemon@x", false},      {"postmaster@x", true},       {"LISTSERV@x", true},
         {"majordomo@x", true},           {"noreply@x", true},          {"No-Reply@x", true},
         {"do-not-reply@x", true},        {"donotreply@x", true},       {"\"noreply\"@x", true},
         {"owner-talk@x", true},          {"talk-request@x", true},     {"talk-owner@x", true},
@@ -70,6 +76,9 @@ TEST(Automatic, SignsInTheSender) {
     for (const auto& c : cases)
         EXPECT_EQ(!sender_sign(c.sender).empty(), c.automatic) << c.sender;
     EXPECT_EQ(sender_sign("No-Reply@x"), "From or Reply-To is no-reply");
+    EXPECT_EQ(daemon_sign("x-Mailer-Daemon@y"), "From or Reply-To contains mailer-daemon");
+    EXPECT_EQ(daemon_sign("joe@DrWeb-Daemon.y"), "From or Reply-To contains drweb-daemon");
+    EXPECT_EQ(daemon_sign("mailer@daemon"), "");
 }
 
 MailThread thread_of(const std::string& header) {

@@ -24,17 +24,42 @@ class Policy(PanelCase):
             for name in names:
                 conf.write(f"AUTORESPONDER_{name} {value}\n")
 
-    def test_refused_mail_is_forwarded_and_not_counted(self) -> None:
-        self.rule(1, forward=["boss@example.org"], attach=["gone"])
+    def test_refused_mail_is_forwarded_within_the_limit(self) -> None:
+        self.rule(1, forward=["boss@example.org"], attach=["gone"], ans_freq="2")
         self.rule(2)
         self.rule(3, forward=["boss@example.org"], ans_freq="0")
         self.rule(4, forward=["nobody@example.org"], keystr="x", key_where="subj")
         self.switch_on("REFUSE_AUTOMATIC")
-        run = self.deliver(mail(headers="List-Id: x\n"))
-        self.assertEqual((run.status, run.out, run.leftovers), (0, "", []))
-        self.assertEqual(run.err, REFUSED.format("List-Id is present"))
-        self.assertEqual([call.args[2:] for call in run.calls], [[BOX, "boss@example.org"]] * 2)
-        self.assertEqual(self.database.rows("select * from resp_freq"), [])
+        for forwards in (1, 1, 0):
+            run = self.deliver(mail(headers="List-Id: x\n"))
+            self.assertEqual((run.status, run.out, run.leftovers), (0, "", []))
+            self.assertEqual(run.err, REFUSED.format("List-Id is present"))
+            self.assertEqual([call.args[2:] for call in run.calls],
+                             [[BOX, "boss@example.org"]] * forwards)
+        self.assertEqual(self.database.rows("select rn_id, num from resp_freq order by 1"),
+                         [["1", "2"], ["2", "3"]])
+
+    def test_a_storm_ends(self) -> None:
+        """A rule that forwards to its own mailbox, and bounces of what it forwards."""
+        self.rule(forward=[BOX], ans_freq="5")
+        self.switch_on("REFUSE_AUTOMATIC")
+        message, runs = mail(headers="Precedence: list\n").encode(), 0
+        while message:
+            run = self.deliver(message)
+            message = b"".join(call.message for call in run.calls)
+            runs += 1
+            self.assertLessEqual(runs, 6)
+        self.assertEqual(runs, 6)
+        for sender, headers, sign in (
+            (SENDER, "Return-Path: <>\n", "Return-Path is null"),
+            (SENDER, "Precedence: list\nContent-Type: multipart/report\n",
+             "Content-Type is multipart/report"),
+            ("Mailer-Daemon@host.test", "", "From or Reply-To contains mailer-daemon"),
+        ):
+            self.database.execute("truncate resp_freq")
+            self.assert_silent(self.deliver(mail(headers=headers, sender=sender)),
+                               f"autoresponder: Neither answered nor forwarded: {sign}\n")
+            self.assertEqual(self.database.rows("select * from resp_freq"), [])
 
     def test_who_is_refused(self) -> None:
         self.rule(ans_freq="1000")

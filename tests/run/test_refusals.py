@@ -3,10 +3,11 @@
 import os
 import subprocess
 
-from support.case import BOX, PanelCase, mail
+from support.case import BOX, SENDER, PanelCase, mail
 
 ABNORMAL = "Abnormal exit.\n"
 NO_SENDER = "Could not get sender's e-mail address from Reply-To: or From: headers.\n"
+OPTION = "autoresponder: Address looks like an option: {}\n"
 NOT_CONNECTED = "autoresponder: Unable to connect to the mysql database \n"
 
 
@@ -45,12 +46,47 @@ class Refusals(PanelCase):
         self.assert_answered(self.deliver(mail(sender="Mailer-Daemon@host.test")))
 
     def test_sender_that_looks_like_an_option(self) -> None:
+        """Is refused: no reply, and a forward within the limit."""
+        self.rule(id=2, forward=["boss@example.org"], ans_freq="1")
+        for forwards in (1, 0):
+            run = self.deliver(mail(sender="-oQ/tmp@client.example"))
+            self.assertEqual((run.status, run.err, run.leftovers),
+                             (0, OPTION.format("-oQ/tmp@client.example"), []))
+            self.assertEqual([call.args[3:] for call in run.calls],
+                             [["boss@example.org"]] * forwards)
+
+    def test_addresses_that_look_like_options(self) -> None:
+        evil = "-C/var/qmail/mailnames/example.com/sales/@attachments"
+        self.rule(id=2, forward=[evil, "a@example.org", "-"], attach=["gone"])
+        self.rule(id=3, forward=[evil])
+        for change, said, notices in (
+            ("do 0", 0, 1), (f"update clients set email = '{evil}'", 1, 0),
+            (f"update clients set email = 'a@x.test'; insert into misc values ('admin_email', '{evil}')",
+             1, 0),
+        ):
+            self.database.execute(change)
+            run = self.deliver()
+            self.assertEqual((run.status, run.err),
+                             (0, OPTION.format(evil) + OPTION.format("-")
+                              + OPTION.format(evil) * (said + 1)))
+            self.assertEqual([call.args[3:] for call in run.calls],
+                             [[SENDER], ["a@example.org"], *[["anna@alpha.test"]] * notices,
+                              [SENDER], [SENDER]])
+
+    def test_senders_that_no_mail_can_reach(self) -> None:
         self.rule(id=2, forward=["boss@example.org"])
-        run = self.deliver(mail(sender="-oQ/tmp@client.example"))
-        line = "autoresponder: Sender address looks like an option: -oQ/tmp@client.example\n"
-        self.assertEqual((run.status, run.err), (0, line * 2))
-        self.assertEqual([call.args[3:] for call in run.calls], [["boss@example.org"]])
-        self.assertEqual(run.leftovers, [])
+        domain = ".".join(["d" * 60] * 4)  # 243 octets
+        for sender, fits in (("a" * 64 + "@client.example", True), ("b" * 10 + "@" + domain, True),
+                             ("a" * 65 + "@client.example", False),
+                             ("c" * 11 + "@" + domain, False)):
+            with self.subTest(sender):
+                self.database.listen()
+                run = self.deliver(mail(sender=sender))
+                if fits:
+                    self.assert_answered(run, 3)
+                else:
+                    self.assert_silent(run, "Field From: address is too long\n")
+                    self.assertEqual(self.database.heard(), [])
 
     def test_diagnostics_that_nobody_reads(self) -> None:
         read_end, write_end = os.pipe()
