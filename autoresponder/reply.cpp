@@ -31,6 +31,21 @@ namespace {
 constexpr char size_limit_path[] = "/var/qmail/control/databytes";
 constexpr std::size_t max_subject = 999;
 
+/// The size of a reply where the mail system has no limit: none takes more, and an attachment that
+/// is all hole costs its owner nothing, but every mail hours.
+constexpr std::uint64_t ceiling = std::uint64_t{1} << 30;
+
+/// The most bytes that a reply may have.
+std::uint64_t size_limit() {
+    const File file(std::fopen(size_limit_path, "re"));
+    char* text = nullptr;
+    std::size_t size = 0;
+    const bool is_read = file && getdelim(&text, &size, '\0', file.get()) != -1;
+    const MallocedText owner(text);
+    const std::int32_t limit = is_read ? decimal_number(text) : 0;
+    return limit > 0 ? static_cast<std::uint64_t>(limit) : ceiling;
+}
+
 struct AttachmentNames {
     /// Existing files, in the order of the database.
     std::vector<std::string> found;
@@ -123,8 +138,8 @@ std::size_t size_of(int fd) {
     return fstat(fd, &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
-/// The file in Base64, a line for every 45 bytes. Read and written many lines at a time. A file
-/// that keeps growing ends where it ended at first.
+/// The file in Base64, a line for every 45 bytes. Read and written many lines at a time, until the
+/// reply takes no more. A file that keeps growing ends where it ended at first.
 void write_encoded(int fd, ReplyFile& reply) {
     constexpr std::size_t bytes_per_line = 45;
     constexpr std::size_t line_length = 60;
@@ -132,7 +147,10 @@ void write_encoded(int fd, ReplyFile& reply) {
     std::vector<unsigned char> bytes(bytes_per_line * lines_per_block);
     std::vector<char> lines((line_length + 1) * lines_per_block + 1);
     std::size_t left = size_of(fd);
-    while (const std::size_t count = read_fully(fd, bytes.data(), std::min(left, bytes.size()))) {
+    while (reply.takes_more()) {
+        const std::size_t count = read_fully(fd, bytes.data(), std::min(left, bytes.size()));
+        if (count == 0)
+            break;
         left -= count;
         std::size_t length = 0;
         for (std::size_t at = 0; at < count; at += bytes_per_line) {
@@ -170,8 +188,8 @@ void write_chosen_headers(const ReplyContext& context, ReplyFile& reply) {
 /// Writes the whole reply; see the layout of replies in docs/DESIGN.md.
 void write_reply(const ResponderRule& rule, const ReplyContext& context,
                  const std::vector<std::string>& attachments, const std::string& boundary,
-                 const std::string& subject) {
-    ReplyFile reply;
+                 const std::string& subject, std::uint64_t limit) {
+    ReplyFile reply(limit);
     const Mail_content& mail = context.mail;
     const bool multipart = !attachments.empty();
     if (!rule.reply_to.empty())
@@ -199,26 +217,14 @@ void write_reply(const ResponderRule& rule, const ReplyContext& context,
         reply.line({"--", boundary, "--"});
 }
 
-/// The mail system's limit on the size of a message in bytes; 0 or less for none.
-std::int32_t size_limit() {
-    const File file(std::fopen(size_limit_path, "re"));
-    std::string token;
-    if (!file)
-        return 0;
-    // A number longer than this is out of range however it goes on.
-    std::array<char, 64> text = {};
-    if (std::fscanf(file.get(), "%63s", text.data()) == 1)
-        token = text.data();
-    return decimal_number(token);
-}
-
-bool is_oversize(std::int32_t limit) {
+bool is_oversize(std::uint64_t limit) {
     struct stat status;
-    return limit > 0 && stat(resp_uu_file_name, &status) == 0 && status.st_size > limit;
+    return stat(resp_uu_file_name, &status) == 0 &&
+           static_cast<std::uint64_t>(status.st_size) > limit;
 }
 
 void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context) {
-    ReplyFile reply;
+    ReplyFile reply(ceiling);
     const Mail_content& mail = context.mail;
     if (!rule.reply_to.empty())
         reply.line({"Reply-To: ", rule.reply_to});
@@ -241,9 +247,11 @@ void send_reply(const ResponderRule& rule, const ReplyContext& context) {
     const AttachmentNames attachments = look_for_attachments(rule, context);
     if (!attachments.missing.empty())
         notify_about_missing(attachments.missing, rule, context);
-    write_reply(rule, context, attachments.found, boundary, make_subject(rule, context.mail));
+    const std::uint64_t limit = size_limit();
+    write_reply(rule, context, attachments.found, boundary, make_subject(rule, context.mail),
+                limit);
     created.reset();
-    if (is_oversize(size_limit()))
+    if (is_oversize(limit))
         write_oversize_reply(rule, context);
     deliver_reply(context.mail, context.policy);
 }

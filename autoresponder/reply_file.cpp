@@ -19,14 +19,18 @@ std::FILE* open_existing(const char* name) {
 
 } // namespace
 
-ReplyFile::ReplyFile() : file_(open_existing(resp_uu_file_name)) {
+ReplyFile::ReplyFile(std::uint64_t limit) : limit_(limit), file_(open_existing(resp_uu_file_name)) {
     if (file_)
         std::setvbuf(file_.get(), buffer_.data(), _IOFBF, buffer_.size());
 }
 
 void ReplyFile::write(std::string_view text) {
-    if (file_ && !std::ferror(file_.get()))
-        std::fwrite(text.data(), 1, text.size(), file_.get());
+    if (takes_more())
+        written_ += std::fwrite(text.data(), 1, text.size(), file_.get());
+}
+
+bool ReplyFile::takes_more() const {
+    return file_ && !std::ferror(file_.get()) && written_ <= limit_;
 }
 
 void ReplyFile::line(std::initializer_list<std::string_view> pieces) {

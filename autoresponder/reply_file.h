@@ -3,16 +3,18 @@
 
 #include "base/owned.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <initializer_list>
 #include <string_view>
 #include <vector>
 
 /// Output to the file named by resp_uu_file_name, which must be there and is emptied first. When it
-/// cannot be opened or a write fails, everything from then on is silently lost.
+/// cannot be opened, a write fails or more than `limit` bytes have been written, everything from
+/// then on is silently lost.
 class ReplyFile {
 public:
-    ReplyFile();
+    explicit ReplyFile(std::uint64_t limit);
     ReplyFile(const ReplyFile&) = delete;
     ReplyFile& operator=(const ReplyFile&) = delete;
 
@@ -21,7 +23,12 @@ public:
     /// The pieces one after the other and a line feed.
     void line(std::initializer_list<std::string_view> pieces);
 
+    /// Whether what is written next is not lost, as far as is known.
+    bool takes_more() const;
+
 private:
+    std::uint64_t limit_;
+    std::uint64_t written_ = 0;
     std::vector<char> buffer_ = std::vector<char>(65536); // outlives file_, which flushes it
     File file_;
 };

@@ -201,6 +201,12 @@ def small_tmp(message: str) -> Callable:
                          setattr(case, "message", message))
 
 
+def huge_attachment(case: "Faults") -> None:
+    small_tmp(mail())(case)
+    os.truncate(case.box.attachments(BOX) / "here", 100 << 30)
+    case.box.timeout = 30
+
+
 LONG_NOTICE = ("insert into resp_attach (rn_id, filename)"
                " select 7, concat(repeat('x', 200), seq) from seq_1_to_1000")
 NO_FORWARD = "delete from resp_forward"
@@ -250,6 +256,9 @@ def other_faults() -> list[Fault]:
               small_tmp(mail(body="long\n" * 60000))),
         Fault("/tmp is too small for the reply", "what reached the file is delivered",
               Outcome(sent="forward, notice, part of reply"), small_tmp(mail())),
+        Fault("/tmp is full, and an attachment has 100 GB",
+              "what reached the file is delivered, at once",
+              Outcome(sent="forward, notice, part of reply"), huge_attachment),
         Fault("/tmp is gone when the rule answers", "no forward; no reply: status 1", Outcome(
             "autoresponder: Failed to open temporary file with forward mail contents"
             " '/tmp/ovk-autoresponder-XXXXXX': No such file or directory (2)\n"
@@ -262,7 +271,7 @@ def other_faults() -> list[Fault]:
                       " No such file or directory (2)\n", "forward, notice, hollow reply"),
               lambda case: case.harm("from clients", lambda _: shutil.rmtree(
                   case.box.attachments(BOX)))),
-        *(Fault("databytes is " + what, "no size limit", Outcome(), arrange) for what, arrange in (
+        *(Fault("databytes is " + what, "no limit within reach", Outcome(), arrange) for what, arrange in (
             ("a directory", as_directory(DATABYTES)), ("empty", write(DATABYTES, "")),
             ("no number", write(DATABYTES, "\0\xff many")),
             ("99999999999999999999", write(DATABYTES, "9" * 20)),

@@ -211,18 +211,30 @@ class SizeLimit(PanelCase):
             (f"  {len(reply) - 1} 5\n", True),
             ("1", True),
             ("+1x", True),
+            ("0" * 100 + "7", True),
             ("0", False), ("-1", False), ("", False), ("abc", False),
             ("99999999999999999999", False),
         ):
             with self.subTest(databytes):
                 self.database.execute("truncate mail_resp")
-                self.rule(subject="Own subject")
+                self.rule(subject="Own subject", ans_freq="99")
                 self.box.databytes(databytes)
                 run = self.deliver()
                 self.assert_answered(run)
                 self.assertEqual(run.calls[0].message.decode(),
                                  self.OVERSIZE if is_too_large else reply)
                 self.assertEqual(run.calls[0].args[2:], [BOX, SENDER])
+
+    def test_nothing_is_read_that_nobody_gets(self) -> None:
+        """A hole of 100 GB, with a limit and without."""
+        self.box.tmp_mount = ["--size", str(2 << 30), "--tmpfs", "/tmp"]
+        hole = self.box.attachments(BOX) / "hole"
+        hole.touch()
+        os.truncate(hole, 100 << 30)
+        self.rule(attach=["hole"])
+        for databytes in ("3000000", "0"):
+            self.box.databytes(databytes)
+            self.assertEqual(self.deliver().calls[0].message.decode(), self.OVERSIZE)
 
     def test_replacement_keeps_reply_to(self) -> None:
         self.rule(reply_to="ann@example.org")
