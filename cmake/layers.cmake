@@ -6,10 +6,21 @@
 # directory that holds only a link to its own folder, so a header is found only by the layer
 # itself and by those that name it under NEEDS: a call upward does not compile.
 
+include(CheckCXXCompilerFlag)
+
 add_library(ovk_options INTERFACE)
 target_compile_options(ovk_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
-  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual> -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -fstack-protector-strong)
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual> -Wcast-qual -Wformat=2
+  -Wmissing-format-attribute -Wimplicit-fallthrough -fstack-protector-strong)
+foreach(protection stack-clash-protection cf-protection)
+  check_cxx_compiler_flag(-f${protection} OVK_HAVE_${protection})
+  if(OVK_HAVE_${protection})
+    target_compile_options(ovk_options INTERFACE -f${protection})
+  endif()
+endforeach()
+# A view does not end where its buffer does: without this, reading behind it goes unseen.
+target_compile_definitions(ovk_options INTERFACE _GLIBCXX_ASSERTIONS)
 if(OVK_WERROR)
   target_compile_options(ovk_options INTERFACE -Werror)
 endif()

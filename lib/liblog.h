@@ -3,14 +3,16 @@
 
 #include <cstdarg>
 
-using LogFuncType = void(int level, const char* fmt, ...);
-using LogVFuncType = void(int level, const char* fmt, va_list args);
+// GCC heeds the attribute of a type only, Clang that of a variable.
+typedef void LogFuncType(int level, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+typedef void LogVFuncType(int level, const char* fmt, va_list args)
+    __attribute__((format(printf, 2, 0)));
 
 /// Where messages go; never null. At first the console: a message of level 6 (LOG_INFO) or below
 /// goes to standard error and to standard output, with a line end and nothing else added; one of
 /// a higher level, a facility in it included, is dropped.
-extern LogFuncType* orvek_log;
-extern LogVFuncType* orvek_logv;
+extern LogFuncType* orvek_log __attribute__((format(printf, 2, 3)));
+extern LogVFuncType* orvek_logv __attribute__((format(printf, 2, 0)));
 
 /// Chooses the destination. With a `location` it is the console, for levels up to `level` (0 when
 /// that is less). Without one it is the system log, opened as `ident` with `option` (the process id

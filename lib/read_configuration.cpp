@@ -17,8 +17,8 @@ namespace {
 constexpr std::size_t alloc_step = 20;
 constexpr int level = LOG_USER | LOG_WARNING;
 
-int out_of_memory(const char* message) {
-    orvek_log(level, message, std::strerror(ENOMEM));
+int out_of_memory(const char* to_do) {
+    orvek_log(level, "Unable to %s configuration: %s", to_do, std::strerror(ENOMEM));
     errno = ENOMEM;
     return -1;
 }
@@ -100,11 +100,11 @@ int conf_init_r(conf_data* pconf) {
     if (pconf->nmemb < pconf->size)
         return 0;
     if (pconf->size > SIZE_MAX / sizeof(conf_entry) / 2)
-        return out_of_memory("Unable to read configuration: %s");
+        return out_of_memory("read");
     const std::size_t size = pconf->size * 2;
     void* const grown = std::realloc(pconf->data, size * sizeof(conf_entry));
     if (grown == nullptr)
-        return out_of_memory("Unable to read configuration: %s");
+        return out_of_memory("read");
     pconf->data = static_cast<conf_entry*>(grown);
     pconf->size = size;
     return 0;
@@ -116,7 +116,7 @@ int conf_set_r(const char* name, const char* value, conf_data* pconf) {
     MallocedText key(strdup(name));
     MallocedText text(strdup(value));
     if (!key || !text)
-        return out_of_memory("Unable to form configuration: %s");
+        return out_of_memory("form");
     const std::size_t before = pconf->nmemb;
     const conf_entry wanted = {key.get(), text.get()};
     auto* const stored = static_cast<conf_entry*>(

@@ -27,8 +27,10 @@ public:
         : text_(text), position_(position) {}
 
     bool at_end() const { return position_ >= text_.size(); }
-    char peek() const { return text_[position_]; }
-    char take() { return text_[position_++]; }
+    /// The next byte, which there must be: at the end std::out_of_range is thrown. It may lie
+    /// within a larger text, so nothing else would notice.
+    char peek() const { return text_.at(position_); }
+    char take() { return text_.at(position_++); }
     std::size_t position() const { return position_; }
 
     /// Passes over white space and comments, nested ones included; a comment without an end reaches

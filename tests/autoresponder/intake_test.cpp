@@ -6,6 +6,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 struct Intake {
     int status;
     Mail_content mail;
@@ -145,7 +147,7 @@ TEST(Intake, KeepsABodyThatCannotBeRecoded) {
 }
 
 TEST(Intake, BodyEndsAtANulByte) {
-    const Intake intake = take_in(std::string("From: joe@example.org\n\nab\0cd", 29));
+    const Intake intake = take_in("From: joe@example.org\n\nab\0cd"s);
     EXPECT_EQ(intake.mail.body.text(), "ab");
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 std::string logged;
 
-void collect(int level, const char* fmt, ...) {
+__attribute__((format(printf, 2, 3))) void collect(int level, const char* fmt, ...) {
     char text[512];
     va_list args;
     va_start(args, fmt);
