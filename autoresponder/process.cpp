@@ -1,17 +1,15 @@
 #include "autoresponder/process.h"
 
+#include "autoresponder/set_uid_start.h"
 #include "lib/product_log.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <initializer_list>
 #include <new>
-#include <string>
-#include <sys/auxv.h>
 #include <unistd.h>
 
 char mail_file_name[sizeof mail_file_template] = "/tmp/ovk-autoresponder-XXXXXX";
@@ -25,20 +23,6 @@ void hold_standard_descriptors() {
         if (fcntl(fd, F_GETFD) == -1 && errno == EBADF && open("/dev/null", O_RDWR) == -1)
             open("/", O_PATH); // no device: neither readable nor writable, but the number is taken
     }
-}
-
-// A set-uid program lends its caller the rights of root, and sendmail, the database's client
-// library and libc go by what they find in the environment. Nothing of it is taken from such a
-// caller but the recipient.
-void distrust_environment_of_set_uid_start() {
-    if (getauxval(AT_SECURE) == 0)
-        return;
-    const char* const recipient = std::getenv("RESP_RECIPIENT");
-    const std::string kept = recipient == nullptr ? "" : recipient;
-    clearenv();
-    setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
-    if (recipient != nullptr)
-        setenv("RESP_RECIPIENT", kept.c_str(), 1);
 }
 
 void remove_temporary_files() {
@@ -85,7 +69,7 @@ void tidy_up_on(int signal) {
 
 void prepare_process() {
     hold_standard_descriptors();
-    distrust_environment_of_set_uid_start();
+    distrust_caller_of_set_uid_start();
     for (const int signal : {SIGPIPE, SIGXFSZ})
         std::signal(signal, SIG_IGN);
     for (const int signal :
