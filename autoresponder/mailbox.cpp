@@ -5,6 +5,7 @@
 #include "autoresponder/process.h"
 #include "base/text.h"
 #include "lib/autoprepend.h"
+#include "lib/get_param.h"
 
 #include <array>
 #include <utility>
@@ -73,6 +74,13 @@ EscapedRecipient escape_recipient(const Mail_content& mail) {
     escape_into(escaped.domain, mail.domain);
     escape_into(escaped.mailname, mail.mailname);
     return escaped;
+}
+
+void adapt_escaping(MYSQL* connection, const Mail_content& mail, EscapedRecipient& recipient) {
+    if ((connection->server_status & SERVER_STATUS_NO_BACKSLASH_ESCAPES) == 0)
+        return;
+    recipient.domain.reset(escape_mysql_param(connection, mail.domain.c_str()));
+    recipient.mailname.reset(escape_mysql_param(connection, mail.mailname.c_str()));
 }
 
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,

@@ -32,6 +32,11 @@ struct ResolvedMailbox {
 /// Escapes both halves. Without memory the process ends through correct_exit, with a message.
 EscapedRecipient escape_recipient(const Mail_content& mail);
 
+/// Escapes both halves anew where the server's mode gives a backslash no meaning
+/// (NO_BACKSLASH_ESCAPES), as the status of the connection tells: what escape_recipient put in
+/// front of a quote would there end the literal. To be called before the first lookup.
+void adapt_escaping(MYSQL* connection, const Mail_content& mail, EscapedRecipient& recipient);
+
 /// Looks the recipient up on an open connection; the first of the four lookups that finds a row
 /// decides. A failed lookup and an unknown mailbox end the process through correct_exit, each with
 /// its message on standard error.

@@ -44,8 +44,9 @@ bool is_to_be_answered(const ReplyContext& context) {
 
 int db_mail_act(Mail_content* mail) {
     const Policy policy = configured_policy();
-    const EscapedRecipient recipient = escape_recipient(*mail);
+    EscapedRecipient recipient = escape_recipient(*mail);
     const MysqlConnection connection = open_panel_database(policy);
+    adapt_escaping(connection.get(), *mail, recipient);
     const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
     const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
                                policy, header_facts};

@@ -23,6 +23,7 @@ char* get_param_simple(const char* param_name, const char* table, const char* pa
 /// A server-wide parameter (table misc).
 char* get_param(const char* par_name, MYSQL* my);
 
-/// `param` escaped for a quoted literal, by the connection's character set. The caller frees it.
-/// Null for null; without memory the process ends with status 1, after a message.
+/// `param` escaped for a quoted literal, by the connection's character set and the server's mode
+/// (its status tells whether a backslash has a meaning). The caller frees it. Null for null;
+/// without memory the process ends with status 1, after a message.
 char* escape_mysql_param(MYSQL* conn, const char* param);

@@ -41,6 +41,9 @@ class PanelCase(unittest.TestCase):
         self.box = Sandbox(os.environ["OVK_PROGRAM"], os.environ["OVK_SENDMAIL"], self.database)
         self.addCleanup(self.box.close)
         self.database.load("panel.sql")
+        self.fill()
+
+    def fill(self) -> None:
         self.database.execute(
             "insert into clients (id, login, pname, email)"
             " values (1, 'alpha', 'Anna Alpha', 'anna@alpha.test');"

@@ -77,7 +77,7 @@ class Database:
         if made.returncode != 0:
             raise DatabaseError("mariadb-install-db failed:\n" + made.stdout + made.stderr)
 
-    def start(self) -> None:
+    def start(self, *options: str) -> None:
         """Starts the server over the data that is there and waits until it answers."""
         command = [_find("mariadbd"), "--no-defaults", f"--datadir={self.folder}/data",
                    f"--socket={self.socket}", f"--pid-file={self.folder}/pid",
@@ -86,7 +86,7 @@ class Database:
                    "--skip-networking", "--skip-log-bin", "--innodb-flush-log-at-trx-commit=0",
                    "--innodb-buffer-pool-size=32M", "--innodb-log-file-size=8M",
                    "--performance-schema=OFF", "--max-connections=300",
-                   "--character-set-server=utf8mb4"]
+                   "--character-set-server=utf8mb4", *options]
         if os.geteuid() == 0:
             command.append("--user=root")
         self._server = subprocess.Popen(command, stdin=subprocess.DEVNULL,
