@@ -9,8 +9,11 @@
 
 namespace {
 
+std::string last_line;
+
 // Standard error is unbuffered: a line that goes out whole does not mix with a child's.
 void write_line(std::string line) {
+    last_line = line;
     line += '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
@@ -22,6 +25,10 @@ void report(std::initializer_list<std::string_view> pieces) {
     const int pending = errno;
     write_line(concat(pieces));
     errno = pending;
+}
+
+const std::string& last_report() {
+    return last_line;
 }
 
 void report_system_error(std::initializer_list<std::string_view> pieces) {

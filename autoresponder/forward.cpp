@@ -4,6 +4,7 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/process.h"
+#include "autoresponder/run_log.h"
 #include "base/owned.h"
 #include "base/text.h"
 #include "lib/forkexec.h"
@@ -54,4 +55,5 @@ void forward(MYSQL* connection, const Mail_content* mail, std::string id) {
                                             sendmail_path, arguments(*mail, addresses).data());
     copy.reset();
     wait_for(sendmail);
+    log_forward(addresses.size());
 }

@@ -7,6 +7,7 @@
 #include "autoresponder/policy/switches.h"
 #include "autoresponder/process.h"
 #include "autoresponder/responder.h"
+#include "autoresponder/run_log.h"
 #include "codecs/idn.h"
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
@@ -59,8 +60,12 @@ int main(int, char** argv) {
 
     Mail_content mail;
     become_root();
-    if (parse_message(&mail) != 0)
+    if (configured_policy().log)
+        start_run_log(mail);
+    if (parse_message(&mail) != 0) {
+        log_refusal(last_report());
         refuse({"Abnormal exit."});
+    }
     if (is_own_mail(mail))
         refuse({"Field From: equial field To:"});
     if (is_mailer_daemon(mail.from))

@@ -4,6 +4,7 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/policy/thread.h"
+#include "autoresponder/run_log.h"
 #include "base/text.h"
 #include "lib/get_param.h"
 
@@ -110,4 +111,5 @@ void notify_about_missing(const std::string& missing, const ResponderRule& rule,
     const std::string sender = notice_sender(context.connection);
     deliver_notice(context.policy.null_sender ? null_path : sender, client->email,
                    notice_text(sender, *client, missing, rule, context));
+    log_notice();
 }

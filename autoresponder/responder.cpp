@@ -11,6 +11,7 @@
 #include "autoresponder/process.h"
 #include "autoresponder/reply.h"
 #include "autoresponder/rules.h"
+#include "autoresponder/run_log.h"
 #include "lib/dbconnect_legacy.h"
 
 namespace {
@@ -29,15 +30,34 @@ MysqlConnection open_panel_database(const Policy& policy) {
 
 /// Says so when not.
 bool is_to_be_answered(const ReplyContext& context) {
-    if (!is_safe_argument(context.mail.from))
+    if (!is_safe_argument(context.mail.from)) {
+        log_refusal(last_report());
         return false;
+    }
     if (!context.policy.refuse_automatic)
         return true;
     const std::string reason =
         refusal_reason(context.mail, context.facts, context.mailbox, context.connection);
-    if (!reason.empty())
+    if (!reason.empty()) {
         report({"autoresponder: Not answered: ", reason});
+        log_refusal(reason);
+    }
     return reason.empty();
+}
+
+/// Forwards and answers by a rule that is on, where it comes to that. Returns what came of it.
+const char* run_rule(const ResponderRule& rule, const ReplyContext& context, bool may_answer) {
+    const Mail_content& mail = context.mail;
+    if (!trigger_matches(rule, mail))
+        return "no match";
+    // What is not answered counts as well: a forward that leads back here would never end.
+    if (!can_response_freq(context.connection, &mail, rule.id, rule.ans_freq, rule.mem_limit))
+        return "limit reached";
+    forward(context.connection, &mail, rule.id);
+    if (!may_answer)
+        return "refused";
+    send_reply(rule, context);
+    return "answered";
 }
 
 } // namespace
@@ -50,18 +70,16 @@ int db_mail_act(Mail_content* mail) {
     const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
     const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
                                policy, header_facts};
+    log_mailbox(mailbox.mail_name, mailbox.domain_name);
     const bool may_answer = is_to_be_answered(context);
 
     const MysqlResult rows = query_rules(connection.get(), mailbox.id);
     while (const std::optional<ResponderRule> rule = next_rule(rows)) {
-        if (!is_on(*rule) || !trigger_matches(*rule, *mail))
+        if (!is_on(*rule))
             continue;
-        // What is not answered counts as well: a forward that leads back here would never end.
-        if (!can_response_freq(connection.get(), mail, rule->id, rule->ans_freq, rule->mem_limit))
-            continue;
-        forward(connection.get(), mail, rule->id);
-        if (may_answer)
-            send_reply(*rule, context);
+        log_rule(rule->id, "failed");
+        log_rule(rule->id, run_rule(*rule, context, may_answer));
     }
+    log_completed();
     return 0;
 }

@@ -18,5 +18,5 @@ Policy configured_policy() {
     return {is_on("AUTORESPONDER_REFUSE_AUTOMATIC", modern),
             is_on("AUTORESPONDER_REPLY_HEADERS", modern),
             is_on("AUTORESPONDER_NULL_SENDER", modern),
-            is_on("AUTORESPONDER_STANDARD_MAIL", modern)};
+            is_on("AUTORESPONDER_STANDARD_MAIL", modern), is_on("AUTORESPONDER_LOG", modern)};
 }

@@ -15,6 +15,8 @@ struct Policy {
     /// AUTORESPONDER_STANDARD_MAIL: what leaves the host keeps to today's standards, and nothing of
     /// it is lost or garbled.
     bool standard_mail = false;
+    /// AUTORESPONDER_LOG: a line in the system log for each run.
+    bool log = false;
 };
 
 /// The envelope sender of mail that must not be bounced (RFC 3834 section 3.3).

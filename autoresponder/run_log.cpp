@@ -1,0 +1,121 @@
+#include "autoresponder/run_log.h"
+
+#include "autoresponder/diagnostics.h"
+#include "autoresponder/policy/header_facts.h"
+#include "base/text.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <syslog.h>
+#include <vector>
+
+namespace {
+
+/// Six values of this length at most and their names leave 200 characters of the line to the rules.
+constexpr std::size_t max_value = 110;
+constexpr std::size_t max_line = 970; // and " and N more"
+
+using Clock = std::chrono::steady_clock;
+
+struct Outcome {
+    std::string rule;
+    std::string text;
+};
+
+struct RunLog {
+    const Mail_content* mail = nullptr;
+    Clock::time_point start;
+    bool completed = false;
+    std::string refusal;
+    std::string mailbox;
+    std::vector<Outcome> outcomes;
+    std::size_t forwards = 0;
+    std::size_t notices = 0;
+} run;
+
+/// Printable ASCII that ends no value as it is, other bytes as "\xHH"; cut where it is long.
+std::string escaped(std::string_view value) {
+    constexpr char hex[] = "0123456789ABCDEF";
+    std::string text;
+    for (const char c : value) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool plain = byte >= 32 && byte < 127 &&
+                           std::string_view("\\<>\",").find(c) == std::string_view::npos;
+        const std::string form =
+            plain ? std::string(1, c) : std::string{'\\', 'x', hex[byte >> 4], hex[byte & 15]};
+        if (text.size() + form.size() > max_value - 3)
+            return text + "...";
+        text += form;
+    }
+    return text;
+}
+
+void append_rules(std::string& line) {
+    std::size_t left = run.outcomes.size();
+    for (const Outcome& outcome : run.outcomes) {
+        const std::string piece =
+            concat({", rule ", escaped(outcome.rule), "=", escaped(outcome.text)});
+        if (line.size() + piece.size() > max_line)
+            break;
+        line += piece;
+        --left;
+    }
+    if (left > 0)
+        line += concat({", and ", std::to_string(left), " more"});
+}
+
+void write_line() {
+    const auto spent =
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.start);
+    const std::string& refusal =
+        run.refusal.empty() && !run.completed ? last_report() : run.refusal;
+    std::string_view id = header_facts.thread.message_id;
+    if (!id.empty())
+        id = id.substr(1, id.size() - 2);
+    const char* const recipient = std::getenv("RESP_RECIPIENT");
+    std::string line =
+        concat({"to=<", escaped(recipient == nullptr ? "" : recipient), ">, from=<",
+                escaped(run.mail->from), ">, message-id=<", escaped(id), ">, mailbox=<",
+                escaped(run.mailbox), ">, forwards=", std::to_string(run.forwards),
+                ", notices=", std::to_string(run.notices), ", ms=", std::to_string(spent.count())});
+    if (!refusal.empty())
+        line += concat({", reason=\"", escaped(refusal), "\""});
+    append_rules(line);
+    openlog("autoresponder", LOG_PID, LOG_MAIL);
+    syslog(LOG_MAIL | LOG_INFO, "%s", line.c_str());
+}
+
+} // namespace
+
+void start_run_log(const Mail_content& mail) {
+    run.mail = &mail;
+    run.start = Clock::now();
+    std::atexit(write_line);
+}
+
+void log_refusal(std::string_view reason) {
+    run.refusal = reason;
+}
+
+void log_completed() {
+    run.completed = true;
+}
+
+void log_mailbox(std::string_view name, std::string_view domain) {
+    run.mailbox = concat({name, "@", domain});
+}
+
+void log_rule(std::string_view id, std::string_view outcome) {
+    if (run.outcomes.empty() || run.outcomes.back().rule != id)
+        run.outcomes.push_back({std::string(id), {}});
+    run.outcomes.back().text = outcome;
+}
+
+void log_forward(std::size_t addresses) {
+    run.forwards += addresses;
+}
+
+void log_notice() {
+    ++run.notices;
+}
