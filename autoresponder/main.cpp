@@ -46,7 +46,7 @@ bool is_too_long(std::string_view sender) {
 }
 
 // A process that is not allowed to become root goes on as whoever it is.
-void become_root() {
+void take_root() {
     [[maybe_unused]] const int user = setuid(0);
     [[maybe_unused]] const int group = setgid(0);
 }
@@ -59,7 +59,7 @@ int main(int, char** argv) {
     autoprepend();
 
     Mail_content mail;
-    become_root();
+    take_root();
     if (configured_policy().log)
         start_run_log(mail);
     if (parse_message(&mail) != 0) {

@@ -41,16 +41,17 @@ bool place(std::array<int, spawn::first_other> from) {
 }
 
 /// The child of fork_execv_pipes.
-[[noreturn]] void become_with_pipes(int in, int out, int err, const char* path,
-                                    const char* const args[]) {
+[[noreturn]] void exec_with_pipes(int in, int out, int err, const char* path,
+                                  const char* const args[]) {
     if (!place({in, out, err})) {
-        spawn::tell(STDERR_FILENO, {"fork_execv: dup() failed: ", spawn::error_text(errno), "\n"});
+        spawn::write_pieces(STDERR_FILENO, "fork_execv: dup() failed: ", spawn::error_text(errno),
+                            "\n");
         spawn::end_child();
     }
     close_all();
     spawn::execute(path, args);
-    spawn::tell(STDERR_FILENO,
-                {"fork_execv: execv(\"", path, "\") failed: ", spawn::error_text(errno), "\n"});
+    spawn::write_pieces(STDERR_FILENO, "fork_execv: execv(\"", path,
+                        "\") failed: ", spawn::error_text(errno), "\n");
     spawn::end_child();
 }
 
@@ -64,7 +65,7 @@ pid_t start(int in, int out, int err, const char* path, const char* const args[]
     const spawn::HeldSignals held;
     const pid_t pid = vfork();
     if (pid == 0)
-        become_with_pipes(in, out, err, path, args); // NOLINT(clang-analyzer-unix.Vfork)
+        exec_with_pipes(in, out, err, path, args); // NOLINT(clang-analyzer-unix.Vfork)
     return pid;
 }
 

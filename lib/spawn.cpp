@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,7 +13,7 @@ namespace spawn {
 
 namespace {
 
-void forget_handlers() {
+void reset_handlers() {
     for (int signal = 1; signal < NSIG; ++signal) {
         struct sigaction action;
         if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL &&
@@ -34,7 +33,7 @@ HeldSignals::HeldSignals() noexcept {
 void execute(const char* path, const char* const args[]) {
     for (const int signal : {SIGPIPE, SIGXFSZ})
         std::signal(signal, SIG_DFL);
-    forget_handlers();
+    reset_handlers();
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -44,15 +43,6 @@ void execute(const char* path, const char* const args[]) {
 
 void end_child() {
     _exit(exec_failed);
-}
-
-void tell(int fd, std::initializer_list<const char*> pieces) {
-    std::array<iovec, 5> parts;
-    std::size_t count = 0;
-    for (const char* piece : pieces)
-        parts[count++] = {const_cast<char*>(piece), std::strlen(piece)};
-    // Nobody is left to hear of a failure.
-    [[maybe_unused]] const ssize_t written = writev(fd, parts.data(), static_cast<int>(count));
 }
 
 const char* error_text(int error) {

@@ -9,9 +9,10 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstddef>
-#include <initializer_list>
+#include <cstring>
 #include <memory>
 #include <sys/types.h>
+#include <sys/uio.h>
 
 namespace spawn {
 
@@ -44,9 +45,14 @@ void execute(const char* path, const char* const args[]);
 /// stream buffers.
 [[noreturn]] void end_child();
 
-/// In the child: writes the pieces, at most 5, to `fd` at once. This and error_text use neither
-/// stream buffers nor heap nor locks, which a child of vfork shares with its parent.
-void tell(int fd, std::initializer_list<const char*> pieces);
+/// In the child: writes the pieces, zero-terminated texts, to `fd` at once. This and error_text use
+/// neither stream buffers nor heap nor locks, which a child of vfork shares with its parent.
+template <typename... Pieces>
+void write_pieces(int fd, Pieces... pieces) {
+    const iovec parts[] = {{const_cast<char*>(pieces), std::strlen(pieces)}...};
+    // Nobody is left to hear of a failure.
+    [[maybe_unused]] const ssize_t written = writev(fd, parts, sizeof...(pieces));
+}
 
 /// strerror's text, untranslated.
 const char* error_text(int error);

@@ -6,7 +6,7 @@
 
 namespace {
 
-bool is_on(const char* variable, bool otherwise) {
+bool switched_on(const char* variable, bool otherwise) {
     const char* const value = ovkConfGet(variable);
     return value == nullptr ? otherwise : std::strcmp(value, "true") == 0;
 }
@@ -14,9 +14,10 @@ bool is_on(const char* variable, bool otherwise) {
 } // namespace
 
 Policy configured_policy() {
-    const bool modern = is_on("AUTORESPONDER_MODERN", false);
-    return {is_on("AUTORESPONDER_REFUSE_AUTOMATIC", modern),
-            is_on("AUTORESPONDER_REPLY_HEADERS", modern),
-            is_on("AUTORESPONDER_NULL_SENDER", modern),
-            is_on("AUTORESPONDER_STANDARD_MAIL", modern), is_on("AUTORESPONDER_LOG", modern)};
+    const bool modern = switched_on("AUTORESPONDER_MODERN", false);
+    return {switched_on("AUTORESPONDER_REFUSE_AUTOMATIC", modern),
+            switched_on("AUTORESPONDER_REPLY_HEADERS", modern),
+            switched_on("AUTORESPONDER_NULL_SENDER", modern),
+            switched_on("AUTORESPONDER_STANDARD_MAIL", modern),
+            switched_on("AUTORESPONDER_LOG", modern)};
 }

@@ -182,11 +182,11 @@ int fork_execl_log(const char* path, ...) {
 namespace {
 
 /// The child of fork_execvv_getoutput: both streams into the pipe.
-[[noreturn]] void become_with_output(int write_end, const char* path, const char* const args[]) {
+[[noreturn]] void exec_with_output(int write_end, const char* path, const char* const args[]) {
     dup2(write_end, STDOUT_FILENO);
     dup2(write_end, STDERR_FILENO);
     spawn::execute(path, args);
-    spawn::tell(STDOUT_FILENO, {"Cannot exec '", path, "':\n", spawn::error_text(errno)});
+    spawn::write_pieces(STDOUT_FILENO, "Cannot exec '", path, "':\n", spawn::error_text(errno));
     spawn::end_child();
 }
 
@@ -253,7 +253,7 @@ int fork_execvv_getoutput(char** output, const char* path, const char* const arg
     if (pid == -1)
         messlog2(1, 1, "Cannot fork():\n%s", std::strerror(errno));
     if (pid == 0)
-        become_with_output(both.write_end.get(), path, args);
+        exec_with_output(both.write_end.get(), path, args);
     both.write_end.reset();
     fcntl(both.read_end.get(), F_SETFL, O_NONBLOCK);
 

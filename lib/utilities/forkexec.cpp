@@ -14,8 +14,8 @@
 namespace {
 
 /// The child of fork_execv_fd.
-[[noreturn]] void become_with_descriptors(int fd_in, int fd_out, int fd_err, const char* path,
-                                          const char* const args[]) {
+[[noreturn]] void exec_with_descriptors(int fd_in, int fd_out, int fd_err, const char* path,
+                                        const char* const args[]) {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
         close(fd); // stays so where dup2 fails
     dup2(fd_in, STDIN_FILENO);
@@ -23,10 +23,10 @@ namespace {
     dup2(fd_err, STDERR_FILENO);
     spawn::execute(path, args);
     const int reason = errno;
-    spawn::tell(STDERR_FILENO, {"Error occured during execv():\n", spawn::error_text(reason),
-                                reason == EFAULT ? ", possible reason - NULL parameter is absent "
-                                                   "in util_exec(path, arg1, arg2, NULL) call.\n"
-                                                 : ".\n"});
+    spawn::write_pieces(STDERR_FILENO, "Error occured during execv():\n", spawn::error_text(reason),
+                        reason == EFAULT ? ", possible reason - NULL parameter is absent "
+                                           "in util_exec(path, arg1, arg2, NULL) call.\n"
+                                         : ".\n");
     spawn::end_child();
 }
 
@@ -58,7 +58,7 @@ int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const arg
     if (pid == -1)
         messlog2(1, 1, "Error occured during fork():\n%s", std::strerror(errno));
     if (pid == 0)
-        become_with_descriptors(fd_in, fd_out, errors.write_end.get(), path, args);
+        exec_with_descriptors(fd_in, fd_out, errors.write_end.get(), path, args);
     errors.write_end.reset();
     log_until_end(errors.read_end.get());
     errors.read_end.reset();

@@ -10,7 +10,7 @@ REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 
 # What writes a message, and what it puts in front of its text.
 PROGRAM_NAME = "autoresponder: "
-CALLS = {"report": "", "report_system_error": "", "refuse": "", "complain": "", "tell": "",
+CALLS = {"report": "", "report_system_error": "", "refuse": "", "complain": "", "write_pieces": "",
          "fprintf": "", "messlog2": PROGRAM_NAME, "ex_messlog": PROGRAM_NAME,
          "snprintf": PROGRAM_NAME}  # those that fill msgbuf, for messlog2
 CALL = re.compile(r"\b(" + "|".join(CALLS) + r")\(")
@@ -47,8 +47,8 @@ def messages(name: str, pieces: list[str]) -> tuple[str, list[str]]:
     """The message as an entry of the manual has it, and its literals."""
     texts = [literal(piece) for piece in pieces]
     found = [text for text in texts if text is not None]
-    if name.startswith("report") or name in ("refuse", "complain", "tell"):
-        texts = texts[name == "tell":]  # whose first argument is a descriptor
+    if name.startswith("report") or name in ("refuse", "complain", "write_pieces"):
+        texts = texts[name == "write_pieces":]  # whose first argument is a descriptor
         shown = "".join("..." if text is None else text for text in texts)
         shown += "..." if name == "report_system_error" else ""
     else:  # a format string
