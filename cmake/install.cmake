@@ -8,7 +8,9 @@ set(OVK_PROGRAM_DIR "lib/ovk" CACHE PATH "Folder of the panel's programs")
 
 install(TARGETS autoresponder DESTINATION "${OVK_PROGRAM_DIR}"
   PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+install(PROGRAMS autoresponder/autoresponder-logged DESTINATION "${OVK_PROGRAM_DIR}")
 install(FILES man/autoresponder.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
-install(FILES README.md CHANGELOG.md docs/OPERATION.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES README.md CHANGELOG.md docs/FIRST-STEPS.md docs/OPERATION.md
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES examples/ovk.conf schema/panel.sql schema/sample.sql
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")

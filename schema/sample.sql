@@ -1,6 +1,8 @@
 -- A small sample panel: two clients, two domains, one domain alias that serves mail and one that
 -- does not, mailboxes, aliases, and rules of every kind. Load it after panel.sql.
 
+set names utf8mb4;
+
 insert into clients (id, login, pname, email) values
     (1, 'alpha', 'Anna Alpha', 'anna@alpha.test'),
     (2, 'beta',  '',           'owner@beta.test');

@@ -1,0 +1,155 @@
+"""A mail host with the program: Debian's Postfix or Exim in a root of its own, unpacked, never
+installed, and set up by what the documents say to paste."""
+
+import email
+import email.message
+import email.policy
+import fcntl
+import os
+import pathlib
+import re
+import shutil
+import signal
+import smtplib
+import socket
+import struct
+import subprocess
+import tempfile
+import threading
+import time
+
+from support.database import REPOSITORY, Database
+
+
+class Host:
+    """Started on construction. Needs to run in `isolated`: it mounts, takes ports, and leaves it to
+    the end of the namespaces to stop and remove it all."""
+
+    before: str  # what the distribution does before it starts the server
+    server: list[str]  # what runs it in the foreground
+    queues: list[str]
+    log: str
+    not_taken: set[str]  # routes of the tests that do not lead through this server
+
+    def __init__(self, package: str, program: str, database: Database) -> None:
+        self.root = pathlib.Path(tempfile.mkdtemp())
+        self.root.chmod(0o755)
+        subprocess.run([REPOSITORY / "tests/mta/lay_root", self.root, package, program], check=True)
+        subprocess.run(["mount", "--bind", database.run_folder, self.root / "run/mysqld"], check=True)
+        self.logged: list[str] = []
+        threading.Thread(target=self._log, args=[listener(self.root / "dev/log")], daemon=True).start()
+        bring_loopback_up()
+        self.run(self.before)
+        self.process = subprocess.Popen(["chroot", self.root, *self.server], stdin=subprocess.DEVNULL)
+        self.await_greeting()
+
+    def _log(self, messages: socket.socket) -> None:
+        while True:
+            self.logged.append(messages.recv(65536).decode(errors="replace"))
+
+    def run(self, script: str) -> None:
+        """Runs a script as a root shell would whose locale is none."""
+        subprocess.run(["chroot", self.root, "/usr/bin/env", "-i", "PATH=/usr/sbin:/usr/bin", "LC_ALL=C",
+                        "/bin/sh", "-eu"], input=script.encode(), check=True)
+
+    def paste(self, document: str, heading: str) -> None:
+        """Does with the blocks of a section what the document says: a block that begins with the name
+        of a file belongs at its end, every other is for a root shell."""
+        text = (REPOSITORY / document).read_text()
+        section = re.search(rf"^#+ {heading}\n(.*?)(?=^#+ \w|\Z)", text, re.M | re.S)[1]
+        blocks = re.findall(r"^```\w*\n(.*?)^```$", section, re.M | re.S)
+        assert blocks, (document, heading)
+        for block in blocks:
+            if not block.startswith("# /"):
+                self.run(block)
+                continue
+            name, lines = block.split("\n", 1)
+            with open(self.root / name.removeprefix("# /"), "a") as file:
+                file.write(lines)
+
+    def await_greeting(self) -> None:
+        end = time.monotonic() + 30
+        while self.process.poll() is None and time.monotonic() < end:
+            try:
+                smtplib.SMTP("127.0.0.1").quit()
+                return
+            except OSError:
+                time.sleep(0.05)
+        raise RuntimeError("the mail server does not start:\n" + self.said())
+
+    def begin(self, configuration: str) -> None:
+        """Anew, with this panel configuration, no mail, and empty logs."""
+        (self.root / "etc/ovk/ovk.conf").write_text(configuration)
+        for folder in ("var/mail", "tmp"):
+            for path in (self.root / folder).iterdir():
+                shutil.rmtree(path) if path.is_dir() else path.unlink()
+        os.truncate(self.root / self.log, 0)
+        self.logged.clear()
+
+    def said(self) -> str:
+        """What the mail server and, in the system log, the program said."""
+        log = self.root / self.log
+        return "".join(f"{line}\n" for line in self.logged) + (log.read_text() if log.exists() else "")
+
+    def send(self, envelope_sender: str, recipient: str, message: bytes) -> None:
+        options = ["BODY=8BITMIME"] + ([] if recipient.isascii() else ["SMTPUTF8"])
+        with smtplib.SMTP("127.0.0.1") as smtp:
+            smtp.sendmail(envelope_sender, recipient, message.replace(b"\n", b"\r\n"), options)
+
+    def settle(self) -> None:
+        """Waits until nothing is under way: all queues empty, thrice, for a mail that is looked for
+        in one of them may just have led to another in one that was empty."""
+        end = time.monotonic() + 60
+        empty = 0
+        while empty < 3:
+            if time.monotonic() > end:
+                raise RuntimeError("mail is stuck in the queue:\n" + self.said())
+            time.sleep(0.05)
+            queued = any(path.is_file() for name in self.queues for path in (self.root / name).rglob("*"))
+            empty = 0 if queued else empty + 1
+
+    def mailbox(self, name: str) -> list[bytes]:
+        """The mails of a Maildir, oldest first."""
+        paths = (self.root / "var/mail" / name / "new").glob("*")
+        return [path.read_bytes() for path in sorted(paths, key=lambda path: path.stat().st_mtime_ns)]
+
+    def replies(self, name: str) -> list[email.message.EmailMessage]:
+        return [email.message_from_bytes(data, policy=email.policy.default)
+                for data in self.mailbox(name)]
+
+
+class Postfix(Host):
+    before = "/usr/lib/postfix/configure-instance.sh"
+    server = ["/usr/sbin/postfix", "start-fg"]
+    queues = [f"var/spool/postfix/{name}" for name in ("maildrop", "incoming", "active", "deferred")]
+    log = "var/log/mail.log"
+    not_taken = {"colon"}  # the alias maps ask for such a name in quotes
+
+    def set_up(self) -> None:
+        self.paste("README.md", "Behind Postfix")
+
+
+class Exim(Host):
+    before = "update-exim4.conf"
+    server = ["/usr/sbin/exim4", "-bdf"]
+    queues = ["var/spool/exim4/input"]
+    log = "var/log/exim4/mainlog"
+    not_taken = {"idn"}  # no addresses in UTF-8
+
+    def set_up(self) -> None:
+        self.paste("README.md", "Behind Exim")
+        self.process.send_signal(signal.SIGHUP)  # what "systemctl reload" comes to
+        self.await_greeting()
+
+
+def listener(path: pathlib.Path) -> socket.socket:
+    messages = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+    messages.bind(str(path))
+    path.chmod(0o666)
+    return messages
+
+
+def bring_loopback_up() -> None:
+    SIOCSIFFLAGS, IFF_UP = 0x8914, 1
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+        fcntl.ioctl(any_socket, SIOCSIFFLAGS, struct.pack("16sh22x", b"lo", IFF_UP))
