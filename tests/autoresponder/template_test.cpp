@@ -1,7 +1,8 @@
 #include "autoresponder/template.h"
 
+#include "tests/support/cases.h"
+
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <string>
 
 namespace {
@@ -10,56 +11,26 @@ constexpr par_templ table[] = {
     {"empty", ""}, {"gone", nullptr}, {"request_from", "alice"}, {"request_subject", "Hi"}};
 
 TEST(Template, Replaces) {
-    constexpr std::uint32_t stop = REPL_STOP_ON_OVERFLOW, keep = REPL_KEEP_UNKNOWN;
-    const auto name = [](std::size_t length, const char* rest) {
-        return std::string(1, '<').append(length, 'n').append(rest);
+    const auto either = [](const std::string& text, const char* one, std::uint32_t one_bit,
+                           const char* other, std::uint32_t other_bit) {
+        return (text.find(one) == std::string::npos ? 0 : one_bit) |
+               (text.find(other) == std::string::npos ? 0 : other_bit);
     };
-    const struct {
-        std::string source;
-        unsigned long size;
-        std::uint32_t flags;
-        std::string result;
-        std::uint32_t in_count, status;
-    } cases[] = {
-        {"Re <request_subject>", 999, 0, "Re Hi", 20, 0},
-        {"<unknown>", 999, keep, "<unknown>", 9, REPL_UNKNOWN_KEPT},
-        {"<unknown>", 999, 0, "", 9, 0},
-        {"<Request_from>", 999, 0, "", 14, 0},
-        {"<gone><empty>x", 999, 0, "x", 14, 0},
-        {"<><>a<b", 999, 0, "<><>a<b", 7, 0},
-        {"<><request_from>", 999, 0, "<>alice", 16, 0},
-        {"a<", 999, 0, "a<", 2, 0},
-        {"<<request_from>", 999, 0, "", 15, 0},
-        {"<<request_from>", 999, keep, "<<request_from>", 15, REPL_UNKNOWN_KEPT},
-        {name(32, ">"), 999, 0, "", 34, 0},
-        {name(33, ">"), 999, 0, name(33, ">"), 35, 0},
-        // The 33 characters hold an opening delimiter, which starts nothing.
-        {name(28, "<gone>"), 999, 0, name(28, "<gone>"), 35, 0},
-        {name(33, "<gone>x"), 999, 0, name(33, "x"), 41, 0},
-        // Room: literal text, then values, that just fit and that do not.
-        {"12345", 5, 0, "12345", 5, 0},
-        {"123456", 5, 0, "12345", 5, 0},
-        {"12345<gone>", 5, 0, "12345", 11, 0},
-        {"123456<gone>", 5, stop, "12345", 5, 0},
-        {"ab<request_from>", 7, stop, "abalice", 16, 0},
-        {"ab<request_from>c", 7, 0, "abalice", 16, 0},
-        {"ab<request_from>c", 6, 0, "abalic", 16, 0},
-        {"ab<request_from>c", 6, stop, "ab", 2, REPL_STOPPED},
-        {"ab<x><request_from>", 6, stop | keep, "ab<x>", 5, REPL_STOPPED | REPL_UNKNOWN_KEPT},
-        {"ab<empty>c", 2, stop, "ab", 9, 0},
-        {"anything", 0, 0, "", 0, 0},
-    };
-    for (const auto& c : cases) {
-        std::string buffer(c.size + 2, '#');
-        repl_ctl control = {7, 7, c.flags, 7};
-        templ_replace('<', '>', table, std::size(table), c.source.c_str(), buffer.data(), c.size,
+    for (const Case& row : cases("autoresponder/responder.cases", "templates", 6)) {
+        const std::string &source = row[0], &result = row[3];
+        const std::size_t size = std::stoul(row[1]);
+        const auto flags = either(row[2], "stop", REPL_STOP_ON_OVERFLOW, "keep", REPL_KEEP_UNKNOWN);
+        const auto status = either(row[5], "stopped", REPL_STOPPED, "kept", REPL_UNKNOWN_KEPT);
+        std::string buffer(size + 2, '#');
+        repl_ctl control = {7, 7, flags, 7};
+        templ_replace('<', '>', table, std::size(table), source.c_str(), buffer.data(), size,
                       &control);
-        EXPECT_EQ(buffer.substr(0, control.out_count), c.result) << c.source;
-        EXPECT_EQ(control.in_count, c.in_count) << c.source;
-        EXPECT_EQ(control.status, c.status) << c.source;
-        EXPECT_EQ(buffer.back(), '#') << c.source;
-        const bool ended = c.result.size() < c.size && (c.status & REPL_STOPPED) == 0;
-        EXPECT_TRUE(!ended || buffer[c.result.size()] == '\0') << c.source;
+        EXPECT_EQ(buffer.substr(0, control.out_count), result) << source;
+        EXPECT_EQ(control.in_count, std::stoul(row[4])) << source;
+        EXPECT_EQ(control.status, status) << source;
+        EXPECT_EQ(buffer.back(), '#') << source;
+        const bool ended = result.size() < size && (status & REPL_STOPPED) == 0;
+        EXPECT_TRUE(!ended || buffer[result.size()] == '\0') << source;
     }
 }
 

@@ -1,6 +1,6 @@
 #include "mimelib/mimelib.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/cases.h"
 
 namespace {
 
@@ -24,48 +24,13 @@ TEST(String, SlicesShareTheirBytesAndChangeAlone) {
     EXPECT_EQ(part.view(), "text \xC4"); // NOLINT(bugprone-use-after-move)
 }
 
-TEST(String, GetlineDeliversTheLastLineAsWell) {
-    std::string_view text("a\r\n\nb", 5), line;
-    EXPECT_TRUE(getline(text, line, '\n'));
-    EXPECT_EQ(line, "a\r");
-    EXPECT_TRUE(getline(text, line, '\n'));
-    EXPECT_EQ(line, "");
-    EXPECT_FALSE(getline(text, line, '\n'));
-    EXPECT_EQ(line, "b");
-    EXPECT_FALSE(getline(text, line, '\n'));
-    EXPECT_EQ(line, "");
-}
-
 TEST(Message, SplitsHeaderAndBody) {
-    const struct {
-        std::string text, header, body;
-    } cases[] = {
-        {"A: 1\n\nbody\n", "A: 1\n", "body\n"},
-        {"A: 1\r\nB: 2\n\r\n\nbody", "A: 1\r\nB: 2\n", "\nbody"},
-        {"A: 1\n \n\tx\n\nb", "A: 1\n \n\tx\n", "b"},
-        {"A: 1\nB: 2", "A: 1\nB: 2", ""},
-        {"A: 1\nno field\n\nb", "A: 1\n", "no field\n\nb"},
-        {"A: 1\n: x\n", "A: 1\n", ": x\n"},
-        {"A : 1\n\nb", "A : 1\n", "b"},
-        {" A: 1\n\nb", "", " A: 1\n\nb"},
-        {"\nA: 1\n", "", "A: 1\n"},
-        {"", "", ""},
-        {"From joe Mon 12:00\nA: 1\n\nb", "A: 1\n", "b"},
-        {"From : joe\n\nb", "From : joe\n", "b"},
-        {"A: 1\nFrom joe 12:00\n", "A: 1\n", "From joe 12:00\n"},
-    };
-    for (const auto& c : cases) {
-        const auto message = parse(c.text);
-        EXPECT_EQ(message->Headers().AsString().view(), c.header) << c.text;
-        EXPECT_EQ(message->Body().AsString().view(), c.body) << c.text;
-        EXPECT_EQ(message->AsString().view(), c.text);
+    for (const Case& row : cases("mimelib/mimelib.cases", "header and body", 3)) {
+        const auto message = parse(row[0]);
+        EXPECT_EQ(message->Headers().AsString().view(), row[1]) << row[0];
+        EXPECT_EQ(message->Body().AsString().view(), row[2]) << row[0];
+        EXPECT_EQ(message->AsString().view(), row[0]);
     }
-}
-
-TEST(Message, IsEmptyBeforeItIsParsed) {
-    const auto message = DwMessage::NewMessage(DwString("From: joe@x\n\nb"));
-    EXPECT_FALSE(message->Headers().HasFrom());
-    EXPECT_TRUE(message->Body().AsString().empty());
 }
 
 TEST(Headers, KeepFieldsAsWritten) {
@@ -93,48 +58,16 @@ TEST(Headers, AbsentFieldsAreEmpty) {
 }
 
 TEST(MediaType, ReadsTypeAndParameters) {
-    const struct {
-        const char* field;
-        int type;
-        const char* parameters;
-    } cases[] = {
-        {"text/plain", DwMime::kTypeText, ""},
-        {"TEXT; charset=x", DwMime::kTypeText, "charset=x|"},
-        {" (a(b)) Multipart / Mixed", DwMime::kTypeMultipart, ""},
-        {"message/rfc822", DwMime::kTypeMessage, ""},
-        {"application/pdf", DwMime::kTypeApplication, ""},
-        {"textual/plain", DwMime::kTypeUnknown, ""},
-        {"/plain; a=b", DwMime::kTypeUnknown, "a=b|"},
-        {"", DwMime::kTypeUnknown, ""},
-        {"text/plain; CHARSET = koi8-R ; a=\"b;\\\" c\" (x);d", DwMime::kTypeText,
-         "CHARSET=koi8-R|a=b;\" c|d=|"},
-        {"text/plain;(x) a (=) = (y)b(z);; ;=c;d=e f;g=", DwMime::kTypeText, "a=b|d=e|g=|"},
-        {"text/plain; a=\"b\r\n c\\\nd", DwMime::kTypeText, "a=b cd|"},
-        {"text/plain \"; a=b\" (; c=d) ; e=f/g=h", DwMime::kTypeText, "e=f/g=h|"},
-    };
-    for (const auto& c : cases) {
-        const DwMediaType type{DwString(c.field)};
-        EXPECT_EQ(type.Type(), c.type) << c.field;
+    for (const Case& row : cases("mimelib/mimelib.cases", "media types", 3)) {
+        const DwMediaType type{DwString(row[0])};
+        EXPECT_EQ(type.Type() == DwMime::kTypeText, row[1] == "text") << row[0];
+        EXPECT_EQ(type.Type() == DwMime::kTypeMultipart, row[1] == "multipart") << row[0];
         std::string found;
         for (DwParameterReader reader(type); reader.Next();)
             found +=
                 reader.Parameter().Attribute().str() + "=" + reader.Parameter().Value().str() + "|";
-        EXPECT_EQ(found, c.parameters) << c.field;
+        EXPECT_EQ(found, row[2]) << row[0];
     }
-}
-
-TEST(Mechanism, KnowsTheEncodings) {
-    const std::pair<const char*, int> cases[] = {
-        {"7bit", DwMime::kCte7bit},
-        {"8BIT", DwMime::kCte8bit},
-        {"binary", DwMime::kCteBinary},
-        {"Quoted-Printable;", DwMime::kCteQuotedPrintable},
-        {"(x)\n base64 (y)", DwMime::kCteBase64},
-        {"base-64", DwMime::kCteUnknown},
-        {"()", DwMime::kCteNull},
-    };
-    for (const auto& [field, encoding] : cases)
-        EXPECT_EQ(DwMechanism(DwString(field)).AsEnum(), encoding) << field;
 }
 
 /// The bodies of all parts, each with a "|" behind it; "none" when there are no parts.
@@ -146,29 +79,11 @@ std::string part_bodies(const DwMessage& message) {
 }
 
 TEST(BodyPart, EndsBeforeTheLineEndOfTheNextDelimiter) {
-    const struct {
-        const char *boundary, *body, *bodies;
-    } cases[] = {
-        {"b", "preamble\n--b\n\none\n--b\r\n\r\ntwo\r\n\r\n--b--\n--b\n\nepilogue", "one|two\r\n|"},
-        {"b", "--b \t\n\none\n--b-- \nx", "one|"},
-        {"b", "--b\n\none\n--bb\n --b\n--b-\n--b--x\n", "one\n--bb\n --b\n--b-\n--b--x\n|"},
-        {"b", "--b\n\nno end", "no end|"},
-        {"b", "--b\n--b\n\n--b\n\n\n--b\nA: x\n--b\nA: x\n\nx\n--b--", "||||x|"},
-        {"b", "--b\nno header\n--b--", "no header|"},
-        {"b", "--b--\n--b\n\nx", "none"},
-        {"b", "--b", "none"},
-        {"b", "--B\n\nx", "none"},
-        {"b", "", "none"},
-        {"\"b c \"", "--b c\n\nx\n--b c--", "x|"},
-        {"\"b\\\n c\"", "--b\n c\n\nx", "none"},
-        {"\"\"", "--\n\nx", "none"},
-        {"b; boundary=c", "--c\n\nx\n--b\n\ny", "y|"},
-    };
-    for (const auto& c : cases) {
-        const auto message = parse(
-            "Content-Type: multipart/mixed; BOUNDARY=" + std::string(c.boundary) + "\n\n" + c.body);
-        EXPECT_EQ(part_bodies(*message), c.bodies) << c.boundary << '\n' << c.body;
-        EXPECT_EQ(part_bodies(*message), c.bodies) << "second walk";
+    for (const Case& row : cases("mimelib/mimelib.cases", "body parts", 3)) {
+        const auto message =
+            parse("Content-Type: multipart/mixed; BOUNDARY=" + row[0] + "\n\n" + row[1]);
+        for (const char* walk : {"first", "second"})
+            EXPECT_EQ(part_bodies(*message), row[2]) << walk << ": " << row[0] << '\n' << row[1];
     }
 }
 
