@@ -21,9 +21,7 @@ void escape_into(const MallocedText& buffer, const std::string& text) {
 }
 
 /// The four lookups in the order in which they are tried.
-std::array<std::string, 4> lookup_statements(const EscapedRecipient& recipient) {
-    const char* const domain = recipient.domain.get();
-    const char* const name = recipient.mailname.get();
+std::array<std::string, 4> lookup_statements(const char* domain, const char* name) {
     return {
         concat({"select m.id, m.mail_name, d.name from mail m, domains d"
                 " where m.dom_id=d.id and d.name='",
@@ -42,9 +40,9 @@ std::array<std::string, 4> lookup_statements(const EscapedRecipient& recipient) 
 }
 
 /// The first result that holds a row, else the last one, which then holds none.
-MysqlResult look_up(MYSQL* connection, const EscapedRecipient& recipient) {
+MysqlResult look_up(MYSQL* connection, const MallocedText& domain, const MallocedText& name) {
     MysqlResult found;
-    for (const std::string& statement : lookup_statements(recipient)) {
+    for (const std::string& statement : lookup_statements(domain.get(), name.get())) {
         if (!run_query(connection, statement, found)) {
             report({"autoresponder: Unable to query: ", mysql_error(connection)});
             correct_exit();
@@ -83,10 +81,21 @@ void adapt_escaping(MYSQL* connection, const Mail_content& mail, EscapedRecipien
     recipient.mailname.reset(escape_mysql_param(connection, mail.mailname.c_str()));
 }
 
+std::string without_extension(const std::string& local_part, char delimiter) {
+    const std::size_t at = local_part.find(delimiter);
+    return local_part.substr(0, at == 0 ? std::string::npos : at);
+}
+
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
-                                const EscapedRecipient& recipient) {
-    const MysqlResult found = look_up(connection, recipient);
-    const std::optional<Row> row = next_row(found);
+                                const EscapedRecipient& recipient, char delimiter) {
+    MysqlResult found = look_up(connection, recipient.domain, recipient.mailname);
+    std::optional<Row> row = next_row(found);
+    const std::string shorter = without_extension(mail.mailname, delimiter);
+    if (!row && shorter != mail.mailname) {
+        const MallocedText escaped(escape_mysql_param(connection, shorter.c_str()));
+        found = look_up(connection, recipient.domain, escaped);
+        row = next_row(found);
+    }
     if (!row) {
         report({"autoresponder: Mailname not found: ", mail.mailname, "@", mail.domain});
         correct_exit();

@@ -37,8 +37,13 @@ EscapedRecipient escape_recipient(const Mail_content& mail);
 /// front of a quote would there end the literal. To be called before the first lookup.
 void adapt_escaping(MYSQL* connection, const Mail_content& mail, EscapedRecipient& recipient);
 
+/// A local part without the first delimiter and what follows it, or as it is where nothing would be
+/// left.
+std::string without_extension(const std::string& local_part, char delimiter);
+
 /// Looks the recipient up on an open connection; the first of the four lookups that finds a row
-/// decides. A failed lookup and an unknown mailbox end the process through correct_exit, each with
+/// decides. When none does, all are tried once more without the extension that the host's delimiter
+/// begins. A failed lookup and an unknown mailbox end the process through correct_exit, each with
 /// its message on standard error.
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
-                                const EscapedRecipient& recipient);
+                                const EscapedRecipient& recipient, char delimiter);

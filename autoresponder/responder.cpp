@@ -34,10 +34,8 @@ bool is_to_be_answered(const ReplyContext& context) {
         log_refusal(last_report());
         return false;
     }
-    if (!context.policy.refuse_automatic)
-        return true;
-    const std::string reason =
-        refusal_reason(context.mail, context.facts, context.mailbox, context.connection);
+    const std::string reason = refusal_reason(context.mail, context.facts, context.mailbox,
+                                              context.connection, context.policy);
     if (!reason.empty()) {
         report({"autoresponder: Not answered: ", reason});
         log_refusal(reason);
@@ -67,7 +65,8 @@ int db_mail_act(Mail_content* mail) {
     EscapedRecipient recipient = escape_recipient(*mail);
     const MysqlConnection connection = open_panel_database(policy);
     adapt_escaping(connection.get(), *mail, recipient);
-    const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient);
+    const ResolvedMailbox mailbox =
+        resolve_mailbox(connection.get(), *mail, recipient, policy.recipient_delimiter);
     const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
                                policy, header_facts};
     log_mailbox(mailbox.mail_name, mailbox.domain_name);

@@ -1,5 +1,6 @@
 // The whole intake, from the blocks of standard input to Mail_content, and the message's structure.
 #include "autoresponder/intake.h"
+#include "autoresponder/policy/destinations.h"
 
 #include "base/text.h"
 #include "fuzz/fuzz.h"
@@ -149,6 +150,10 @@ void check_content(const Mail_content& mail, const HeaderFacts& facts,
     require(!holds_control(mail.from) && !holds_control(facts.automatic) &&
                 !holds_control(facts.thread.message_id) && !holds_control(facts.thread.references),
             "no control characters in what gets into headers as it is");
+    any_destination(facts.destinations, [](const std::string& address) {
+        require(!holds_control(address), "no control characters in addresses");
+        return false;
+    });
     require(mail.to == recipient && mail.mailname + "@" + mail.domain == recipient, "a recipient");
     require(!mail.body.empty(), "a body has a line");
     require(mail.date.find('\0') == std::string::npos &&

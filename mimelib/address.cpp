@@ -230,6 +230,11 @@ bool DwAddressReader::Next() {
             break;
         } else if (c == ':') {
             field_.take();
+            if (into_groups_) {
+                spec = {};
+                empty = true;
+                continue;
+            }
             skip_group(field_);
             address_ = DwAddress();
             return true;

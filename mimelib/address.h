@@ -68,8 +68,10 @@ public:
 /// Walks over the elements of either list.
 class DwAddressReader {
 public:
-    /// `list` must outlive the reader.
-    explicit DwAddressReader(const DwAddressList& list) : field_(list.AsString().view()) {}
+    /// `list` must outlive the reader. The mailboxes of its groups are elements as well where
+    /// `into_groups` says so.
+    explicit DwAddressReader(const DwAddressList& list, bool into_groups = false)
+        : field_(list.AsString().view()), into_groups_(into_groups) {}
     explicit DwAddressReader(const DwMailboxList& list) : field_(list.AsString().view()) {}
 
     /// Moves to the next element; false behind the last.
@@ -80,5 +82,6 @@ public:
 
 private:
     mimelib::Scanner field_;
+    bool into_groups_ = false;
     DwAddress address_;
 };

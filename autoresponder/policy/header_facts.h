@@ -21,6 +21,8 @@ struct HeaderFacts {
     std::string automatic;
     /// Why the header says that it is a bounce; empty for any other mail.
     std::string bounce;
+    /// To, Cc, Resent-To and Resent-Cc (destinations.h).
+    std::string destinations;
     /// From Message-ID, References and In-Reply-To.
     MailThread thread;
 };

@@ -11,6 +11,12 @@ bool switched_on(const char* variable, bool otherwise) {
     return value == nullptr ? otherwise : std::strcmp(value, "true") == 0;
 }
 
+/// Anything but one character counts as none.
+char delimiter() {
+    const char* const value = ovkConfGet("AUTORESPONDER_RECIPIENT_DELIMITER");
+    return value != nullptr && std::strlen(value) == 1 ? *value : '\0';
+}
+
 } // namespace
 
 Policy configured_policy() {
@@ -19,5 +25,7 @@ Policy configured_policy() {
             switched_on("AUTORESPONDER_REPLY_HEADERS", modern),
             switched_on("AUTORESPONDER_NULL_SENDER", modern),
             switched_on("AUTORESPONDER_STANDARD_MAIL", modern),
-            switched_on("AUTORESPONDER_LOG", modern)};
+            switched_on("AUTORESPONDER_LOG", modern),
+            switched_on("AUTORESPONDER_ADDRESSED_ONLY", modern),
+            delimiter()};
 }

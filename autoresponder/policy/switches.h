@@ -1,6 +1,7 @@
 // What the host chooses beyond the panel's own behaviour: variables of /etc/ovk/ovk.conf, each on
 // for the value "true" and off for any other. One that is not there goes by AUTORESPONDER_MODERN,
-// which is one of the same kind and off when it is missing as well.
+// which is one of the same kind and off when it is missing as well. Only the delimiter is a
+// character instead.
 #pragma once
 
 struct Policy {
@@ -17,6 +18,12 @@ struct Policy {
     bool standard_mail = false;
     /// AUTORESPONDER_LOG: a line in the system log for each run.
     bool log = false;
+    /// AUTORESPONDER_ADDRESSED_ONLY: mail whose header names no address of the mailbox is treated
+    /// as automatic mail is.
+    bool addressed_only = false;
+    /// AUTORESPONDER_RECIPIENT_DELIMITER: what an extension of a local part begins with; NUL, which
+    /// no local part holds, where none is chosen.
+    char recipient_delimiter = '\0';
 };
 
 /// The envelope sender of mail that must not be bounced (RFC 3834 section 3.3).

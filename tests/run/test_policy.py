@@ -76,6 +76,60 @@ class Policy(PanelCase):
                 self.assertEqual((run.status, run.err, len(run.calls)),
                                  (0, REFUSED.format(reason), 0) if reason else (0, "", 1))
 
+    def test_addressed_only(self) -> None:
+        self.database.execute("insert into domainaliases (dom_id, name, mail) values"
+                              " (1, 'bücher.example', 'true')")
+        self.rule(forward=["boss@example.org"], ans_freq="1000")
+        self.switch_on("ADDRESSED_ONLY")
+        head = f"From: {SENDER}\nList-Id: x\n"  # which is another variable's matter
+        for fields, answered in (
+            (f"To: {BOX}", True), ("CC: x@y.test, Sales <SALES@Example.COM>", True),
+            ("To: x@y.test\nResent-To: (a) orders@example.net", True),
+            ("Resent-Cc: \"orders\"@example.com", True), ("To: sales@xn--bcher-kva.example", True),
+            ("To: x@y.test\nTo: broken \" (\nCc: <orders@example.com>", True),
+            ("To: All: x@y.test,\n sales@example.com;", True),
+            ("To: undisclosed-recipients:;", False), ("X-To: sales@example.com", False),
+            ("Bcc: sales@example.com", False), ("To: sales@parked.test, other@example.com", False),
+            ("To: \"sales@example.com\" <x@y.test>", False), ("To: x@sales@example.com", False),
+            ("Subject: x", False),
+        ):
+            with self.subTest(fields):
+                run = self.deliver(f"{head}{fields}\n\n")
+                self.assertEqual([call.args[3] for call in run.calls],
+                                 ["boss@example.org"] + [SENDER] * answered)
+                self.assertEqual(run.err, "" if answered else REFUSED.format(
+                    "To and Cc name no address of the mailbox"))
+        self.assertEqual(self.database.rows("select num from resp_freq"), [["14"]])
+
+    def test_delimiter(self) -> None:
+        self.rule(ans_freq="1000")
+        self.database.execute("insert into mail (id, dom_id, mail_name) values (2, 1, 'a+b'),"
+                              " (3, 1, '')")
+        self.rule(2, mn_id=2, text="a+b")
+        plus = "sales+x+y@example.com"
+        for value, recipient, answered in (
+            (None, plus, False), ("++", plus, False), ("-", plus, False), ("true", plus, False),
+            ("+", plus, True), ("+", "orders+'x@example.net", True), ("+", "+x@example.com", False),
+            ("+", "sales-x@example.com", False), ("-", "sales-x@example.com", True),
+            ("+", "a+b@example.com", True),
+        ):
+            with self.subTest(value, recipient=recipient):
+                (self.box.etc / "ovk.conf").write_text("")
+                if value:
+                    self.switch_on("RECIPIENT_DELIMITER", value=value)
+                self.switch_on("MODERN", value="false")
+                run = self.deliver(recipient=recipient)
+                if answered:
+                    self.assert_answered(run)
+                    self.assertEqual(run.calls[0].args[2], recipient)
+                    self.assertIn(f"From: {recipient}\n", run.calls[0].message.decode())
+                    self.assertEqual(b"a+b\n" in run.calls[0].message, recipient[0] == "a")
+                else:
+                    self.assert_silent(run, f"autoresponder: Mailname not found: {recipient}\n")
+        self.switch_on("REFUSE_AUTOMATIC")
+        run = self.deliver(mail(sender="Orders+z@example.net"))
+        self.assertEqual(run.err, REFUSED.format("From or Reply-To is the mailbox itself"))
+
     def test_which_value_counts(self) -> None:
         """A variable that is there counts; MODERN does for those that are not."""
         self.rule(ans_freq="1000")
@@ -95,8 +149,8 @@ class Policy(PanelCase):
                 self.assertEqual(run.calls[0].args[2], "<>" if on else BOX)
                 self.assertEqual(b"Date:" in run.calls[0].message, on)
                 if not own:
-                    run = self.deliver(mail(headers="List-Id: x\n"))
-                    self.assertEqual(len(run.calls), not on)
+                    for message in (mail(headers="List-Id: x\n"), mail().replace(BOX, "x@y.test")):
+                        self.assertEqual(len(self.deliver(message).calls), not on)
 
     def test_headers_and_envelope(self) -> None:
         self.rule(1, attach=["gone"])
