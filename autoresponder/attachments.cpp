@@ -1,6 +1,10 @@
 #include "autoresponder/attachments.h"
 
+#include "autoresponder/panel_query.h"
+#include "base/io.h"
 #include "base/text.h"
+#include "codecs/base64.h"
+#include "lib/libcommon.h"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +18,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -107,6 +112,11 @@ bool can_be_read(int fd) {
     return false;
 }
 
+std::size_t size_of(int fd) {
+    struct stat status;
+    return fstat(fd, &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
 } // namespace
 
 namespace attachments_detail {
@@ -177,4 +187,45 @@ Descriptor open_attachment(const std::string& directory, const std::string& name
         errno = reason;
     }
     return file;
+}
+
+AttachmentNames find_attachments(MYSQL* connection, const std::string& rule_id,
+                                 const std::string& directory) {
+    const MysqlResult rows = run_query_or_exit(
+        connection, concat({"select filename from resp_attach where rn_id=", rule_id}));
+    AttachmentNames names;
+    while (const std::optional<Row> row = next_row(rows)) {
+        std::string stored = row->text(0);
+        if (stored.empty())
+            continue;
+        std::string name = orvek_trim(stored.data());
+        if (attachment_exists(directory, name))
+            names.found.push_back(std::move(name));
+        else
+            names.missing.append(name).append(1, '\n');
+    }
+    return names;
+}
+
+void write_encoded(int file, TemporaryFile& message) {
+    constexpr std::size_t bytes_per_line = 45;
+    constexpr std::size_t line_length = 60;
+    constexpr std::size_t lines_per_block = 256;
+    std::vector<unsigned char> bytes(bytes_per_line * lines_per_block);
+    std::vector<char> lines((line_length + 1) * lines_per_block + 1);
+    std::size_t left = size_of(file);
+    while (message.takes_more()) {
+        const std::size_t count = read_fully(file, bytes.data(), std::min(left, bytes.size()));
+        if (count == 0)
+            break;
+        left -= count;
+        std::size_t length = 0;
+        for (std::size_t at = 0; at < count; at += bytes_per_line) {
+            const std::size_t chunk = std::min(bytes_per_line, count - at);
+            base64Encode(bytes.data() + at, chunk, lines.data() + length);
+            length += (chunk + 2) / 3 * 4;
+            lines[length++] = '\n';
+        }
+        message.write({lines.data(), length});
+    }
 }

@@ -4,9 +4,12 @@
 // links but such as root made.
 #pragma once
 
+#include "autoresponder/temporary_file.h"
 #include "base/owned.h"
 
+#include <mysql.h>
 #include <string>
+#include <vector>
 
 /// Whether `directory`/`name` exists, of whatever kind, without leading out of `directory`: what a
 /// name reaches by ".." or by links counts as missing when it lies elsewhere.
@@ -15,6 +18,23 @@ bool attachment_exists(const std::string& directory, const std::string& name);
 /// Opens `directory`/`name` for reading, confined in the same way. Never waits: what is neither a
 /// file nor a directory is not opened. Without a descriptor, errno says why.
 Descriptor open_attachment(const std::string& directory, const std::string& name);
+
+/// The attachments of a rule.
+struct AttachmentNames {
+    /// Existing files, in the order of the database.
+    std::vector<std::string> found;
+    /// Names of the files that do not exist, a line feed behind each.
+    std::string missing;
+};
+
+/// Asks for them and looks for the files in `directory`. A failed query ends the process through
+/// correct_exit.
+AttachmentNames find_attachments(MYSQL* connection, const std::string& rule_id,
+                                 const std::string& directory);
+
+/// Writes `file` in Base64, a line for every 45 bytes, until `message` takes no more. A file that
+/// keeps growing ends where it ended at first.
+void write_encoded(int file, TemporaryFile& message);
 
 namespace attachments_detail {
 

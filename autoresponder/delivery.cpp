@@ -2,40 +2,19 @@
 
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/pipe_stream.h"
-#include "autoresponder/process.h"
+#include "autoresponder/temporary_file.h"
 #include "base/io.h"
-#include "base/owned.h"
-#include "codecs/idn.h"
 #include "lib/forkexec.h"
 #include "lib/product_log.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
-#include <new>
-#include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-Descriptor open_reply_file() {
-    Descriptor reply(open(resp_uu_file_name, O_RDONLY | O_CLOEXEC));
-    if (!reply) {
-        report_system_error({"autoresponder: Failed to open temporary file with response mail "
-                             "contents '",
-                             resp_uu_file_name, "': "});
-        throw std::runtime_error("Failed to generate response mail contents");
-    }
-    return reply;
-}
-
-pid_t start_sendmail(int input, const std::string& envelope_sender, const std::string& recipient) {
-    return fork_execl_pipes(input, fileno(stdout), fileno(stderr), sendmail_path, sendmail_path,
-                            "-f", envelope_sender.c_str(), recipient.c_str(),
-                            static_cast<char*>(nullptr));
-}
+constexpr char sendmail_path[] = "/usr/sbin/sendmail";
 
 } // namespace
 
@@ -46,18 +25,32 @@ bool is_safe_argument(const std::string& text) {
     return false;
 }
 
-void deliver_reply(const Mail_content& mail, const Policy& policy) {
-    try {
-        Descriptor reply = open_reply_file();
-        const std::string envelope_sender =
-            policy.null_sender ? null_path : orvek::idn::toAscii(mail.to);
-        const pid_t sendmail = start_sendmail(reply.get(), envelope_sender, mail.from);
-        reply.reset();
-        wait_for(sendmail);
-    } catch (...) {
-        end_on_send_failure();
+int hand_to_sendmail(Descriptor message, const std::string& envelope_sender,
+                     const std::vector<std::string>& recipients,
+                     const std::function<void()>& meanwhile) {
+    std::vector<const char*> arguments = {sendmail_path, "-f", envelope_sender.c_str()};
+    for (const std::string& recipient : recipients)
+        arguments.push_back(recipient.c_str());
+    arguments.push_back(nullptr);
+    const pid_t sendmail = fork_execv_pipes(message.get(), fileno(stdout), fileno(stderr),
+                                            sendmail_path, arguments.data());
+    message.reset();
+    meanwhile();
+    int status = 0;
+    wait_for(sendmail, &status, WUNTRACED);
+    return status;
+}
+
+void deliver_reply(const std::string& envelope_sender, const std::string& recipient) {
+    Descriptor reply = reply_file.open_to_read();
+    if (!reply) {
+        report_system_error({"autoresponder: Failed to open temporary file with response mail "
+                             "contents '",
+                             reply_file.name(), "': "});
+        end_with_failure("Send error: %s", "Failed to generate response mail contents");
     }
-    unlink(resp_uu_file_name);
+    hand_to_sendmail(std::move(reply), envelope_sender, {recipient});
+    reply_file.remove();
 }
 
 void deliver_notice(const std::string& envelope_sender, const std::string& recipient,
@@ -70,32 +63,11 @@ void deliver_notice(const std::string& envelope_sender, const std::string& recip
                              "missing attachment files: "});
         return;
     }
-    Descriptor read_end(ends[0]);
-    const pid_t sendmail = start_sendmail(read_end.get(), envelope_sender, recipient);
-    read_end.reset();
-    {
+    hand_to_sendmail(Descriptor(ends[0]), envelope_sender, {recipient}, [&] {
         ofd_pipestream message(ends[1]);
         if (!message)
             report({"Unable to send mail with notify of not exist attachment."});
         else
             message << text;
-    }
-    wait_for(sendmail);
-}
-
-void wait_for(pid_t child) {
-    wait_for(child, nullptr, WUNTRACED);
-}
-
-void end_on_send_failure() {
-    try {
-        throw;
-    } catch (const orvek::idn::IdnaError& failure) {
-        messlog2(1, 1, "IDN conversion error: %s", failure.what());
-    } catch (const std::runtime_error& failure) {
-        messlog2(1, 1, "Send error: %s", failure.what());
-    } catch (const std::bad_alloc&) {
-        messlog2(1, 1, "Program failed due to exhausted memory");
-    }
-    std::abort(); // not reached: messlog2 has ended the process
+    });
 }

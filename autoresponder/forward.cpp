@@ -3,14 +3,11 @@
 #include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
-#include "autoresponder/process.h"
 #include "autoresponder/run_log.h"
-#include "base/owned.h"
+#include "autoresponder/temporary_file.h"
 #include "base/text.h"
-#include "lib/forkexec.h"
 
-#include <cstdio>
-#include <fcntl.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -27,33 +24,19 @@ std::vector<std::string> forward_addresses(MYSQL* connection, const std::string&
     return addresses;
 }
 
-/// sendmail's argument vector, ended by null. Points into the record and the list.
-std::vector<const char*> arguments(const Mail_content& mail,
-                                   const std::vector<std::string>& addresses) {
-    std::vector<const char*> vector = {sendmail_path, "-f", mail.to.c_str()};
-    vector.reserve(addresses.size() + 4);
-    for (const std::string& address : addresses)
-        vector.push_back(address.c_str());
-    vector.push_back(nullptr);
-    return vector;
-}
-
 } // namespace
 
 void forward(MYSQL* connection, const Mail_content* mail, std::string id) {
     const std::vector<std::string> addresses = forward_addresses(connection, id);
     if (addresses.empty())
         return;
-    Descriptor copy(open(mail_file_name, O_RDONLY | O_CLOEXEC));
+    Descriptor copy = mail_copy.open_to_read();
     if (!copy) {
         report_system_error({"autoresponder: Failed to open temporary file with forward mail "
                              "contents '",
-                             mail_file_name, "': "});
+                             mail_copy.name(), "': "});
         return;
     }
-    const pid_t sendmail = fork_execv_pipes(copy.get(), fileno(stdout), fileno(stderr),
-                                            sendmail_path, arguments(*mail, addresses).data());
-    copy.reset();
-    wait_for(sendmail);
+    hand_to_sendmail(std::move(copy), mail->to, addresses);
     log_forward(addresses.size());
 }

@@ -1,7 +1,7 @@
 #include "autoresponder/intake.h"
 
 #include "autoresponder/diagnostics.h"
-#include "autoresponder/process.h"
+#include "autoresponder/temporary_file.h"
 #include "base/io.h"
 #include "base/owned.h"
 #include "base/text.h"
@@ -21,21 +21,6 @@
 namespace {
 
 constexpr char default_charset[] = "US-ASCII";
-
-/// The copy of the message on disk. The first failure ends the writing: a copy with a hole in it
-/// would be worse than a short one.
-class MessageCopy {
-public:
-    explicit MessageCopy(Descriptor file) : file_(std::move(file)) {}
-
-    void write(std::string_view bytes) {
-        if (file_ && !write_fully(file_.get(), bytes))
-            file_.reset();
-    }
-
-private:
-    Descriptor file_;
-};
 
 /// A text that is read straight to where it stays. std::string would clear the room first, and a
 /// mail of 25 MB takes a twelfth less of the processor without that.
@@ -151,19 +136,15 @@ void set_recipient(std::string_view recipient, Mail_content* mail) {
 } // namespace
 
 int parse_message(Mail_content* mail) {
-    const Descriptor created(mkstemp(mail_file_name));
-    if (!created) {
+    if (!mail_copy.create()) {
         report({"Could not create a temporary file."});
         return 1;
     }
     DwInitialize();
-    DwString text;
-    {
-        MessageCopy copy(Descriptor(open(mail_file_name, O_WRONLY | O_TRUNC | O_CLOEXEC)));
-        text = read_message(
-            read_standard_input, [&](std::string_view bytes) { copy.write(bytes); },
-            expected_size(STDIN_FILENO));
-    }
+    DwString text = read_message(
+        read_standard_input, [](std::string_view bytes) { mail_copy.write(bytes); },
+        expected_size(STDIN_FILENO));
+    mail_copy.finish();
     return read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"),
                         configured_policy(), mail, &header_facts);
 }

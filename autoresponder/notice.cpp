@@ -3,7 +3,6 @@
 #include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
-#include "autoresponder/policy/thread.h"
 #include "autoresponder/run_log.h"
 #include "base/text.h"
 #include "lib/get_param.h"
@@ -77,8 +76,7 @@ std::string notice_text(const std::string& sender, const Client& client, const s
         "Subject: ",
         product,
         " notification (files missing in attachments repository). \n",
-        context.policy.reply_headers ? automatic_reply_headers(mail.domain, context.facts.thread)
-                                     : "",
+        context.chosen_headers(),
         "Content-Type: text/plain; charset=utf-8\n",
         "Content-Disposition: inline\n",
         "Content-Transfer-Encoding: 8bit\n",

@@ -2,7 +2,8 @@
 // that are not in the mailbox's repository.
 #pragma once
 
-#include "autoresponder/reply.h"
+#include "autoresponder/reply_context.h"
+#include "autoresponder/rules.h"
 
 #include <string>
 

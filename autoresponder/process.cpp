@@ -1,6 +1,8 @@
 #include "autoresponder/process.h"
 
 #include "autoresponder/set_uid_start.h"
+#include "autoresponder/temporary_file.h"
+#include "codecs/idn.h"
 #include "lib/product_log.h"
 
 #include <cerrno>
@@ -11,9 +13,6 @@
 #include <initializer_list>
 #include <new>
 #include <unistd.h>
-
-char mail_file_name[sizeof mail_file_template] = "/tmp/ovk-autoresponder-XXXXXX";
-char resp_uu_file_name[sizeof reply_file_template] = "/tmp/ovk-response-uu-XXXXXX";
 
 namespace {
 
@@ -26,10 +25,8 @@ void hold_standard_descriptors() {
 }
 
 void remove_temporary_files() {
-    if (mail_file_name[0] != '\0')
-        unlink(mail_file_name);
-    if (resp_uu_file_name[0] != '\0')
-        unlink(resp_uu_file_name);
+    mail_copy.remove();
+    reply_file.remove();
 }
 
 // A host that shuts down should not find mail of strangers in /tmp. Then the signal takes its
@@ -47,24 +44,6 @@ void tidy_up_on(int signal) {
         std::signal(signal, SIG_IGN);
 }
 
-// Mail may be in flight at this point, so the temporary files stay for whoever looks into it, as
-// after every other exit with status 1.
-[[noreturn]] void end_on_unexpected_failure() {
-    errno = 0;
-    try {
-        if (const std::exception_ptr failure = std::current_exception())
-            std::rethrow_exception(failure);
-        messlog2(1, 1, "Program failed");
-    } catch (const std::bad_alloc&) {
-        messlog2(1, 1, "Program failed due to exhausted memory");
-    } catch (const std::exception& failure) {
-        messlog2(1, 1, "Program failed: %s", failure.what());
-    } catch (...) {
-        messlog2(1, 1, "Program failed");
-    }
-    _exit(1);
-}
-
 } // namespace
 
 void prepare_process() {
@@ -75,11 +54,27 @@ void prepare_process() {
     for (const int signal :
          {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU})
         tidy_up_on(signal);
-    std::set_terminate(end_on_unexpected_failure);
+    std::set_terminate(end_on_exception);
     errno = 0;
 }
 
 void correct_exit() {
     remove_temporary_files();
     std::exit(EXIT_SUCCESS);
+}
+
+void end_on_exception() {
+    errno = 0; // so that the message shows no error of some earlier call
+    try {
+        if (const std::exception_ptr failure = std::current_exception())
+            std::rethrow_exception(failure);
+    } catch (const orvek::idn::IdnaError& failure) {
+        end_with_failure("IDN conversion error: %s", failure.what());
+    } catch (const std::bad_alloc&) {
+        end_with_failure("Program failed due to exhausted memory");
+    } catch (const std::exception& failure) {
+        end_with_failure("Program failed: %s", failure.what());
+    } catch (...) {
+    }
+    end_with_failure("Program failed");
 }

@@ -1,15 +1,5 @@
-// The frame of the process: the names of its two temporary files, the state that it wants to start
-// from, and its ways out.
+// The frame of the process: the state that it wants to start from, and its ways out.
 #pragma once
-
-inline constexpr char mail_file_template[] = "/tmp/ovk-autoresponder-XXXXXX";
-inline constexpr char reply_file_template[] = "/tmp/ovk-response-uu-XXXXXX";
-
-/// Name of the copy of the incoming message; the template until the intake has made the file.
-extern char mail_file_name[sizeof mail_file_template];
-
-/// Name of the reply file; the template until the first reply, and again before each later one.
-extern char resp_uu_file_name[sizeof reply_file_template];
 
 /// Puts the process into a state that does not depend on who started it: descriptors 0, 1 and 2
 /// are open (on /dev/null where the caller left them closed, so that no socket or temporary file
@@ -22,3 +12,8 @@ void prepare_process();
 /// The normal way out: removes both temporary files, whether they exist or not, and ends the
 /// process with status 0.
 [[noreturn]] void correct_exit();
+
+/// The way out for an exception that is being handled, or that nobody handled: says what it is on
+/// both output streams and ends the process with status 1. Mail may be in flight at this point, so
+/// the temporary files stay for whoever looks into it, as after every other end with status 1.
+[[noreturn]] void end_on_exception();

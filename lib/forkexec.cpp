@@ -75,7 +75,7 @@ pid_t fork_execv_pipes(int in, int out, int err, const char* path, const char* c
     const int pending = errno;
     const pid_t pid = start(in, out, err, path, args);
     if (pid == -1)
-        messlog2(1, 1, "fork_execv_pipes: fork() failed");
+        end_with_failure("fork_execv_pipes: fork() failed");
     errno = pending;
     return pid;
 }

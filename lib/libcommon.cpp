@@ -18,7 +18,7 @@ bool is_space(char c) {
 void* realloc_safe(void* prev, std::size_t size) {
     void* const block = std::realloc(prev, std::max<std::size_t>(size, 1)); // 0 would free it
     if (block == nullptr)
-        messlog2(1, 1, "alloc(%d)", static_cast<int>(size));
+        end_with_failure("alloc(%d)", static_cast<int>(size));
     return block;
 }
 

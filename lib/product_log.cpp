@@ -99,6 +99,14 @@ void vmesslog2(int status, int mess_out, const char* fmt, va_list args) {
     errno = pending;
 }
 
+void end_with_failure(const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    vmesslog2(0, 1, fmt, args);
+    va_end(args);
+    std::exit(EXIT_FAILURE);
+}
+
 int ex_messlog(const char* msg, int status, int) {
     const MallocedText name = program_name();
     write_message(stderr, name.get(), msg);

@@ -16,6 +16,10 @@ void messlog2(int status, int mess_out, const char* fmt, ...) __attribute__((for
 void vmesslog2(int status, int mess_out, const char* fmt, va_list args)
     __attribute__((format(printf, 3, 0)));
 
+/// The end of a process that cannot go on: writes the message as messlog2 does and ends with
+/// status 1.
+[[noreturn]] void end_with_failure(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+
 /// Writes `msg` to standard error and then to standard output, each time behind the program's name
 /// and with a line end unless it has one (an empty message gives a line of its own), and flushes.
 /// Write errors are ignored. With a `status` other than 0 the process then ends with it; else 0 is

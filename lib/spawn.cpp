@@ -113,7 +113,7 @@ Vector collect_all(const char* first, va_list args) {
 Vector collect_or_exit(va_list args) {
     Vector vector = collect_all(nullptr, args);
     if (!vector)
-        messlog2(1, 1, "malloc() failed: %s", std::strerror(errno));
+        end_with_failure("malloc() failed: %s", std::strerror(errno));
     return vector;
 }
 

@@ -17,6 +17,6 @@ char* asprintf_safe(const char* fmt, ...) {
 char* vasprintf_safe(const char* fmt, va_list args) {
     char* text = nullptr;
     if (vasprintf(&text, fmt, args) == -1)
-        messlog2(1, 1, "Cannot allocate memory: %s", std::strerror(errno));
+        end_with_failure("Cannot allocate memory: %s", std::strerror(errno));
     return text;
 }

@@ -42,7 +42,7 @@ void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur) {
         const std::size_t size = blen <= step ? blen + step : 2 * blen;
         char* const grown = static_cast<char*>(std::realloc(buf, size));
         if (grown == nullptr)
-            messlog2(1, 1, "Cannot allocate memory");
+            end_with_failure("Cannot allocate memory");
         buf = grown;
         blen = size;
     }
@@ -104,9 +104,9 @@ int collect(pid_t pid, std::span<Capture> streams) {
 int open_stream(Capture& stream) {
     spawn::Pipe pipe = spawn::open_pipe();
     if (!pipe)
-        messlog2(1, 1, "fork_execv_getouterr: pipe() failed");
+        end_with_failure("fork_execv_getouterr: pipe() failed");
     if (fcntl(pipe.read_end.get(), F_SETFL, O_NONBLOCK) == -1)
-        messlog2(1, 1, "fork_execv_getouterr: fcntl(O_NONBLOCK) failed");
+        end_with_failure("fork_execv_getouterr: fcntl(O_NONBLOCK) failed");
     stream.fd = pipe.read_end.release();
     return pipe.write_end.release();
 }
@@ -248,10 +248,10 @@ int fork_execvv_getoutput(char** output, const char* path, const char* const arg
     *output = nullptr;
     spawn::Pipe both = spawn::open_pipe();
     if (!both)
-        messlog2(1, 1, "fork_execvv_getoutput pipe():\n%s", std::strerror(errno));
+        end_with_failure("fork_execvv_getoutput pipe():\n%s", std::strerror(errno));
     const pid_t pid = fork();
     if (pid == -1)
-        messlog2(1, 1, "Cannot fork():\n%s", std::strerror(errno));
+        end_with_failure("Cannot fork():\n%s", std::strerror(errno));
     if (pid == 0)
         exec_with_output(both.write_end.get(), path, args);
     both.write_end.reset();
@@ -274,6 +274,6 @@ int fork_execv_getoutput(char** output, const char* path, ...) {
     const spawn::Vector vector = spawn::collect_all(path, args);
     va_end(args);
     if (!vector)
-        messlog2(1, 1, "Cannot allocate buffer:\n%s", std::strerror(errno));
+        end_with_failure("Cannot allocate buffer:\n%s", std::strerror(errno));
     return fork_execvv_getoutput(output, path, vector.get());
 }

@@ -53,10 +53,10 @@ int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const arg
     }
     spawn::Pipe errors = spawn::open_pipe();
     if (!errors)
-        messlog2(1, 1, "fork_exec_fd pipe(): %s", std::strerror(errno));
+        end_with_failure("fork_exec_fd pipe(): %s", std::strerror(errno));
     const pid_t pid = fork();
     if (pid == -1)
-        messlog2(1, 1, "Error occured during fork():\n%s", std::strerror(errno));
+        end_with_failure("Error occured during fork():\n%s", std::strerror(errno));
     if (pid == 0)
         exec_with_descriptors(fd_in, fd_out, errors.write_end.get(), path, args);
     errors.write_end.reset();
@@ -101,7 +101,7 @@ int do_exec(const char* program, const char* const argv[]) {
     static int status;
     const pid_t pid = fork();
     if (pid == -1)
-        messlog2(1, 1, "Unable to fork");
+        end_with_failure("Unable to fork");
     if (pid == 0) {
         spawn::execute(program, argv);
         spawn::end_child();

@@ -106,12 +106,11 @@ char* orvek_chch(char* src, char* dst, char from, char to) {
 
 void check_parameter(int checkParameter, const char* Parameter, const char* DisplayName) {
     if (checkParameter != 0 && (Parameter == nullptr || *Parameter == '\0'))
-        messlog2(1, 1, "Missing parameter '%s' or previous parameter is empty.\n", DisplayName);
+        end_with_failure("Missing parameter '%s' or previous parameter is empty.\n", DisplayName);
 }
 
 void check_unprocessed_parameters(int argc, int next, char**) {
     if (argc != next)
-        messlog2(1, 1,
-                 "Some parameters in command string are left unprocessed. Check parameters "
-                 "please.");
+        end_with_failure("Some parameters in command string are left unprocessed. Check parameters "
+                         "please.");
 }

@@ -12,6 +12,7 @@ REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 PROGRAM_NAME = "autoresponder: "
 CALLS = {"report": "", "report_system_error": "", "refuse": "", "complain": "", "write_pieces": "",
          "fprintf": "", "messlog2": PROGRAM_NAME, "ex_messlog": PROGRAM_NAME,
+         "end_with_failure": PROGRAM_NAME,
          "snprintf": PROGRAM_NAME}  # those that fill msgbuf, for messlog2
 CALL = re.compile(r"\b(" + "|".join(CALLS) + r")\(")
 TOKEN = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)*\'|[^"\']')

@@ -280,3 +280,15 @@ class Delivery(PanelCase):
                                   "autoresponder: Send error: Failed to generate response mail"
                                   " contents\nSystem error 2: No such file or directory\n$")
         self.assertEqual(run.calls, [])
+
+    def test_nobody_else_s_file_is_written_or_sent(self) -> None:
+        """A link in the reply file's place leads nowhere, whatever put it there."""
+        (self.box.qmail / "secret").write_text("secret")
+        self.rule(attach=["gone"])
+        self.box.script("name=$(echo /tmp/ovk-response-uu-*)\n"  # on the notice
+                        "[ -L $name ] || ln -sf /var/qmail/secret $name\ncat >>/capture/sent\n")
+        run = self.deliver()
+        self.assertEqual((self.box.qmail / "secret").read_text(), "secret")
+        self.assertNotIn("secret", (self.box.capture / "sent").read_text())
+        self.assertIn("Too many levels of symbolic links (40)\nautoresponder: Send error", run.err)
+        self.assertEqual(run.status, 1)
