@@ -79,11 +79,3 @@ pid_t fork_execv_pipes(int in, int out, int err, const char* path, const char* c
     errno = pending;
     return pid;
 }
-
-pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const spawn::Vector vector = spawn::collect_or_exit(args);
-    va_end(args);
-    return fork_execv_pipes(in, out, err, path, vector.get());
-}

@@ -18,4 +18,3 @@
 /// child's process id once the child has become the program or has said why not; the caller closes
 /// its own descriptors and waits.
 pid_t fork_execv_pipes(int in, int out, int err, const char* path, const char* const args[]);
-pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...) __attribute__((sentinel));

@@ -45,6 +45,14 @@ void log_until_end(int fd) {
 
 } // namespace
 
+pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...) {
+    va_list args;
+    va_start(args, path);
+    const spawn::Vector vector = spawn::collect_or_exit(args);
+    va_end(args);
+    return fork_execv_pipes(in, out, err, path, vector.get());
+}
+
 int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const args[]) {
     const auto is_standard = [](int fd) { return fd >= STDIN_FILENO && fd <= STDERR_FILENO; };
     if (is_standard(fd_in) || is_standard(fd_out)) {

@@ -7,6 +7,9 @@
 
 // -- With descriptors of the caller's choice. --
 
+/// fork_execv_pipes with the arguments one by one.
+pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...) __attribute__((sentinel));
+
 /// With `fd_in` and `fd_out` as descriptors 0 and 1; neither may be 0, 1 or 2 (-1, after a
 /// message). What the child writes to its standard error is logged as it comes. Waits for it.
 int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const args[]);
