@@ -9,15 +9,12 @@ using mimelib::Scanner;
 namespace {
 
 constexpr std::pair<std::string_view, DwMime::MediaType> media_types[] = {
-    {"text", DwMime::kTypeText},       {"multipart", DwMime::kTypeMultipart},
-    {"message", DwMime::kTypeMessage}, {"application", DwMime::kTypeApplication},
-    {"image", DwMime::kTypeImage},     {"audio", DwMime::kTypeAudio},
-    {"video", DwMime::kTypeVideo},
+    {"text", DwMime::kTypeText},
+    {"multipart", DwMime::kTypeMultipart},
 };
 
 constexpr std::pair<std::string_view, DwMime::Encoding> encodings[] = {
-    {"7bit", DwMime::kCte7bit},     {"8bit", DwMime::kCte8bit},
-    {"binary", DwMime::kCteBinary}, {"quoted-printable", DwMime::kCteQuotedPrintable},
+    {"quoted-printable", DwMime::kCteQuotedPrintable},
     {"base64", DwMime::kCteBase64},
 };
 

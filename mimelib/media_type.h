@@ -8,23 +8,16 @@
 
 namespace DwMime {
 
+/// Those that the program asks for; all others are unknown.
 enum MediaType {
     kTypeUnknown,
     kTypeText,
     kTypeMultipart,
-    kTypeMessage,
-    kTypeApplication,
-    kTypeImage,
-    kTypeAudio,
-    kTypeVideo,
 };
 
 enum Encoding {
     kCteNull,
     kCteUnknown,
-    kCte7bit,
-    kCte8bit,
-    kCteBinary,
     kCteQuotedPrintable,
     kCteBase64,
 };

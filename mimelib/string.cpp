@@ -24,14 +24,3 @@ DwString DwString::slice(std::string_view part) const {
 void DwString::ConvertToLowerCase() {
     *this = DwString(to_lower(view_));
 }
-
-bool getline(std::string_view& text, std::string_view& line, char delim) {
-    const std::size_t end = text.find(delim);
-    line = text.substr(0, end);
-    if (end == std::string_view::npos) {
-        text = {};
-        return false;
-    }
-    text.remove_prefix(end + 1);
-    return true;
-}

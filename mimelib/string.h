@@ -45,8 +45,3 @@ private:
     std::shared_ptr<const void> owner_;
     std::string_view view_;
 };
-
-/// Takes the next line off the front of `text`: `line` is what stands before the first `delim`,
-/// which is dropped. Without one, `line` is all of `text`, empty or not, and the result is false:
-/// it was the last line.
-bool getline(std::string_view& text, std::string_view& line, char delim);

@@ -355,7 +355,10 @@ class Faults(PanelCase):
         self.undo.append(lambda: (self.database.start(), self.database.execute("use ovk")))
 
     def hold_lock(self) -> None:
-        lock = "'autoresponder-7-10051750667996179208'"
+        self.database.listen()
+        self.deliver(self.message, RECIPIENT)
+        lock = re.search(r"GET_LOCK\((.*?),", "".join(self.database.heard()))[1]
+        self.prepare()
         self.database.execute(f"do get_lock({lock}, 0)")
         self.undo.append(lambda: self.database.execute(f"do release_lock({lock})"))
 
