@@ -7,7 +7,7 @@ import shlex
 import sys
 import time
 
-from support.database import REPOSITORY, Database
+from support.database import REPOSITORY, Database, DatabaseError
 from support.sandbox import Call, Sandbox
 
 TABLES = {"resp_freq": ["rn_id", "email", "num", "time_resp"]}
@@ -79,6 +79,54 @@ def sample_attachments(box: Sandbox) -> None:
     (box.attachments("office@example.org") / "Grußkarte.txt").write_text("Alles Gute!\n")
 
 
+def check_sandbox(box: Sandbox) -> None:
+    """Ends the demo, with advice, where no sandbox can be made."""
+    box.wrapper = ["/bin/true"]
+    trial = box.run("", None)
+    box.wrapper = []
+    if trial.status != 0:
+        sys.exit(f"""demo: the sandbox cannot start: {trial.err.strip()}
+demo: bubblewrap needs namespaces of its own, so
+ - in a container: one that may make them (docker run --privileged), or the machine itself;
+ - in a chroot: the machine itself, or a container in the chroot's place (systemd-nspawn -D FOLDER);
+ - as a user: try as root, or let users have them
+   (sysctl -w kernel.unprivileged_userns_clone=1, kernel.apparmor_restrict_unprivileged_userns=0).""")
+
+
+def what_became(rule: str, statements: list[str]) -> str:
+    """What the run did with a rule that is on, by what it asked the database."""
+    def asked(table: str) -> bool:
+        return any(re.search(rf"\b{table}\b.*\brn_id ?= ?'?{rule}\b", statement)
+                   for statement in statements)
+
+    if asked("resp_attach"):
+        return "answered"
+    if asked("resp_forward"):
+        return "matches; forwarded, not answered"
+    if asked("resp_freq"):
+        return "matches; not answered: this sender has had the answers of the day"
+    return "its trigger is not in the mail"
+
+
+def show_rules(database: Database, statements: list[str]) -> None:
+    heading("the rules of the mailbox")
+    mailbox = [found[1] for found in (re.search(r"\bmail_resp\b.*\bmn_id ?= ?'?(\d+)", statement)
+                                      for statement in statements) if found]
+    if not mailbox:
+        print("none was looked at: there is no such mailbox, or its mail is not answered"
+              " (standard error, above, says which)")
+        return
+    rules = database.rows("select id, resp_on, key_where, keystr, ans_freq from ovk.mail_resp"
+                          f" where mn_id = {mailbox[0]} order by id")
+    for rule, on, where, trigger, limit in rules:
+        places = {"subj": "the subject", "body": "the body"}
+        want = f'"{visible(trigger or "")}" in {places[where]}' if where in places else "every mail"
+        print(f"rule {rule} ({want}; at most {limit or 'the default number of'} answers a day to a sender): "
+              + (what_became(str(rule), statements) if on == "true" else "switched off"))
+    if not rules:
+        print("there are none")
+
+
 def snapshot(database: Database) -> dict[str, list[str]]:
     return {table: sorted("  ".join(f"{name}={'NULL' if value is None else visible(value)}"
                                     for name, value in zip(columns, row))
@@ -106,12 +154,15 @@ def main(build: pathlib.Path, message_file: pathlib.Path, recipient: str) -> Non
         database.load("panel.sql", "sample.sql")
         watch.tell("starting a private MariaDB")
         box = Sandbox(str(build / "autoresponder/autoresponder"),
-                      str(build / "tests/run/capture_sendmail"), database)
+                      str(build / "tests/support/capture_sendmail"), database)
         try:
+            check_sandbox(box)
             sample_attachments(box)
             before = snapshot(database)
+            database.listen()
             run = box.run(message_file.read_bytes(), recipient)
             watch.tell("the run")
+            statements = database.heard()
             heading(f"{message_file.name} to {recipient}: exit status {run.status}")
             print("standard error: " + (visible(run.err).rstrip("\n") or "(empty)"))
             print("standard output: " + (visible(run.out).rstrip("\n") or "(empty)"))
@@ -120,6 +171,7 @@ def main(build: pathlib.Path, message_file: pathlib.Path, recipient: str) -> Non
                 show_call(number, call)
             if not run.calls:
                 print("sendmail was not called")
+            show_rules(database, statements)
             show_changes(before, snapshot(database))
         finally:
             box.close()
@@ -138,7 +190,10 @@ is switched off.""")
 
 if __name__ == "__main__":
     folder, message, to = sys.argv[1:4]
-    main(pathlib.Path(folder), pathlib.Path(message) if message else BUNDLED,
-         to or "sales@example.com")
+    try:
+        main(pathlib.Path(folder), pathlib.Path(message) if message else BUNDLED,
+             to or "sales@example.com")
+    except DatabaseError as error:
+        sys.exit(f"demo: {error}")
     if not message and not to:
         guide()
