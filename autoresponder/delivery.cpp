@@ -2,6 +2,7 @@
 
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/pipe_stream.h"
+#include "autoresponder/policy/switches.h"
 #include "autoresponder/temporary_file.h"
 #include "base/io.h"
 #include "lib/forkexec.h"
@@ -28,7 +29,11 @@ bool is_safe_argument(const std::string& text) {
 int hand_to_sendmail(Descriptor message, const std::string& envelope_sender,
                      const std::vector<std::string>& recipients,
                      const std::function<void()>& meanwhile) {
-    std::vector<const char*> arguments = {sendmail_path, "-f", envelope_sender.c_str()};
+    std::vector<const char*> arguments = {sendmail_path};
+    // Without it a line that holds nothing but a dot is the end of the message.
+    if (configured_policy().standard_mail)
+        arguments.push_back("-i");
+    arguments.insert(arguments.end(), {"-f", envelope_sender.c_str()});
     for (const std::string& recipient : recipients)
         arguments.push_back(recipient.c_str());
     arguments.push_back(nullptr);

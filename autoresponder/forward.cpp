@@ -3,9 +3,11 @@
 #include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
+#include "autoresponder/policy/standard_mail.h"
 #include "autoresponder/run_log.h"
 #include "autoresponder/temporary_file.h"
 #include "base/text.h"
+#include "codecs/idn.h"
 
 #include <utility>
 #include <vector>
@@ -24,6 +26,16 @@ std::vector<std::string> forward_addresses(MYSQL* connection, const std::string&
     return addresses;
 }
 
+/// The recipient, to whom a bounce goes.
+std::string envelope_sender(const Mail_content& mail) {
+    const Policy policy = configured_policy();
+    try {
+        return policy.standard_mail ? own_address(mail.to, policy) : mail.to;
+    } catch (const orvek::idn::IdnaError&) {
+        return mail.to;
+    }
+}
+
 } // namespace
 
 void forward(MYSQL* connection, const Mail_content* mail, std::string id) {
@@ -37,6 +49,6 @@ void forward(MYSQL* connection, const Mail_content* mail, std::string id) {
                              mail_copy.name(), "': "});
         return;
     }
-    hand_to_sendmail(std::move(copy), mail->to, addresses);
+    hand_to_sendmail(std::move(copy), envelope_sender(*mail), addresses);
     log_forward(addresses.size());
 }

@@ -3,6 +3,7 @@
 #include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
+#include "autoresponder/policy/standard_mail.h"
 #include "autoresponder/run_log.h"
 #include "base/text.h"
 #include "lib/get_param.h"
@@ -62,17 +63,16 @@ std::string notice_sender(MYSQL* connection) {
 std::string notice_text(const std::string& sender, const Client& client, const std::string& missing,
                         const ResponderRule& rule, const ReplyContext& context) {
     const Mail_content& mail = context.mail;
-    const std::string reply_to =
-        rule.reply_to.empty() ? "" : concat({"Reply-To: ", rule.reply_to, "\n"});
+    const Policy& policy = context.policy;
     return concat({
-        reply_to,
+        reply_to_lines(rule.reply_to, policy),
         "From: ",
         sender,
         "\n",
         "To: ",
         client.email,
         "\n",
-        "CC: \n",
+        policy.standard_mail ? "MIME-Version: 1.0\n" : "CC: \n",
         "Subject: ",
         product,
         " notification (files missing in attachments repository). \n",

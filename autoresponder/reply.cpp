@@ -4,16 +4,14 @@
 #include "autoresponder/delivery.h"
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/notice.h"
+#include "autoresponder/policy/standard_mail.h"
 #include "autoresponder/process.h"
 #include "autoresponder/size_limit.h"
 #include "autoresponder/template.h"
 #include "autoresponder/temporary_file.h"
-#include "codecs/charset.h"
-#include "codecs/idn.h"
 
 #include <array>
 #include <cstdlib>
-#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -45,37 +43,22 @@ std::string make_subject(const ResponderRule& rule, const Mail_content& mail) {
     return std::string(subject.data(), control.out_count);
 }
 
-struct ReplyText {
-    std::string body;
-    std::string charset;
-};
-
-/// The text in the rule's charset; as it is, in UTF-8, where that cannot express it.
-ReplyText recode_text(const ResponderRule& rule) {
-    try {
-        return {orvek::iconvRecode(rule.text, "UTF-8", rule.charset, true), rule.charset};
-    } catch (const std::runtime_error&) {
-        return {rule.text, "UTF-8"};
-    }
-}
-
 /// The autoresponder's own address in ASCII form. Without one there is no reply: the process ends
 /// with status 1.
-std::string ascii_address(const std::string& address) {
+std::string ascii_address(const std::string& address, const Policy& policy) {
     try {
-        return orvek::idn::toAscii(address);
+        return own_address(address, policy);
     } catch (...) {
         end_on_exception();
     }
 }
 
 void write_attachment(const std::string& directory, const std::string& name,
-                      const std::string& boundary, TemporaryFile& reply) {
+                      const std::string& boundary, const Policy& policy, TemporaryFile& reply) {
     reply.line({"--", boundary});
     reply.line({"Content-Type: application/octet-stream"});
     reply.line({"Content-Transfer-Encoding: base64"});
-    reply.line(
-        {"Content-Disposition: attachment;\n\tfilename=\"", orvek::rfc1522::encode(name), "\""});
+    reply.line({"Content-Disposition: attachment", file_name_parameters(name, policy)});
     reply.line({});
     const Descriptor file = open_attachment(directory, name);
     if (file)
@@ -89,15 +72,15 @@ void write_attachment(const std::string& directory, const std::string& name,
 /// Writes the whole reply; see the layout of replies in docs/DESIGN.md.
 void write_reply(const ResponderRule& rule, const ReplyContext& context,
                  const std::vector<std::string>& attachments, const std::string& boundary,
-                 const std::string& own_address, TemporaryFile& reply) {
+                 const std::string& from, TemporaryFile& reply) {
+    const Policy& policy = context.policy;
     const bool multipart = !attachments.empty();
-    if (!rule.reply_to.empty())
-        reply.line({"Reply-To: ", rule.reply_to});
-    const ReplyText text = recode_text(rule);
-    reply.line({"From: ", own_address});
+    reply.write(reply_to_lines(rule.reply_to, policy));
+    const OutgoingText text = outgoing_text(rule.text, rule.charset, policy);
+    reply.line({"From: ", from});
     reply.line({"To: ", context.mail.from});
     reply.line({"MIME-Version: 1.0"});
-    reply.line({"Subject: ", orvek::rfc1522::encode(make_subject(rule, context.mail))});
+    reply.line({"Subject: ", subject_value(make_subject(rule, context.mail), policy)});
     reply.write(context.chosen_headers());
     if (multipart) {
         reply.line({"Content-Type: multipart/mixed;\n\tboundary=\"", boundary, "\""});
@@ -105,13 +88,13 @@ void write_reply(const ResponderRule& rule, const ReplyContext& context,
         reply.line({"--", boundary});
     }
     reply.line({"Content-Type: ", rule.content_type, "; charset=\"", text.charset, "\""});
-    reply.line({"Content-Transfer-Encoding: 8bit"});
+    reply.line({"Content-Transfer-Encoding: ", text.encoding});
     reply.line({"Content-Disposition: inline"});
     reply.line({});
     reply.line({text.body});
     reply.write("\n\n");
     for (const std::string& name : attachments)
-        write_attachment(context.mailbox.attachments_dir, name, boundary, reply);
+        write_attachment(context.mailbox.attachments_dir, name, boundary, policy, reply);
     if (multipart)
         reply.line({"--", boundary, "--"});
 }
@@ -126,12 +109,12 @@ void send_reply(const ResponderRule& rule, const ReplyContext& context) {
         find_attachments(context.connection, rule.id, context.mailbox.attachments_dir);
     if (!attachments.missing.empty())
         notify_about_missing(attachments.missing, rule, context);
-    const std::string own_address = ascii_address(context.mail.to);
-    write_reply(rule, context, attachments.found, boundary, own_address, reply_file);
+    const std::string from = ascii_address(context.mail.to, context.policy);
+    write_reply(rule, context, attachments.found, boundary, from, reply_file);
     if (reply_file.size() > limit)
-        write_oversize_reply(rule, context, reply_file);
+        write_oversize_reply(rule, context, from, reply_file);
     reply_file.finish();
-    deliver_reply(context.policy.null_sender ? null_path : own_address, context.mail.from);
+    deliver_reply(context.policy.null_sender ? null_path : from, context.mail.from);
 }
 
 std::string makeBoundaryStr() {

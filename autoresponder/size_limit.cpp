@@ -1,8 +1,8 @@
 #include "autoresponder/size_limit.h"
 
 #include "autoresponder/number.h"
+#include "autoresponder/policy/standard_mail.h"
 #include "base/owned.h"
-#include "codecs/charset.h"
 
 #include <cstdio>
 
@@ -27,13 +27,13 @@ std::uint64_t size_limit() {
 }
 
 void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context,
-                          TemporaryFile& reply) {
+                          const std::string& own_address, TemporaryFile& reply) {
+    const Policy& policy = context.policy;
     reply.restart();
-    if (!rule.reply_to.empty())
-        reply.line({"Reply-To: ", rule.reply_to});
-    reply.line({"From: ", context.mail.to});
-    reply.line({"CC: "});
-    reply.line({"Subject: ", orvek::rfc1522::encode("Re: " + context.mail.subject)});
+    reply.write(reply_to_lines(rule.reply_to, policy));
+    reply.line({"From: ", policy.standard_mail ? own_address : context.mail.to});
+    reply.line({policy.standard_mail ? "MIME-Version: 1.0" : "CC: "});
+    reply.line({"Subject: ", subject_value("Re: " + context.mail.subject, policy)});
     reply.write(context.chosen_headers());
     reply.line({});
     reply.line({"An error occurred while responding on you request."});

@@ -13,4 +13,4 @@ std::uint64_t size_limit();
 
 /// Writes the short reply that says so, in place of what `reply` holds.
 void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context,
-                          TemporaryFile& reply);
+                          const std::string& own_address, TemporaryFile& reply);

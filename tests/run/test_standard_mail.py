@@ -1,0 +1,104 @@
+"""Standard mail: what leaves the host, read back by a parser of its own, with the choice off and on."""
+
+import email
+import email.policy
+import re
+import unittest.mock
+import urllib.parse
+
+from support.case import BOX, SENDER, PanelCase, mail
+
+EMOJI, SHALOM, KANJI = "\N{GRINNING FACE}", "שלום", "漢字"
+CYRILLIC = "Длинная тема письма, " * 15
+
+
+def text_of(message: bytes) -> str:
+    parsed = email.message_from_bytes(message, policy=email.policy.default)
+    return parsed.get_body(("plain",)).get_content()
+
+
+def subject_of(message: bytes) -> str:
+    return str(email.message_from_bytes(message, policy=email.policy.default)["Subject"])
+
+
+class StandardMail(PanelCase):
+    def setUp(self) -> None:
+        super().setUp()
+        self.database.execute("insert into domains (id, cl_id, name) values (2, 1, 'bücher.example');"
+                              "insert into mail (id, dom_id, mail_name) values (2, 2, 'info')")
+
+    def standard(self) -> None:
+        with (self.box.etc / "ovk.conf").open("a") as conf:
+            conf.write("AUTORESPONDER_STANDARD_MAIL true\n")
+
+    def assert_sound(self, message: bytes) -> None:
+        head = message.split(b"\n\n", 1)[0]
+        for line in head.split(b"\n"):
+            self.assertLessEqual(len(line), 76 if b"=?" in line and b"name=" not in line else 998)
+        self.assertTrue(all(len(line) <= 998 for line in message.split(b"\n")))
+        for part in email.message_from_bytes(message, policy=email.policy.default).walk():
+            self.assertEqual([part.defects, [h.defects for h in map(part.get, part.keys())
+                                             if h.name.lower() == "subject" and h.defects]], [[], []])
+
+    def test_what_is_sent_in_both_states(self) -> None:
+        args = lambda call: call.args[1:]
+        text = lambda call: text_of(call.message)
+        head = lambda name: lambda call: email.message_from_bytes(call.message).get(name)
+        cases = (  # rule, recipient, message, what is looked at, what it is by default, with the choice
+            ({}, BOX, mail(), args, ["-f", BOX, SENDER], ["-i", "-f", BOX, SENDER]),
+            ({}, "info@bücher.example", mail(), args, ["-f", "xn--info@bcher-feb.example", SENDER],
+             ["-i", "-f", "info@xn--bcher-kva.example", SENDER]),
+            ({}, "info@bücher.example", mail(), head("From"), "xn--info@bcher-feb.example",
+             "info@xn--bcher-kva.example"),
+            ({"text": EMOJI}, BOX, mail(), text, "?\n\n\n", EMOJI + "\n\n\n"),
+            ({"keystr": EMOJI, "key_where": "body"}, BOX, mail(body="why?\n"), args,
+             ["-f", BOX, SENDER], None),
+            ({"text": KANJI, "charset": "iso-2022-jp"}, BOX, mail(), lambda call: call.message[-7:],
+             b"4A;z\n\n\n", b"z\x1b(B\n\n\n"),
+            ({"text": "a", "charset": "UTF-16"}, BOX, mail(), head("Content-Type"),
+             'text/plain; charset="UTF-16"', 'text/plain; charset="UTF-8"'),
+            ({"text": "x" * 2000}, BOX, mail(), head("Content-Transfer-Encoding"), "8bit",
+             "quoted-printable"),
+            ({"keystr": SHALOM, "key_where": "subj"}, BOX,
+             mail(subject="=?windows-1255?Q?=F9=EC=E5=ED?="), args, None, ["-i", "-f", BOX, SENDER]),
+            ({"subject": CYRILLIC}, BOX, mail(), lambda call: subject_of(call.message).strip(),
+             unittest.mock.ANY, CYRILLIC[:500].strip()),
+            ({"reply_to": "a@bücher.example"}, BOX, mail(), head("Reply-To"), unittest.mock.ANY,
+             "a@xn--bcher-kva.example"),
+            ({"forward": ["x@y.test"]}, "info@bücher.example", mail(), args,
+             ["-f", "info@bücher.example", "x@y.test"],
+             ["-i", "-f", "info@xn--bcher-kva.example", "x@y.test"]),
+        )
+        for state in (4, 5):
+            for number, case in enumerate(cases):
+                with self.subTest(number=number, standard=state == 5):
+                    self.database.execute("delete from mail_resp; delete from resp_forward")
+                    self.rule(1, mn_id=1 if case[1] == BOX else 2, ans_freq="100", **case[0])
+                    run = self.deliver(case[2], case[1])
+                    self.assertEqual(run.status, 0)
+                    found = case[3](run.calls[0]) if run.calls else None
+                    self.assertEqual(found, case[state])
+                    if state == 5:
+                        for call in run.calls:
+                            self.assert_sound(call.message)
+            self.standard()
+
+    def test_names_notices_and_replacements(self) -> None:
+        name = "отчёт 漢.txt"
+        (self.box.attachments(BOX) / name).write_text("x")
+        self.rule(attach=[name, "gone"], subject=CYRILLIC)
+        for standard in (False, True):
+            notice, reply = self.deliver().calls
+            extended = re.search(rb";\n\tfilename\*=utf-8''(\S*);\n", reply.message)
+            self.assertEqual(urllib.parse.unquote(extended[1].decode()) if extended else None,
+                             name if standard else None)
+            self.assertIn(b'\n\tfilename="=?utf-8?Q?', reply.message)
+            self.box.databytes("10")
+            replacement = self.deliver().calls[-1].message
+            (self.box.qmail / "control" / "databytes").unlink()
+            for message in (notice.message, replacement):
+                self.assertEqual((b"\nCC: " in message, b"\nMIME-Version: 1.0\n" in message),
+                                 (not standard, standard))
+                if standard:
+                    self.assert_sound(message)
+            self.standard()
