@@ -3,8 +3,10 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/number.h"
 #include "autoresponder/panel_query.h"
+#include "autoresponder/policy/switches.h"
 #include "base/owned.h"
 #include "base/text.h"
+#include "codecs/utf8.h"
 #include "lib/get_param.h"
 
 #include <cstdint>
@@ -95,6 +97,13 @@ void remember(const Bookkeeping& books) {
         {"insert into resp_freq set rn_id=", books.rule, ", email='", books.sender, "', num=1"}));
 }
 
+/// The sender as the table has it: one, whatever the case of its letters. A utf8mb4 literal with
+/// characters beyond U+FFFF cannot be compared with a column of utf8mb3.
+std::string bookkeeping_name(const std::string& sender) {
+    return to_lower(configured_policy().standard_mail ? orvek::without_supplementary(sender)
+                                                      : sender);
+}
+
 } // namespace
 
 int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
@@ -105,7 +114,7 @@ int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string i
         return 0;
     }
     // One sender, whatever the case of the letters: the column may tell them apart.
-    const std::string sender = to_lower(mail->from);
+    const std::string sender = bookkeeping_name(mail->from);
     const BookkeepingLock lock(connection, id, sender);
     purge_earlier_days(connection, id);
 

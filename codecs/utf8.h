@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace orvek {
@@ -12,5 +13,8 @@ std::size_t ascii_length(std::string_view text);
 /// Length of the longest front part of `text` that consists of whole, well-formed characters
 /// (RFC 3629). NUL is one of them.
 std::size_t well_formed_utf8_length(std::string_view text);
+
+/// `text` with "?" for every byte of the characters beyond U+FFFF that it holds.
+std::string without_supplementary(std::string text);
 
 } // namespace orvek

@@ -83,6 +83,16 @@ class StandardMail(PanelCase):
                             self.assert_sound(call.message)
             self.standard()
 
+    def test_a_column_without_emoji_takes_their_senders(self) -> None:
+        self.database.execute("alter table resp_freq modify email varchar(255)"
+                              " character set utf8mb3 not null")
+        self.rule(ans_freq="1")
+        self.standard()
+        for answers in (1, 0):
+            run = self.deliver(mail(sender=EMOJI + "@x.test"))
+            self.assertEqual((run.err, [call.args[-1] for call in run.calls]),
+                             ("", [EMOJI + "@x.test"] * answers))
+
     def test_names_notices_and_replacements(self) -> None:
         name = "отчёт 漢.txt"
         (self.box.attachments(BOX) / name).write_text("x")
