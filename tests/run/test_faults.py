@@ -73,6 +73,7 @@ PARAMETER = ("autoresponder: Unable to query parameter by query"
              " select val from misc where param='%s': {}\n")
 NO_MAIL = ("Could not get sender's e-mail address from Reply-To: or From: headers.\n"
            "Abnormal exit.\n")
+OPTION = "autoresponder: Address looks like an option: {}\n"
 LOST = "Lost connection to server during query"
 GONE = "Server has gone away"
 
@@ -234,6 +235,16 @@ def other_faults() -> list[Fault]:
               lambda case: case.kill_server()),
         Fault("another connection holds the lock", "waits 5 seconds, then goes on without",
               Outcome(LOCK), lambda case: case.hold_lock()),
+
+        Fault("a forwarding address is an option of sendmail", "left out, the others get theirs",
+              Outcome(OPTION.format("-C/tmp")), lambda case: case.database.execute(
+                  "insert into resp_forward (rn_id, address) values (7, '-C/tmp')")),
+        Fault("the sender is an option of sendmail", "no reply, and a forward within the limit",
+              Outcome(OPTION.format("-C/tmp@x.test"), "forward"),
+              tell(mail(sender="-C/tmp@x.test"))),
+        Fault("the sender is longer than an address can be", STOPS,
+              Outcome("Field From: address is too long\n", ""),
+              tell(mail(sender="a" * 65 + "@x.test"))),
 
         Fault("sendmail is missing", UNSENT, Outcome(SENDMAIL_MISSING * 3, ""),
               lambda case: setattr(case.box, "sendmail", None)),
