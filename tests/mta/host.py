@@ -119,7 +119,9 @@ class Host:
 
 
 class Postfix(Host):
-    before = "/usr/lib/postfix/configure-instance.sh"
+    # Debian 12 does this where it starts the service, 13 in a script of Postfix's own.
+    before = """cd /usr/lib/postfix
+        grep -q configure-instance sbin/post-install || ./configure-instance.sh"""
     server = ["/usr/sbin/postfix", "start-fg"]
     queues = [f"var/spool/postfix/{name}" for name in ("maildrop", "incoming", "active", "deferred")]
     log = "var/log/mail.log"
