@@ -136,7 +136,7 @@ class Exim(Host):
     server = ["/usr/sbin/exim4", "-bdf"]
     queues = ["var/spool/exim4/input"]
     log = "var/log/exim4/mainlog"
-    not_taken = {"idn"}  # no addresses in UTF-8
+    not_taken = {"idn", "plus"}  # no addresses in UTF-8, and none with an extension
 
     def set_up(self) -> None:
         self.paste("README.md", "Behind Exim")

@@ -15,7 +15,9 @@ from support.database import Database
 
 PRICES = bytes(range(256)) * 300 + b"end"
 ATTACHED = {"Preisliste für Bücher.bin": PRICES, "empty": b""}
-FORWARDED = {"plain", "multipart", "eightbit", "list", "null", "idn", "ascii", "alias"}
+FORWARDED = {"plain", "multipart", "eightbit", "list", "null", "idn", "ascii", "alias",
+             "plus"}
+DELIMITER = "AUTORESPONDER_RECIPIENT_DELIMITER +\n"
 REFERENCES = "<first@client.test> <second@client.test>"
 LONG = "a" * 60 + "@example.com"  # has no ASCII form by the rules of host names: status 1
 BROKEN = "x" * 150  # a line of the log longer than what Postfix keeps of one
@@ -28,7 +30,7 @@ ROUTES = [("plain", None, "sales@example.com"), ("multipart", None, "offers@exam
           ("storm", None, "storm@example.com"), ("twice", None, "info@example.com"),
           ("alias", None, "office@alias.example"), ("quiet", None, "quiet@example.com"),
           ("colon", None, '"sales:path=evil"@example.com'), ("big", None, "big@example.com"),
-          ("near", None, "near@example.com"), ("long", None, LONG),
+          ("plus", None, "sales+x@example.com"), ("near", None, "near@example.com"), ("long", None, LONG),
           ("MAILER-DAEMON", "", "sales@example.com")]
 
 
@@ -229,7 +231,7 @@ class Mails:
 
 
 class AsDelivered(Mails, unittest.TestCase):
-    variables = ""
+    variables = DELIMITER
     counts = Mails.counts | {"colon": 0}  # sendmail takes no such sender
     reasons: list[str] = []
     forwarded = FORWARDED
@@ -241,7 +243,7 @@ class AsDelivered(Mails, unittest.TestCase):
 
 
 class WithAllManners(Mails, unittest.TestCase):
-    variables = "".join(f"AUTORESPONDER_{name} true\n"
+    variables = DELIMITER + "".join(f"AUTORESPONDER_{name} true\n"
                         for name in ("REFUSE_AUTOMATIC", "REPLY_HEADERS", "NULL_SENDER"))
     counts = Mails.counts | {"list": 0, "null": 0}
     reasons = ["autoresponder: Not answered: List-Id is present",
