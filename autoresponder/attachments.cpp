@@ -181,11 +181,8 @@ Descriptor open_attachment(const std::string& directory, const std::string& name
         return {};
     // Looked at once more after opening: the name may have changed hands in between.
     Descriptor file = open_inside(directory, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (file && !can_be_read(file.get())) {
-        const int reason = errno;
+    if (file && !can_be_read(file.get()))
         file.reset();
-        errno = reason;
-    }
     return file;
 }
 
@@ -214,10 +211,9 @@ void write_encoded(int file, TemporaryFile& message) {
     std::vector<unsigned char> bytes(bytes_per_line * lines_per_block);
     std::vector<char> lines((line_length + 1) * lines_per_block + 1);
     std::size_t left = size_of(file);
-    while (message.takes_more()) {
-        const std::size_t count = read_fully(file, bytes.data(), std::min(left, bytes.size()));
-        if (count == 0)
-            break;
+    while (const std::size_t count =
+               message.takes_more() ? read_fully(file, bytes.data(), std::min(left, bytes.size()))
+                                    : 0) {
         left -= count;
         std::size_t length = 0;
         for (std::size_t at = 0; at < count; at += bytes_per_line) {

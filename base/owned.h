@@ -28,7 +28,7 @@ struct FileCloser {
 /// A stdio stream from fopen or fdopen; null when the open failed.
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// A file descriptor, closed on destruction. -1 stands for none.
+/// A file descriptor, closed on destruction, which keeps errno. -1 stands for none.
 class Descriptor {
 public:
     Descriptor() noexcept = default;
@@ -48,9 +48,11 @@ public:
 
     /// Closes what is held, if anything, and takes `fd`.
     void reset(int fd = -1) noexcept {
+        const int pending = errno;
         if (fd_ != -1)
             close(fd_);
         fd_ = fd;
+        errno = pending;
     }
 
 private:

@@ -202,8 +202,9 @@ def small_tmp(message: str) -> Callable:
                          setattr(case, "message", message))
 
 
-def huge_attachment(case: "Faults") -> None:
-    small_tmp(mail())(case)
+def huge_attachment(case: "Faults", full: bool = True) -> None:
+    if full:
+        small_tmp(mail())(case)
     os.truncate(case.box.attachments(BOX) / "here", 100 << 30)
     case.box.timeout = 30
 
@@ -288,6 +289,11 @@ def other_faults() -> list[Fault]:
             ("99999999999999999999", write(DATABYTES, "9" * 20)),
             ("-99999999999999999999", write(DATABYTES, "-" + "9" * 20)),
             ("a million digits", write(DATABYTES, "9" * 1000000)))),
+        Fault("databytes is a hundred zeros and a 7", "the limit is 7: the short reply",
+              Outcome(sent="forward, notice, short reply"), write(DATABYTES, "0" * 100 + "7")),
+        Fault("databytes is 3000000, and an attachment has 100 GB", "the short reply, at once",
+              Outcome(sent="forward, notice, short reply"),
+              lambda case: (write(DATABYTES, "3000000")(case), huge_attachment(case, False))),
         Fault("ovk.conf is a directory", "the defaults hold", Outcome(),
               as_directory("etc/ovk.conf")),
         Fault("the password file is empty", STOPS, Outcome(
@@ -411,6 +417,8 @@ class Faults(PanelCase):
             kind, call.message)
         if call.message == whole:
             return kind
+        if b"exceeds databytes limit" in call.message:
+            return "short " + kind
         if call.message == b"" or whole.startswith(call.message):
             return ("part of " if call.message else "unread ") + kind
         hollow = re.sub(rb"(?m)^[\w+/]{60}\n", b"", whole)
