@@ -39,18 +39,22 @@ std::array<std::string, 4> lookup_statements(const char* domain, const char* nam
     };
 }
 
-/// The first result that holds a row, else the last one, which then holds none.
-MysqlResult look_up(MYSQL* connection, const MallocedText& domain, const MallocedText& name) {
+/// The row of the first lookup that finds one.
+std::optional<FoundMailbox> look_up(MYSQL* connection, const MallocedText& domain,
+                                    const MallocedText& name) {
     MysqlResult found;
+    int lookup = 0;
     for (const std::string& statement : lookup_statements(domain.get(), name.get())) {
         if (!run_query(connection, statement, found)) {
             report({"autoresponder: Unable to query: ", mysql_error(connection)});
             correct_exit();
         }
-        if (found && mysql_num_rows(found.get()) != 0)
-            break;
+        if (const std::optional<Row> row = next_row(found))
+            return FoundMailbox{{row->text(0), row->text(1), row->text(2), {}},
+                                static_cast<Lookup>(lookup)};
+        ++lookup;
     }
-    return found;
+    return std::nullopt;
 }
 
 std::string attachments_directory(const std::string& domain, const std::string& mailbox) {
@@ -86,21 +90,26 @@ std::string without_extension(const std::string& local_part, char delimiter) {
     return local_part.substr(0, at == 0 ? std::string::npos : at);
 }
 
-ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
-                                const EscapedRecipient& recipient, char delimiter) {
-    MysqlResult found = look_up(connection, recipient.domain, recipient.mailname);
-    std::optional<Row> row = next_row(found);
+std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
+                                         const EscapedRecipient& recipient, char delimiter) {
+    std::optional<FoundMailbox> found = look_up(connection, recipient.domain, recipient.mailname);
     const std::string shorter = without_extension(mail.mailname, delimiter);
-    if (!row && shorter != mail.mailname) {
+    if (!found && shorter != mail.mailname) {
         const MallocedText escaped(escape_mysql_param(connection, shorter.c_str()));
         found = look_up(connection, recipient.domain, escaped);
-        row = next_row(found);
     }
-    if (!row) {
+    if (found)
+        found->mailbox.attachments_dir =
+            attachments_directory(found->mailbox.domain_name, found->mailbox.mail_name);
+    return found;
+}
+
+ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
+                                const EscapedRecipient& recipient, char delimiter) {
+    std::optional<FoundMailbox> found = find_mailbox(connection, mail, recipient, delimiter);
+    if (!found) {
         report({"autoresponder: Mailname not found: ", mail.mailname, "@", mail.domain});
         correct_exit();
     }
-    ResolvedMailbox mailbox{row->text(0), row->text(1), row->text(2), {}};
-    mailbox.attachments_dir = attachments_directory(mailbox.domain_name, mailbox.mail_name);
-    return mailbox;
+    return std::move(found->mailbox);
 }

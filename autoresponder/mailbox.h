@@ -6,6 +6,7 @@
 #include "base/owned.h"
 #include "lib/mysql_owned.h"
 
+#include <optional>
 #include <string>
 
 /// The two halves of the recipient, escaped for a quoted SQL literal. Escaped before there is a
@@ -29,6 +30,15 @@ struct ResolvedMailbox {
     std::string attachments_dir;
 };
 
+/// The lookups, in the order in which they are tried.
+enum class Lookup { mailbox, alias, mailbox_of_alias_domain, alias_of_alias_domain };
+
+struct FoundMailbox {
+    ResolvedMailbox mailbox;
+    /// The first one that found it.
+    Lookup lookup;
+};
+
 /// Escapes both halves. Without memory the process ends through correct_exit, with a message.
 EscapedRecipient escape_recipient(const Mail_content& mail);
 
@@ -43,7 +53,11 @@ std::string without_extension(const std::string& local_part, char delimiter);
 
 /// Looks the recipient up on an open connection; the first of the four lookups that finds a row
 /// decides. When none does, all are tried once more without the extension that the host's delimiter
-/// begins. A failed lookup and an unknown mailbox end the process through correct_exit, each with
+/// begins. None for an unknown mailbox. A failed lookup ends the process through correct_exit, with
 /// its message on standard error.
+std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
+                                         const EscapedRecipient& recipient, char delimiter);
+
+/// The same for a run that acts: an unknown mailbox ends it in the same way.
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
                                 const EscapedRecipient& recipient, char delimiter);

@@ -16,18 +16,6 @@
 
 namespace {
 
-MysqlConnection open_panel_database(const Policy& policy) {
-    MysqlConnection connection(db_connect());
-    if (!connection) {
-        report({"autoresponder: Unable to connect to the mysql database "});
-        correct_exit();
-    }
-    // The server's "utf8" has no characters beyond U+FFFF: it gives and takes "?" for them.
-    if (policy.standard_mail && mysql_set_character_set(connection.get(), "utf8mb4") != 0)
-        report({"autoresponder: Unable to speak utf8mb4: ", mysql_error(connection.get())});
-    return connection;
-}
-
 /// Says so when not.
 bool is_to_be_answered(const ReplyContext& context) {
     if (!is_safe_argument(context.mail.from)) {
@@ -59,6 +47,18 @@ const char* run_rule(const ResponderRule& rule, const ReplyContext& context, boo
 }
 
 } // namespace
+
+MysqlConnection open_panel_database(const Policy& policy) {
+    MysqlConnection connection(db_connect());
+    if (!connection) {
+        report({"autoresponder: Unable to connect to the mysql database "});
+        correct_exit();
+    }
+    // The server's "utf8" has no characters beyond U+FFFF: it gives and takes "?" for them.
+    if (policy.standard_mail && mysql_set_character_set(connection.get(), "utf8mb4") != 0)
+        report({"autoresponder: Unable to speak utf8mb4: ", mysql_error(connection.get())});
+    return connection;
+}
 
 int db_mail_act(Mail_content* mail) {
     const Policy policy = configured_policy();

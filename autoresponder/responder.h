@@ -3,6 +3,12 @@
 #pragma once
 
 #include "autoresponder/mail_content.h"
+#include "autoresponder/policy/switches.h"
+#include "lib/mysql_owned.h"
+
+/// The connection of a run, never null. A failure ends the process through correct_exit, with its
+/// message.
+MysqlConnection open_panel_database(const Policy& policy);
 
 /// Finds the recipient's mailbox and lets each of its rules answer. Returns 0 whenever it returns.
 /// Failures of the database work end the process through correct_exit, fatal failures of the
