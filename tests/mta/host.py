@@ -29,6 +29,7 @@ class Host:
     server: list[str]  # what runs it in the foreground
     queues: list[str]
     log: str
+    lookup: str  # how an administrator sees what becomes of an address
     not_taken: set[str]  # routes of the tests that do not lead through this server
 
     def __init__(self, package: str, program: str, database: Database) -> None:
@@ -125,6 +126,7 @@ class Postfix(Host):
     server = ["/usr/sbin/postfix", "start-fg"]
     queues = [f"var/spool/postfix/{name}" for name in ("maildrop", "incoming", "active", "deferred")]
     log = "var/log/mail.log"
+    lookup = "postmap -q sales@example.com proxy:mysql:/etc/postfix/autoresponders.cf"
     not_taken = {"colon"}  # the alias maps ask for such a name in quotes
 
     def set_up(self) -> None:
@@ -136,6 +138,7 @@ class Exim(Host):
     server = ["/usr/sbin/exim4", "-bdf"]
     queues = ["var/spool/exim4/input"]
     log = "var/log/exim4/mainlog"
+    lookup = "exim4 -bt sales@example.com"
     not_taken = {"idn", "plus"}  # no addresses in UTF-8, and none with an extension
 
     def set_up(self) -> None:

@@ -224,6 +224,7 @@ class Mails:
                      *self.reasons):
             self.assertIn(line, said, host.said())
         self.assertNotIn("Mailname not found", host.said())  # started for mailboxes with a rule only
+        host.run(f"{host.lookup} | grep -q autoresponder")
 
     def test_two_files_stay_in_tmp_where_the_status_is_1(self) -> None:
         self.assertEqual(sorted(path.name[:-6] for path in (host.root / "tmp").iterdir()),
@@ -277,6 +278,17 @@ class WithAllManners(Mails, unittest.TestCase):
                        check=True)
         host.settle()
         self.assertEqual(len(host.mailbox("you")), 1)
+
+
+class Withdrawal(unittest.TestCase):
+    """Runs last: takes back what WithAllManners gave."""
+
+    def test_the_set_uid_bit_and_the_user_go(self) -> None:
+        host.paste("docs/OPERATION.md", "How to back out")
+        program = (host.root / "usr/lib/ovk/autoresponder").stat()
+        self.assertEqual((program.st_uid, program.st_gid, program.st_mode & 0o7777), (0, 0, 0o755))
+        self.assertEqual((host.root / "var/lib/dpkg/statoverride").read_text(), "")
+        self.assertNotIn("autoresp:", (host.root / "etc/group").read_text())
 
 
 def sha256(part: email.message.EmailMessage) -> str:
