@@ -4,6 +4,7 @@
 #include "autoresponder/panel_query.h"
 #include "autoresponder/process.h"
 #include "base/text.h"
+#include "codecs/idn.h"
 #include "lib/autoprepend.h"
 #include "lib/get_param.h"
 
@@ -91,12 +92,21 @@ std::string without_extension(const std::string& local_part, char delimiter) {
 }
 
 std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
-                                         const EscapedRecipient& recipient, char delimiter) {
+                                         const EscapedRecipient& recipient, const Policy& policy) {
     std::optional<FoundMailbox> found = look_up(connection, recipient.domain, recipient.mailname);
-    const std::string shorter = without_extension(mail.mailname, delimiter);
-    if (!found && shorter != mail.mailname) {
-        const MallocedText escaped(escape_mysql_param(connection, shorter.c_str()));
-        found = look_up(connection, recipient.domain, escaped);
+    const auto look_up_else = [&](const std::string& domain, const std::string& name) {
+        if (!found && (domain != mail.domain || name != mail.mailname))
+            found =
+                look_up(connection, MallocedText(escape_mysql_param(connection, domain.c_str())),
+                        MallocedText(escape_mysql_param(connection, name.c_str())));
+    };
+    const std::string other =
+        policy.standard_mail ? orvek::idn::other_form(mail.domain) : mail.domain;
+    const std::string shorter = without_extension(mail.mailname, policy.recipient_delimiter);
+    look_up_else(other, mail.mailname);
+    if (shorter != mail.mailname) {
+        look_up_else(mail.domain, shorter);
+        look_up_else(other, shorter);
     }
     if (found)
         found->mailbox.attachments_dir =
@@ -105,8 +115,8 @@ std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& 
 }
 
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
-                                const EscapedRecipient& recipient, char delimiter) {
-    std::optional<FoundMailbox> found = find_mailbox(connection, mail, recipient, delimiter);
+                                const EscapedRecipient& recipient, const Policy& policy) {
+    std::optional<FoundMailbox> found = find_mailbox(connection, mail, recipient, policy);
     if (!found) {
         report({"autoresponder: Mailname not found: ", mail.mailname, "@", mail.domain});
         correct_exit();

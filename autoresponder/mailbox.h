@@ -3,6 +3,7 @@
 #pragma once
 
 #include "autoresponder/mail_content.h"
+#include "autoresponder/policy/switches.h"
 #include "base/owned.h"
 #include "lib/mysql_owned.h"
 
@@ -52,12 +53,13 @@ void adapt_escaping(MYSQL* connection, const Mail_content& mail, EscapedRecipien
 std::string without_extension(const std::string& local_part, char delimiter);
 
 /// Looks the recipient up on an open connection; the first of the four lookups that finds a row
-/// decides. When none does, all are tried once more without the extension that the host's delimiter
-/// begins. None for an unknown mailbox. A failed lookup ends the process through correct_exit, with
-/// its message on standard error.
+/// decides. When none does, all are tried once more as far as the host chooses: with the domain in
+/// its other form, and, each time, without the extension that the host's delimiter begins. None for
+/// an unknown mailbox. A failed lookup ends the process through correct_exit, with its message on
+/// standard error.
 std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
-                                         const EscapedRecipient& recipient, char delimiter);
+                                         const EscapedRecipient& recipient, const Policy& policy);
 
 /// The same for a run that acts: an unknown mailbox ends it in the same way.
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
-                                const EscapedRecipient& recipient, char delimiter);
+                                const EscapedRecipient& recipient, const Policy& policy);

@@ -5,7 +5,9 @@
 #include "autoresponder/panel_query.h"
 #include "autoresponder/policy/standard_mail.h"
 #include "autoresponder/run_log.h"
+#include "base/owned.h"
 #include "base/text.h"
+#include "codecs/idn.h"
 #include "lib/get_param.h"
 
 #include <optional>
@@ -21,21 +23,34 @@ struct Client {
     std::string name;
 };
 
+/// The clients of the domain with this name; false, after a message, when the query fails.
+bool query_clients(MYSQL* connection, const char* escaped_domain, MysqlResult& found) {
+    if (run_query(connection,
+                  concat({"select c.email, c.pname, c.login from clients c, domains d"
+                          " where d.cl_id=c.id and d.name='",
+                          escaped_domain, "'"}),
+                  found))
+        return true;
+    report({"Unable to define client email and personal name :", mysql_error(connection)});
+    return false;
+}
+
 /// The client who owns the domain; none when there is nobody to write to.
 std::optional<Client> find_client(const ReplyContext& context) {
+    MYSQL* const connection = context.connection;
     MysqlResult found;
-    if (!run_query(context.connection,
-                   concat({"select c.email, c.pname, c.login from clients c, domains d"
-                           " where d.cl_id=c.id and d.name='",
-                           context.escaped_domain, "'"}),
-                   found)) {
-        report(
-            {"Unable to define client email and personal name :", mysql_error(context.connection)});
+    if (!query_clients(connection, context.escaped_domain, found))
         return std::nullopt;
+    std::optional<Row> row = next_row(found);
+    const std::string other = orvek::idn::other_form(context.mail.domain);
+    if (!row && context.policy.standard_mail && other != context.mail.domain) {
+        const MallocedText escaped(escape_mysql_param(connection, other.c_str()));
+        if (!query_clients(connection, escaped.get(), found))
+            return std::nullopt;
+        row = next_row(found);
     }
-    const std::optional<Row> row = next_row(found);
     if (!row) {
-        report({"This client does not exist :", mysql_error(context.connection)});
+        report({"This client does not exist :", mysql_error(connection)});
         return std::nullopt;
     }
     Client client{row->text(0), row->text(1)};

@@ -65,8 +65,7 @@ int db_mail_act(Mail_content* mail) {
     EscapedRecipient recipient = escape_recipient(*mail);
     const MysqlConnection connection = open_panel_database(policy);
     adapt_escaping(connection.get(), *mail, recipient);
-    const ResolvedMailbox mailbox =
-        resolve_mailbox(connection.get(), *mail, recipient, policy.recipient_delimiter);
+    const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient, policy);
     const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
                                policy, header_facts};
     log_mailbox(mailbox.mail_name, mailbox.domain_name);

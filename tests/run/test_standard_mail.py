@@ -50,6 +50,11 @@ class StandardMail(PanelCase):
              ["-i", "-f", "info@xn--bcher-kva.example", SENDER]),
             ({}, "info@bücher.example", mail(), head("From"), "xn--info@bcher-feb.example",
              "info@xn--bcher-kva.example"),
+            ({}, "info@xn--bcher-kva.example", mail(), args, None,
+             ["-i", "-f", "info@xn--bcher-kva.example", SENDER]),
+            ({"attach": ["gone"]}, "info@xn--bcher-kva.example", mail(), args, None,
+             ["-i", "-f", "root@localhost", "anna@alpha.test"]),
+            ({}, "info@xn--bcher-kva.example", mail(sender="info@bücher.example"), args, None, None),
             ({"text": EMOJI}, BOX, mail(), text, "?\n\n\n", EMOJI + "\n\n\n"),
             ({"keystr": EMOJI, "key_where": "body"}, BOX, mail(body="why?\n"), args,
              ["-f", BOX, SENDER], None),
@@ -72,7 +77,8 @@ class StandardMail(PanelCase):
         for state in (4, 5):
             for number, case in enumerate(cases):
                 with self.subTest(number=number, standard=state == 5):
-                    self.database.execute("delete from mail_resp; delete from resp_forward")
+                    self.database.execute("delete from mail_resp; delete from resp_forward;"
+                                          "delete from resp_attach")
                     self.rule(1, mn_id=1 if case[1] == BOX else 2, ans_freq="100", **case[0])
                     run = self.deliver(case[2], case[1])
                     self.assertEqual(run.status, 0)
