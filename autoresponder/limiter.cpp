@@ -9,14 +9,18 @@
 #include "codecs/utf8.h"
 #include "lib/get_param.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <ctime>
 #include <string_view>
 
 namespace {
 
-/// Keeps two runs for the same rule and sender from both reading the same count: an advisory lock
-/// of the database, held from construction to destruction. When the process ends in between, the
-/// server releases it with the connection.
+/// Keeps two runs for the same rule and sender from both reading the same count where the table
+/// knows neither transactions nor a unique key, and from getting into each other's way where it
+/// does: an advisory lock of the database, held from construction to destruction. When the process
+/// ends in between, the server releases it with the connection. Other servers of a cluster do not
+/// know it.
 class BookkeepingLock {
 public:
     BookkeepingLock(MYSQL* connection, const std::string& rule, std::string_view sender)
@@ -52,27 +56,33 @@ private:
     bool held_ = false;
 };
 
-/// One rule's bookkeeping for one sender.
+/// One rule's bookkeeping for one sender, whose statements make one transaction. Its first one, the
+/// purge, looks through all of the rule's entries and so locks them and the room between them: what
+/// the selects behind it see then is what there is until the commit, and an entry that arrives from
+/// another server of a cluster ends the transaction. That is so with repeatable reads, the servers'
+/// default; with less only the advisory lock is left.
 struct Bookkeeping {
     MYSQL* connection;
     const std::string& rule;
     /// Escaped for a quoted literal.
     std::string sender;
 
-    void run(const std::string& statement) const { run_query_or_exit(connection, statement); }
+    MysqlResult run(const std::string& statement) const {
+        return run_query_in_transaction(connection, statement);
+    }
 
     /// First column of the first row: `when_null` for NULL, `when_no_row` without a row.
     std::string value(const std::string& statement, const char* when_null,
                       const char* when_no_row) const {
-        const MysqlResult result = run_query_or_exit(connection, statement);
+        const MysqlResult result = run(statement);
         const std::optional<Row> row = next_row(result);
         return row ? row->text(0, when_null) : when_no_row;
     }
 };
 
-void purge_earlier_days(MYSQL* connection, const std::string& rule) {
-    run_query_or_exit(connection, concat({"delete from resp_freq where rn_id=", rule,
-                                          " and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"}));
+std::string purge_of_earlier_days(const std::string& rule) {
+    return concat(
+        {"delete from resp_freq where rn_id=", rule, " and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"});
 }
 
 std::string escape_sender(MYSQL* connection, const std::string& sender) {
@@ -104,37 +114,72 @@ std::string bookkeeping_name(const std::string& sender) {
                                                       : sender);
 }
 
+/// Whether the sender may be answered; if so, it is recorded.
+bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit) {
+    books.run(purge_of_earlier_days(books.rule));
+    const std::string entries =
+        books.value(concat({"select COUNT(*) from resp_freq where rn_id=", books.rule}), "0", "0");
+    const MysqlResult known = books.run(concat(
+        {"select num from resp_freq where rn_id=", books.rule, " and email='", books.sender, "'"}));
+    if (const std::optional<Row> row = next_row(known)) {
+        const std::string num = row->text(0, "0");
+        if (decimal_number(num) >= limit)
+            return false;
+        count_one_more(books, num);
+        return true;
+    }
+    if (decimal_number(entries) >= mem_limit)
+        forget_oldest(books);
+    remember(books);
+    return true;
+}
+
+/// The same as one transaction; none when another run stood in the way, and nothing has been done.
+std::optional<bool> try_to_decide(const Bookkeeping& books, std::int32_t limit,
+                                  std::int32_t mem_limit) {
+    try {
+        books.run("begin");
+        const bool may_answer = decide(books, limit, mem_limit);
+        books.run("commit");
+        return may_answer;
+    } catch (const Conflict&) {
+        MysqlResult ignored;
+        run_query(books.connection, "rollback", ignored);
+        return std::nullopt;
+    }
+}
+
+/// Twice as long after each try, up to a tenth of a second and some, and not the same for two runs
+/// that stood in each other's way.
+void pause_after(int attempt) {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const long longest = 1000000L << std::min(attempt, 7);
+    const timespec pause = {0, longest / 2 + now.tv_nsec % (longest / 2)};
+    nanosleep(&pause, nullptr);
+}
+
 } // namespace
 
 int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
                       std::string ans_freq, std::string mem_limit) {
+    constexpr int attempts = 20;
+    constexpr std::time_t seconds = 60; // a try may have waited that long for a lock
     const std::int32_t limit = decimal_number(ans_freq);
     if (limit <= 0) {
-        purge_earlier_days(connection, id);
+        run_query_or_exit(connection, purge_of_earlier_days(id));
         return 0;
     }
     // One sender, whatever the case of the letters: the column may tell them apart.
     const std::string sender = bookkeeping_name(mail->from);
     const BookkeepingLock lock(connection, id, sender);
-    purge_earlier_days(connection, id);
-
-    Bookkeeping books{connection, id, {}};
-    const std::string entries =
-        books.value(concat({"select COUNT(*) from resp_freq where rn_id=", id}), "0", "0");
-    books.sender = escape_sender(connection, sender);
-
-    const MysqlResult known = run_query_or_exit(
-        connection,
-        concat({"select num from resp_freq where rn_id=", id, " and email='", books.sender, "'"}));
-    if (const std::optional<Row> row = next_row(known)) {
-        const std::string num = row->text(0, "0");
-        if (decimal_number(num) >= limit)
-            return 0;
-        count_one_more(books, num);
-        return 1;
+    const Bookkeeping books{connection, id, escape_sender(connection, sender)};
+    const std::time_t begin = std::time(nullptr);
+    for (int attempt = 1; attempt <= attempts && std::time(nullptr) - begin <= seconds; ++attempt) {
+        if (const std::optional<bool> may = try_to_decide(books, limit, decimal_number(mem_limit)))
+            return *may;
+        pause_after(attempt);
     }
-    if (decimal_number(entries) >= decimal_number(mem_limit))
-        forget_oldest(books);
-    remember(books);
-    return 1;
+    report({"autoresponder: Other runs stood in the way of reply bookkeeping, not answered"});
+    return 0;
 }

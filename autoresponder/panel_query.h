@@ -19,6 +19,15 @@ bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& res
 /// another run has done nothing; it is sent again, a few times, before that counts as failure.
 MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement);
 
+/// Thrown for a statement that another run stood in the way of: a deadlock, a lock that was not to
+/// be had, a key that is taken, or, at "commit", a node of a cluster that was first. The
+/// transaction is to be rolled back.
+struct Conflict {};
+
+/// The same for a statement of a transaction: a conflict throws, since there it is not the
+/// statement alone that has to be tried again.
+MysqlResult run_query_in_transaction(MYSQL* connection, const std::string& statement);
+
 /// One row of a result, valid until the next row is fetched from it.
 class Row {
 public:

@@ -37,7 +37,7 @@ alter table mail_aliases drop key alias, drop key mn_id;
 alter table mail_resp drop key mn_id;
 alter table resp_forward drop key rn_id;
 alter table resp_attach drop key rn_id;
-alter table resp_freq modify id bigint unsigned, drop primary key, drop key id
+alter table resp_freq drop primary key
 """
 
 

@@ -73,19 +73,17 @@ create table resp_attach (
 ) engine=InnoDB default charset=utf8mb4;
 
 -- Whom a rule has answered today. The time is that of the first answer: it says whose entry is the
--- oldest, and which day the count belongs to. Rule and sender alone are no unique key: a run that
--- loses the race for the first entry should not fail over it. They lead the primary key, and no other
--- key is searched, so that all statements lock a rule's rows in one order and never deadlock. Senders
--- are bytes: what a stranger puts into an address need not be text in any charset. Their ASCII letters
--- are in lower case.
+-- oldest, and which day the count belongs to. Rule and sender are the primary key, so that of two first
+-- answers one fails and is thought over, also where they were given on two nodes of a cluster; and no
+-- other key is searched, so that all statements lock a rule's rows in one order. Senders are bytes: what
+-- a stranger puts into an address need not be text in any charset. resp_freq.sql brings a table with an
+-- earlier layout to this one.
 create table resp_freq (
     rn_id      int unsigned not null,
     email      varbinary(320) not null,
     num        int          default null,
     time_resp  datetime     not null default current_timestamp,
-    id         bigint unsigned not null auto_increment,
-    primary key (rn_id, email, id),
-    key id (id)
+    primary key (rn_id, email)
 ) engine=InnoDB default charset=utf8mb4;
 
 -- Server-wide parameters.

@@ -69,6 +69,7 @@ EXEC = "autoresponder: Unable to exec query :{}\n"
 NOT_CONNECTED = "autoresponder: Unable to connect to the mysql database \n"
 CONNECT = "autoresponder: Unable to connect to Orvek Database: {}\n" + NOT_CONNECTED
 LOCK = "autoresponder: Unable to lock reply bookkeeping, going on without\n"
+IN_THE_WAY = "autoresponder: Other runs stood in the way of reply bookkeeping, not answered\n"
 PARAMETER = ("autoresponder: Unable to query parameter by query"
              " select val from misc where param='%s': {}\n")
 NO_MAIL = ("Could not get sender's e-mail address from Reply-To: or From: headers.\n"
@@ -88,6 +89,7 @@ STATEMENTS: list[tuple[str, str, str, str | None]] = [
                                         "ma, domains d, domainaliases da where"), 1)),
     ("rules", "from mail_resp", EXEC, ""),
     ("lock", "GET_LOCK", LOCK, None),
+    ("begin", "^begin", EXEC, ""),
     ("purge", "TO_DAYS", EXEC, ""),
     ("count", "COUNT", EXEC, ""),
     ("find", "select num", EXEC, ""),
@@ -95,6 +97,7 @@ STATEMENTS: list[tuple[str, str, str, str | None]] = [
     ("evict", "delete .* time_resp=", EXEC, ""),
     ("insert", "^insert", EXEC, ""),
     ("update", "^update", EXEC, ""),
+    ("commit", "^commit", EXEC, ""),
     ("unlock", "RELEASE_LOCK", "", None),
     ("forward", "resp_forward", EXEC, ""),
     ("attachments", "resp_attach", EXEC, "forward"),
@@ -164,7 +167,8 @@ def statement_faults() -> list[Fault]:
                 else ""), lambda pid: os.kill(pid, signal.SIGTERM)),
         ]
         if said == EXEC:
-            rows.append(("a deadlock ends", "the statement is sent again", Outcome(), "deadlock"))
+            rows.append(("a deadlock ends", "the statement, or the whole bookkeeping, is tried again",
+                         Outcome(), "deadlock"))
         faults += [Fault(title, promised, outcome, harm(pattern, does), name)
                    for title, promised, outcome, does in rows]
     return sorted(faults, key=lambda fault: (fault.name, str(fault.expected)))
@@ -236,6 +240,8 @@ def other_faults() -> list[Fault]:
               lambda case: case.kill_server()),
         Fault("another connection holds the lock", "waits 5 seconds, then goes on without",
               Outcome(LOCK), lambda case: case.hold_lock()),
+        Fault("every commit meets another run's", "20 tries, then no answer", Outcome(IN_THE_WAY, ""),
+              harm("^commit", "deadlocks")),
 
         Fault("a forwarding address is an option of sendmail", "left out, the others get theirs",
               Outcome(OPTION.format("-C/tmp")), lambda case: case.database.execute(

@@ -4,10 +4,13 @@ import re
 import subprocess
 from collections import Counter
 
-from support.case import BOX, SENDER, PanelCase, mail
+from support.case import BOX, PANEL, SENDER, PanelCase, mail
+from support.database import REPOSITORY
 
 RULE = 7
 FREQ = "select num from ovk.resp_freq"
+LOCK = f"autoresponder-{RULE}-10051750667996179208"  # of SENDER
+GOING_ON = b"autoresponder: Unable to lock reply bookkeeping, going on without\n"
 
 
 class Limiter(PanelCase):
@@ -33,8 +36,10 @@ class Limiter(PanelCase):
         self.database.listen()
         self.deliver()
         heard = self.database.heard()
-        start = next(i for i, text in enumerate(heard) if text.startswith("delete from resp_freq"))
-        return [text for text in heard[start:] if "resp_freq" in text]
+        begin, end = (next(i for i, text in enumerate(heard) if name in text)
+                      for name in ("GET_LOCK", "RELEASE_LOCK"))
+        self.assertEqual((heard[begin + 1], heard[end - 1]), ("begin", "commit"))
+        return heard[begin + 2:end - 1]
 
     def test_statements(self) -> None:
         purge = f"delete from resp_freq where rn_id={RULE} and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"
@@ -165,23 +170,53 @@ class Limiter(PanelCase):
             self.assertEqual(heard, [heard[0]] * 3)  # a crowd of them waits for one lock
             self.assertEqual(self.entries(), [["alice@x.test", "1"]])
 
-    def answered_at_once(self, senders: list[str]) -> Counter:
+    def answered_at_once(self, senders: list[str], said: bytes = b"") -> Counter:
         """How many replies each sender got to mails that all come in at the same time."""
+        self.box.forget_calls()
         runs = [self.box.start(BOX, subprocess.PIPE) for _ in senders]
         for run, sender in zip(runs, senders):
             with run.stdin:
                 run.stdin.write(mail(sender=sender).encode())
             run.stdin = None
         for run in runs:
-            self.assertEqual((*run.communicate(), run.returncode), (b"", b"", 0))
+            self.assertEqual((*run.communicate(), run.returncode), (b"", said, 0))
         calls = self.box.calls()
         self.assertEqual(sum(call.args[3] == "boss@example.org" for call in calls), len(calls) / 2)
         return Counter(call.args[3] for call in calls if call.args[3] != "boss@example.org")
 
     def test_the_limit_holds_in_a_crowd(self) -> None:
-        self.limited(ans_freq="10")
-        self.assertEqual(self.answered_at_once([SENDER] * 60), {SENDER: 10})
-        self.assertEqual(self.entries(), [[SENDER, "10"]])
+        for table, change, locked in (
+            ("as it should be", "", True), ("and without the lock of the server", "", False),
+            ("of a panel without the unique key", "drop primary key, add key (rn_id)", True),
+            ("without transactions", "drop primary key, engine=MyISAM", True),
+        ):
+            with self.subTest(table):
+                self.database.load("panel.sql")
+                self.database.execute(PANEL)
+                self.limited(ans_freq="10")
+                if change:
+                    self.database.execute("alter table resp_freq " + change)
+                if not locked:
+                    self.database.execute(f"do get_lock('{LOCK}', 0)")
+                replies = self.answered_at_once([SENDER] * 60, b"" if locked else GOING_ON)
+                self.database.execute(f"do release_lock('{LOCK}')")
+                self.assertEqual((replies, self.entries()), ({SENDER: 10}, [[SENDER, "10"]]))
+
+    def test_bringing_a_table_to_the_key(self) -> None:
+        """Twins by a race, of which each later answer counted in both; one sender that has none."""
+        before = ("alter table resp_freq drop primary key, add id bigint unsigned not null auto_increment,"
+                  " add primary key (rn_id, email, id), add key id (id)")
+        self.database.execute(before)
+        for email, num, ago in (("a@x.test", 3, "1 second"), ("b@x.test", 2, "0 second"),
+                                ("a@x.test", 3, "0 second"), ("a@x.test", None, "0 second")):
+            self.entry(email, num, ago)
+        first = self.database.rows("select min(time_resp) from resp_freq")
+        self.database.execute((REPOSITORY / "schema/resp_freq.sql").read_text().rstrip().rstrip(";"))
+        self.assertEqual(self.entries(), [["a@x.test", "5"], ["b@x.test", "2"]])
+        self.assertEqual(self.database.rows("select time_resp from resp_freq where num=5"), first)
+        after = self.database.rows("show create table resp_freq")
+        self.database.load("panel.sql")
+        self.assertEqual(after, self.database.rows("show create table resp_freq"))
 
     def test_a_crowd_of_senders_and_little_memory(self) -> None:
         self.limited(mem_limit="20")

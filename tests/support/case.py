@@ -8,6 +8,11 @@ from support.sandbox import Run, Sandbox
 
 SENDER = "joe@client.example"
 BOX = "sales@example.com"
+PANEL = (
+    "insert into clients (id, login, pname, email)"
+    " values (1, 'alpha', 'Anna Alpha', 'anna@alpha.test');"
+    "insert into domains (id, cl_id, name) values (1, 1, 'example.com');"
+    "insert into mail (id, dom_id, mail_name) values (1, 1, 'sales')")
 
 
 def mail(subject: str = "Hello", body: str = "How are you?\n", headers: str = "",
@@ -44,11 +49,7 @@ class PanelCase(unittest.TestCase):
         self.fill()
 
     def fill(self) -> None:
-        self.database.execute(
-            "insert into clients (id, login, pname, email)"
-            " values (1, 'alpha', 'Anna Alpha', 'anna@alpha.test');"
-            "insert into domains (id, cl_id, name) values (1, 1, 'example.com');"
-            "insert into mail (id, dom_id, mail_name) values (1, 1, 'sales')")
+        self.database.execute(PANEL)
 
     def rule(self, id: int = 1, mn_id: int = 1, forward: list[str | None] = [],
              attach: list[str | None] = [], **columns: object) -> None:

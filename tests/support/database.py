@@ -35,9 +35,12 @@ def _die_with_parent() -> None:
 
 
 class Database:
-    """Starts the server on construction. close() stops it and removes all that it wrote."""
+    """Starts the server on construction, with `options` besides its own; given the folder `data` of a
+    stopped server, it only takes a copy of that, and start() is the caller's. close() stops it and
+    removes all that it wrote."""
 
-    def __init__(self) -> None:
+    def __init__(self, *options: str, data: pathlib.Path | None = None) -> None:
+        self.options = options
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="ovk-db-"))
         self.folder.chmod(0o755)
         self.run_folder = self.folder / "run"
@@ -50,6 +53,9 @@ class Database:
         self._server: subprocess.Popen | None = None
         self._client: subprocess.Popen | None = None
         try:
+            if data is not None:
+                shutil.copytree(data, self.folder / "data")
+                return
             self._create()
             self.start()
             self.execute(f"create user 'admin'@'localhost' identified by '{PASSWORD}'")
@@ -86,7 +92,7 @@ class Database:
                    "--skip-networking", "--skip-log-bin", "--innodb-flush-log-at-trx-commit=0",
                    "--innodb-buffer-pool-size=32M", "--innodb-log-file-size=8M",
                    "--performance-schema=OFF", "--max-connections=300",
-                   "--character-set-server=utf8mb4", *options]
+                   "--character-set-server=utf8mb4", *self.options, *options]
         if os.geteuid() == 0:
             command.append("--user=root")
         self._server = subprocess.Popen(command, stdin=subprocess.DEVNULL,
@@ -114,6 +120,14 @@ class Database:
             self._server.wait()
             self._server = None
         self.socket.unlink(missing_ok=True)
+
+    def stop(self) -> None:
+        """Ends the server in good order; its data stays."""
+        self._drop_client()
+        if self._server is not None:
+            self._server.terminate()
+            self._server.wait()
+            self._server = None
 
     def pause(self) -> None:
         assert self._server is not None

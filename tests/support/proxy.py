@@ -30,9 +30,9 @@ def _error(number: int, code: int) -> bytes:
 
 class Proxy:
     """Harms the statement that `pattern` is found in, or, where that is "greeting", the start of
-    the connection: by "error", "deadlock" (the first time), "lose" (the connection ends instead of
-    an answer), "gone" (it ends behind the answer), "slow", or a function that is called with the
-    program's process id before the statement goes its way."""
+    the connection: by "error", "deadlock" (the first time), "deadlocks", "lose" (the connection ends
+    instead of an answer), "gone" (it ends behind the answer), "slow", or a function that is called
+    with the program's process id before the statement goes its way."""
 
     def __init__(self, server: pathlib.Path) -> None:
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="ovk-proxy-"))
@@ -84,7 +84,7 @@ class Proxy:
                 harm = self._meet(client, body[1:].decode(errors="replace"))
             if harm == "lose":
                 return
-            if harm == "error" or harm == "deadlock" and self.hits == 1:
+            if harm in ("error", "deadlocks") or harm == "deadlock" and self.hits == 1:
                 client.sendall(_error(1, 1105 if harm == "error" else 1213))
             else:
                 server.sendall(header + body)

@@ -127,8 +127,7 @@ class Sandbox:
 
     def run(self, message: bytes | str, recipient: str | None) -> Run:
         """Delivers one message."""
-        for old in self.capture.glob("[0-9]*"):
-            old.unlink()
+        self.forget_calls()
         data = message.encode() if isinstance(message, str) else message
         process = self.start(recipient, subprocess.PIPE)
         try:
@@ -142,6 +141,10 @@ class Sandbox:
         return Run(status, out.decode(errors="surrogateescape"),
                    err.decode(errors="surrogateescape"), self.calls(),
                    sorted(path.name for path in self.tmp.iterdir()))
+
+    def forget_calls(self) -> None:
+        for old in self.capture.glob("[0-9]*"):
+            old.unlink()
 
     def calls(self) -> list[Call]:
         """sendmail's calls so far, in order."""
