@@ -1,11 +1,16 @@
 #include "autoresponder/intake.h"
 
 #include "autoresponder/diagnostics.h"
+#include "autoresponder/shown/sender.h"
+#include "autoresponder/shown/subject.h"
+#include "autoresponder/shown/text_part.h"
+#include "autoresponder/shown/trigger.h"
 #include "autoresponder/temporary_file.h"
 #include "base/io.h"
 #include "base/owned.h"
 #include "base/text.h"
 #include "codecs/charset.h"
+#include "codecs/letters.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -126,6 +131,18 @@ std::unique_ptr<const DwMailbox> first_valid_mailbox(DwAddressReader reader) {
     return nullptr;
 }
 
+/// The text of the part that find_text_entity finds, not recoded yet.
+PartText text_of_part(const DwMessage& message) {
+    PartText part{{}, default_charset};
+    DwString decoded;
+    if (const std::optional<DwEntity> entity = find_text_entity(message)) {
+        part.charset = until_nul(GetCharset(*entity).view());
+        DecodeBody(*entity, decoded);
+    }
+    part.text = until_nul(std::exchange(decoded, DwString()).view());
+    return part;
+}
+
 void set_recipient(std::string_view recipient, Mail_content* mail) {
     const std::size_t at = recipient.find('@');
     mail->to = recipient;
@@ -167,7 +184,9 @@ int read_content(DwString text, const char* recipient, const Policy& policy, Mai
     message->Parse();
     const DwHeaders& headers = message->Headers();
 
-    const std::unique_ptr<const DwMailbox> sender = find_sender(headers);
+    std::unique_ptr<const DwMailbox> sender = find_sender(headers);
+    if (!sender && policy.read_as_shown)
+        sender = save_sender(headers);
     if (!sender) {
         report({"Could not get sender's e-mail address from Reply-To: or From: headers."});
         return 1;
@@ -177,13 +196,7 @@ int read_content(DwString text, const char* recipient, const Policy& policy, Mai
         return 1;
     }
 
-    std::string charset = default_charset;
-    DwString decoded;
-    if (const std::optional<DwEntity> entity = find_text_entity(*message)) {
-        charset = until_nul(GetCharset(*entity).view());
-        DecodeBody(*entity, decoded);
-    }
-    std::string body(until_nul(std::exchange(decoded, DwString()).view()));
+    PartText part = policy.read_as_shown ? shown_text(*message) : text_of_part(*message);
     const std::string subject = field_text(headers.HasSubject(), headers.Subject());
 
     mail->from = until_nul(concat({sender->LocalPart().view(), "@", sender->Domain().view()}));
@@ -192,9 +205,14 @@ int read_content(DwString text, const char* recipient, const Policy& policy, Mai
     *facts = read_header_facts(headers);
     // Recoding takes as much memory again; the message has told everything by now.
     message.reset();
-    mail->body.append(recode_body(std::move(body), charset, policy.standard_mail));
-    mail->subject = decode_subject(subject, charset, policy.standard_mail);
-    mail->charset = std::move(charset);
+    if (policy.read_as_shown) {
+        mail->body.append(orvek::letters_of_paragraphs(part.text, case_of(policy)));
+        mail->subject = without_controls(shown_subject(subject));
+    } else {
+        mail->body.append(recode_body(std::move(part.text), part.charset, policy.standard_mail));
+        mail->subject = decode_subject(subject, part.charset, policy.standard_mail);
+    }
+    mail->charset = std::move(part.charset);
     return 0;
 }
 

@@ -24,5 +24,7 @@ struct Mail_content {
     /// charset parameter of the part that supplied the body, as written; "US-ASCII" without one.
     std::string charset;
     /// Decoded body in UTF-8 (unconverted where that failed). At least one line once filled.
+    /// Where mail is read as it is shown, its paragraphs: their letters as
+    /// orvek::letters_of_paragraphs gives them.
     TextLines body;
 };

@@ -6,6 +6,7 @@
 #include "autoresponder/notice.h"
 #include "autoresponder/policy/standard_mail.h"
 #include "autoresponder/process.h"
+#include "autoresponder/shown/subject.h"
 #include "autoresponder/size_limit.h"
 #include "autoresponder/template.h"
 #include "autoresponder/temporary_file.h"
@@ -31,7 +32,7 @@ const std::array<par_templ, 5>& autoresp_templs(const Mail_content& mail) {
     return templs;
 }
 
-std::string make_subject(const ResponderRule& rule, const Mail_content& mail) {
+std::string fill_subject(const ResponderRule& rule, const Mail_content& mail) {
     if (rule.subject.empty())
         return "Re: " + mail.subject;
     const std::array<par_templ, 5>& templs = autoresp_templs(mail);
@@ -41,6 +42,11 @@ std::string make_subject(const ResponderRule& rule, const Mail_content& mail) {
     templ_replace('<', '>', templs.data(), templs.size(), rule.subject.c_str(), subject.data(),
                   max_subject, &control);
     return std::string(subject.data(), control.out_count);
+}
+
+std::string make_subject(const ResponderRule& rule, const ReplyContext& context) {
+    std::string subject = fill_subject(rule, context.mail);
+    return context.policy.read_as_shown ? without_controls(std::move(subject)) : subject;
 }
 
 /// The autoresponder's own address in ASCII form. Without one there is no reply: the process ends
@@ -80,7 +86,7 @@ void write_reply(const ResponderRule& rule, const ReplyContext& context,
     reply.line({"From: ", from});
     reply.line({"To: ", context.mail.from});
     reply.line({"MIME-Version: 1.0"});
-    reply.line({"Subject: ", subject_value(make_subject(rule, context.mail), policy)});
+    reply.line({"Subject: ", subject_value(make_subject(rule, context), policy)});
     reply.write(context.chosen_headers());
     if (multipart) {
         reply.line({"Content-Type: multipart/mixed;\n\tboundary=\"", boundary, "\""});

@@ -12,6 +12,7 @@
 #include "autoresponder/reply.h"
 #include "autoresponder/rules.h"
 #include "autoresponder/run_log.h"
+#include "autoresponder/shown/trigger.h"
 #include "lib/dbconnect_legacy.h"
 
 namespace {
@@ -32,9 +33,10 @@ bool is_to_be_answered(const ReplyContext& context) {
 }
 
 /// Forwards and answers by a rule that is on, where it comes to that. Returns what came of it.
-const char* run_rule(const ResponderRule& rule, const ReplyContext& context, bool may_answer) {
+const char* run_rule(const ResponderRule& rule, const ReplyContext& context,
+                     const TriggerSearch& triggers, bool may_answer) {
     const Mail_content& mail = context.mail;
-    if (!trigger_matches(rule, mail))
+    if (!triggers.finds(rule))
         return "no match";
     // What is not answered counts as well: a forward that leads back here would never end.
     if (!can_response_freq(context.connection, &mail, rule.id, rule.ans_freq, rule.mem_limit))
@@ -72,11 +74,12 @@ int db_mail_act(Mail_content* mail) {
     const bool may_answer = is_to_be_answered(context);
 
     const MysqlResult rows = query_rules(connection.get(), mailbox.id);
+    const TriggerSearch triggers(*mail, policy);
     while (const std::optional<ResponderRule> rule = next_rule(rows)) {
         if (!is_on(*rule))
             continue;
         log_rule(rule->id, "failed");
-        log_rule(rule->id, run_rule(*rule, context, may_answer));
+        log_rule(rule->id, run_rule(*rule, context, triggers, may_answer));
     }
     log_completed();
     return 0;

@@ -1,6 +1,7 @@
-// growth [DIMENSION BYTES]: reads a message that is large in one dimension and prints the CPU time
-// in seconds, the peak memory in bytes and the size of the message. Without arguments it lists the
-// dimensions. Only the reading is measured; all diagnostics are thrown away.
+// growth [DIMENSION BYTES [shown]]: reads a message that is large in one dimension, with "shown" as
+// AUTORESPONDER_READ_AS_SHOWN has it, and prints the CPU time in seconds, the peak memory in bytes
+// and the size of the message. Without arguments it lists the dimensions. Only the reading is
+// measured; all diagnostics are thrown away.
 
 #include "autoresponder/intake.h"
 
@@ -15,6 +16,9 @@ namespace {
 #define SENDER "From: joe@example.org\n"
 #define TEXT SENDER "Content-Type: text/plain; charset=utf-8\n"
 #define MULTIPART SENDER "Content-Type: multipart/mixed; boundary=b\n\n"
+
+#define HTML SENDER "Content-Type: text/html"
+#define ALTERNATIVE "Content-Type: multipart/alternative; boundary=b\n"
 
 /// The message is head, as many units as fit, tail. "Ordinary" mail has a goal in speed.
 constexpr struct Dimension {
@@ -69,6 +73,33 @@ constexpr struct Dimension {
     {"bytes above 127 without a charset", SENDER "\n", "\xE9", ""},
     {"shift sequences", SENDER "Content-Type: text/plain; charset=iso-2022-jp\n\n", "\x1B$B\x1B(B",
      ""},
+    {"ordinary html", HTML "\n",
+     "<p class=\"text\">Dear reader, this is a <b>line</b> of an ordinary mail &amp; more.</p>\n",
+     ""},
+    {"tags", HTML "\n", "<b>", ""},
+    {"end tags",
+     HTML "\n<td>"
+          "<b><i>",
+     "</u></b>", ""},
+    {"tables in tables", HTML "\n", "<table><tr><td>", ""},
+    {"tags that nest wrongly", HTML "\n", "<b><div></b><p>", ""},
+    {"attributes", HTML "\n<b ", "a=b ", ">x"},
+    {"unterminated attributes", HTML "\n", "<b a='", ""},
+    {"styles", HTML "\n<b style='", "display:x;", "'>x"},
+    {"html comments", HTML "\n", "<!-- -", ""},
+    {"scripts", HTML "\n", "<script>x</scrip", ""},
+    {"character references", HTML "\n", "&CounterClockwiseContourIntegral;", ""},
+    {"numbers without an end", HTML "\n&#", "1", ""},
+    {"characters that grow", HTML "\n", "\xF0\x9D\x85\xA0", ""},
+    {"windows-1252", HTML "; charset=latin1\n\n", "\x80", ""},
+    {"marks on marks", TEXT "\na", "\xCC\x81\xCC\xA3", ""},
+    {"quotation", TEXT "\n", "> ", ""},
+    {"quoted lines", TEXT "\n", ">\n\n", ""},
+    {"alternatives", SENDER ALTERNATIVE "\n",
+     "--b\n" ALTERNATIVE "\n--b\nContent-Type: text/html\n\n<br>\n", ""},
+    {"parts that give no text", MULTIPART, "--b\nContent-Type: text/html\n\n<br>\n", ""},
+    {"charsets in a subject", SENDER "Subject: ", "=?koi8-r?Q?=F0?= =?big5?Q?=A4=40?= ", "x\n\nx"},
+    {"senders in brackets", "From: (", "<joe@", "\n\nx"},
 };
 
 std::string make(const Dimension& dimension, std::size_t size) {
@@ -104,7 +135,7 @@ unsigned long peak_bytes() {
 
 /// One reading in a child, which starts with the message in memory and nothing else, as the program
 /// does.
-Figures read_once(std::string& text) {
+Figures read_once(std::string& text, const Policy& policy) {
     int ends[2];
     Figures figures{};
     if (pipe(ends) != 0)
@@ -113,7 +144,7 @@ Figures read_once(std::string& text) {
     if (child == 0) {
         Mail_content mail;
         const double before = cpu_seconds();
-        read_content(DwString(std::move(text)), "box@example.com", {}, &mail, &header_facts);
+        read_content(DwString(std::move(text)), "box@example.com", policy, &mail, &header_facts);
         figures = {cpu_seconds() - before, peak_bytes()};
         _exit(write(ends[1], &figures, sizeof figures) != sizeof figures);
     }
@@ -126,11 +157,11 @@ Figures read_once(std::string& text) {
 }
 
 /// The fastest of 2 to 50 readings, until they took half a second.
-Figures measure(std::string& text) {
-    Figures best = read_once(text);
+Figures measure(std::string& text, const Policy& policy) {
+    Figures best = read_once(text, policy);
     double spent = best.seconds;
     for (int reading = 1; reading < 2 || (reading < 50 && spent < 0.5); ++reading) {
-        const Figures figures = read_once(text);
+        const Figures figures = read_once(text, policy);
         spent += figures.seconds;
         if (figures.seconds < best.seconds)
             best = figures;
@@ -143,13 +174,16 @@ Figures measure(std::string& text) {
 int main(int argc, char** argv) {
     if (std::freopen("/dev/null", "w", stderr) == nullptr)
         return 1;
-    const std::size_t size = argc == 3 ? std::strtoul(argv[2], nullptr, 10) : 0;
+    const std::size_t size = argc >= 3 ? std::strtoul(argv[2], nullptr, 10) : 0;
+    Policy policy;
+    policy.read_as_shown = argc == 4 && std::string_view(argv[3]) == "shown";
+    policy.ignore_case = policy.read_as_shown;
     for (const Dimension& dimension : dimensions) {
-        if (argc != 3) {
+        if (argc < 3) {
             std::puts(dimension.name);
         } else if (std::string_view(dimension.name) == argv[1]) {
             std::string text = make(dimension, size);
-            const Figures best = measure(text);
+            const Figures best = measure(text, policy);
             std::printf("%.9f %lu %zu\n", best.seconds, best.peak_bytes, text.size());
         }
     }

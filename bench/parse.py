@@ -1,22 +1,25 @@
 """parse.py BUILD-FOLDER [SMALLEST [LARGEST [NAME]]]: how time and memory grow with a message.
 
 Every dimension that a stranger chooses is doubled from SMALLEST to LARGEST bytes (64 KiB to 32 MiB)
-and read from text to Mail_content, each time in a process of its own. NAME picks the dimensions
-that hold it. With VERBOSE=1 every step is printed."""
+and read from text to Mail_content, each time in a process of its own, by default and as
+AUTORESPONDER_READ_AS_SHOWN has it. NAME picks the dimensions that hold it; they end in "shown" for the
+latter. With VERBOSE=1 every step is printed."""
 
+import itertools
 import math
 import os
 import subprocess
 import sys
 
 EXPONENT, SPEED, MEMORY = 1.1, 150, 3.0
+SPEED_SHOWN, MEMORY_SHOWN = 50, 6.0
 
 
-def steps(program: str, name: str, smallest: int, largest: int) -> list[tuple[float, int, int]]:
+def steps(program: str, name: str, reading: str, smallest: int, largest: int) -> list[tuple[float, int, int]]:
     """CPU seconds, peak memory and bytes of each size."""
     found = []
     while smallest <= largest:
-        output = subprocess.run([program, name, str(smallest)], check=True, capture_output=True,
+        output = subprocess.run([program, name, str(smallest), reading], check=True, capture_output=True,
                                 text=True).stdout
         seconds, peak, size = output.split()
         found.append((float(seconds), int(peak), int(size)))
@@ -37,18 +40,22 @@ def main(build: str, smallest: str = "65536", largest: str = "33554432", wanted:
     program = build + "/bench/growth"
     names = subprocess.run([program], check=True, capture_output=True, text=True).stdout
     print(f"parse: {int(smallest) >> 10} KiB to {int(largest) >> 10} KiB; goals: exponent at most"
-          f" {EXPONENT}; ordinary mail at least {SPEED} MB/s and at most {MEMORY:.0f} x its size")
-    print(f"{'':36}{'exponent':>10}{'ms':>10}{'MB/s':>8}{'peak MB':>9}{'x size':>8}")
-    for name in names.splitlines():
+          f" {EXPONENT}; ordinary mail at least {SPEED} MB/s and at most {MEMORY:.0f} x its size;"
+          f" as shown {SPEED_SHOWN} MB/s, and any mail at most {MEMORY_SHOWN:.0f} x its size")
+    print(f"{'':42}{'exponent':>10}{'ms':>10}{'MB/s':>8}{'peak MB':>9}{'x size':>8}")
+    for dimension, reading in itertools.product(names.splitlines(), ("", "shown")):
+        name = f"{dimension} {reading}".strip()
         if wanted not in name:
             continue
-        found = steps(program, name, int(smallest), int(largest))
+        found = steps(program, dimension, reading, int(smallest), int(largest))
         for seconds, peak, size in found if os.environ.get("VERBOSE") else found[-1:]:
             grows = f"{exponent(found):10.2f}" if (seconds, peak, size) == found[-1] else " " * 10
             speed, times = size / seconds / 1e6, peak / size
-            missed = exponent(found) > EXPONENT or (
-                name.startswith("ordinary") and (speed < SPEED or times > MEMORY))
-            print(f"{name:36}{grows}{seconds * 1e3:10.2f}{speed:8.0f}{peak / 1e6:9.1f}{times:8.2f}"
+            least, most = (SPEED_SHOWN, MEMORY_SHOWN) if reading else (SPEED, MEMORY)
+            ordinary = name.startswith("ordinary")
+            missed = (exponent(found) > EXPONENT or (ordinary and speed < least)
+                      or ((ordinary or reading) and times > most))
+            print(f"{name:42}{grows}{seconds * 1e3:10.2f}{speed:8.0f}{peak / 1e6:9.1f}{times:8.2f}"
                   f"{'  missed' if missed else ''}")
 
 

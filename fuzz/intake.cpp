@@ -3,6 +3,7 @@
 #include "autoresponder/policy/destinations.h"
 
 #include "base/text.h"
+#include "codecs/utf8.h"
 #include "fuzz/fuzz.h"
 
 #include <algorithm>
@@ -122,6 +123,17 @@ void check_content(const Mail_content& mail, const HeaderFacts& facts,
             "no NUL byte in texts");
 }
 
+/// What a person would see is text.
+void check_shown(const Mail_content& mail) {
+    require(!holds_control(mail.subject), "no control characters in a subject that is shown");
+    const std::string& body = mail.body.text();
+    require(body.find("  ") == std::string::npos && body.find('\t') == std::string::npos,
+            "one blank for any white space");
+    for (const std::string& text : {body, mail.subject})
+        require(orvek::well_formed_utf8_length(text) == text.size(),
+                "UTF-8 whatever the mail says");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
@@ -143,11 +155,19 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
 
     check_structure(text);
     const std::string recipient = "box@example.com";
-    Mail_content mail;
-    HeaderFacts facts;
-    if (read_content(text, recipient.c_str(), {}, &mail, &facts) == 0)
-        check_content(mail, facts, recipient);
-    else
-        require(mail.from.empty() && mail.to.empty() && mail.body.empty(), "refused, untouched");
+    for (const bool as_shown : {false, true}) {
+        Mail_content mail;
+        HeaderFacts facts;
+        Policy policy;
+        policy.read_as_shown = as_shown;
+        policy.ignore_case = size % 2 == 1;
+        const bool taken = read_content(text, recipient.c_str(), policy, &mail, &facts) == 0;
+        require(taken || (mail.from.empty() && mail.to.empty() && mail.body.empty()),
+                "refused, untouched");
+        if (taken)
+            check_content(mail, facts, recipient);
+        if (taken && as_shown)
+            check_shown(mail);
+    }
     return 0;
 }

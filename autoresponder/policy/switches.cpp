@@ -21,11 +21,14 @@ char delimiter() {
 
 Policy configured_policy() {
     const bool modern = switched_on("AUTORESPONDER_MODERN", false);
+    const bool as_shown = switched_on("AUTORESPONDER_READ_AS_SHOWN", modern);
     return {switched_on("AUTORESPONDER_REFUSE_AUTOMATIC", modern),
             switched_on("AUTORESPONDER_REPLY_HEADERS", modern),
             switched_on("AUTORESPONDER_NULL_SENDER", modern),
             switched_on("AUTORESPONDER_STANDARD_MAIL", modern),
             switched_on("AUTORESPONDER_LOG", modern),
             switched_on("AUTORESPONDER_ADDRESSED_ONLY", modern),
+            as_shown,
+            as_shown && switched_on("AUTORESPONDER_IGNORE_CASE", false),
             delimiter()};
 }

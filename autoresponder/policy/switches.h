@@ -21,6 +21,11 @@ struct Policy {
     /// AUTORESPONDER_ADDRESSED_ONLY: mail whose header names no address of the mailbox is treated
     /// as automatic mail is.
     bool addressed_only = false;
+    /// AUTORESPONDER_READ_AS_SHOWN: sender, subject and text are those that a mail program shows.
+    bool read_as_shown = false;
+    /// AUTORESPONDER_IGNORE_CASE, only with the one before and no part of AUTORESPONDER_MODERN:
+    /// triggers match whatever the case of their letters.
+    bool ignore_case = false;
     /// AUTORESPONDER_RECIPIENT_DELIMITER: what an extension of a local part begins with; NUL, which
     /// no local part holds, where none is chosen.
     char recipient_delimiter = '\0';

@@ -1,0 +1,49 @@
+#include "autoresponder/shown/lines.h"
+
+#include "mimelib/string.h"
+
+namespace {
+
+constexpr std::string_view signature_separator = "-- ";
+
+/// Takes the marks of quotation off the front of the line and returns how many there were. In
+/// flowed text they stand without blanks between them, else a blank may follow each.
+std::size_t take_quotation(std::string_view& line, bool flowed) {
+    std::size_t depth = 0;
+    while (line.substr(0, 1) == ">" || (!flowed && depth > 0 && line.substr(0, 2) == " >")) {
+        line.remove_prefix(line.front() == '>' ? 1 : 2);
+        ++depth;
+    }
+    if ((flowed || depth > 0) && line.substr(0, 1) == " ")
+        line.remove_prefix(1);
+    return depth;
+}
+
+} // namespace
+
+std::string shown_lines(std::string_view text, LineFormat format) {
+    std::string shown;
+    shown.reserve(text.size());
+    std::size_t last_depth = 0;
+    bool joins = false; // the line before flows into this one, without a blank
+    std::string_view line;
+    for (bool more = true; more;) {
+        more = getline(text, line, '\n');
+        if (!line.empty() && line.back() == '\r')
+            line.remove_suffix(1);
+        const std::size_t depth = take_quotation(line, format.flowed);
+        const bool separator = line == signature_separator;
+        if (depth != last_depth || separator)
+            shown += "\n";
+        if (joins && depth == last_depth && !separator)
+            shown.pop_back();
+        last_depth = depth;
+        joins =
+            format.flowed && format.del_space && !separator && !line.empty() && line.back() == ' ';
+        if (joins)
+            line.remove_suffix(1);
+        shown += line;
+        shown += separator ? "\n\n" : "\n";
+    }
+    return shown;
+}

@@ -1,0 +1,182 @@
+#include "autoresponder/shown/text_part.h"
+
+#include "autoresponder/intake.h"
+#include "autoresponder/shown/lines.h"
+#include "autoresponder/shown/parameter.h"
+#include "base/text.h"
+#include "codecs/html_text.h"
+#include "codecs/letters.h"
+#include "codecs/shown_charset.h"
+
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t most_parts = 10'000;
+constexpr std::size_t most_nested = 16;
+
+/// What a part is to a mail program. In alternatives the first three come in this order.
+enum class Kind { plain, html_or_multipart, other_text, nothing };
+
+bool is_multipart(const DwEntity& entity) {
+    return entity.Headers().HasContentType() &&
+           entity.Headers().ContentType().Type() == DwMime::kTypeMultipart;
+}
+
+Kind kind_of(const DwEntity& entity) {
+    const DwHeaders& headers = entity.Headers();
+    if (is_attachment(entity))
+        return Kind::nothing;
+    if (!headers.HasContentType() || headers.ContentType().AsString().empty())
+        return Kind::plain;
+    const DwMediaType& type = headers.ContentType();
+    const std::string subtype = shown_subtype(type);
+    if (type.Type() == DwMime::kTypeMultipart)
+        return subtype == "digest" ? Kind::nothing : Kind::html_or_multipart;
+    if (type.Type() != DwMime::kTypeText)
+        return Kind::nothing;
+    if (subtype == "html")
+        return Kind::html_or_multipart;
+    return subtype == "plain" || subtype.empty() ? Kind::plain : Kind::other_text;
+}
+
+/// Blanks at the end of a line of quoted-printable come from those who passed the mail on (RFC 2045
+/// section 6.7, rule 3).
+DwString without_blank_line_ends(const DwString& text) {
+    std::string kept;
+    kept.reserve(text.size());
+    std::string_view rest = text.view();
+    std::string_view line;
+    for (bool more = true; more;) {
+        more = getline(rest, line, '\n');
+        const bool carriage_return = !line.empty() && line.back() == '\r';
+        line = line.substr(0, line.find_last_not_of(" \t\r") + 1);
+        kept.append(line).append(carriage_return ? "\r" : "").append(more ? "\n" : "");
+    }
+    return DwString(std::move(kept));
+}
+
+std::string decode(const DwEntity& entity) {
+    DwString decoded;
+    if (entity.Headers().ContentTransferEncoding().AsEnum() == DwMime::kCteQuotedPrintable)
+        DwDecodeQuotedPrintable(without_blank_line_ends(entity.Body().AsString()), decoded);
+    else
+        DecodeBody(entity, decoded);
+    return decoded.str();
+}
+
+std::string to_utf8(std::string text, const std::string& charset) {
+    orvek::ShownCharsets charsets;
+    if (std::optional<std::string> converted = charsets.to_utf8(text, charset))
+        return std::move(*converted);
+    return *charsets.to_utf8(std::move(text), "");
+}
+
+/// Whether there is anything but white space and what is not seen.
+bool gives_text(std::string_view text) {
+    constexpr std::size_t block = 4096;
+    for (; !text.empty(); text.remove_prefix(std::min(block, text.size()))) {
+        const std::string letters =
+            orvek::letters_of_line(text.substr(0, block), orvek::Case::counts);
+        if (letters.find_first_not_of(' ') != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+LineFormat line_format(const DwMediaType& type) {
+    return {equals_ignoring_case(shown_parameter(type, "format"), "flowed"),
+            equals_ignoring_case(shown_parameter(type, "delsp"), "yes")};
+}
+
+/// None when there is nothing to see.
+std::optional<PartText> text_of(const DwEntity& entity) {
+    const DwMediaType& type = entity.Headers().ContentType();
+    PartText shown;
+    shown.charset = shown_parameter(type, "charset");
+    shown.text = to_utf8(decode(entity), shown.charset);
+    if (shown_subtype(type) == "html")
+        shown.text = orvek::html_text(std::move(shown.text));
+    else
+        shown.text = shown_lines(std::exchange(shown.text, {}), line_format(type));
+    if (!gives_text(shown.text))
+        return std::nullopt;
+    return shown;
+}
+
+/// A multipart that is being gone through.
+class Multipart {
+public:
+    explicit Multipart(const DwEntity& entity)
+        : alternatives_(shown_subtype(entity.Headers().ContentType()) == "alternative"),
+          body_(entity.Body().AsString(), boundary_of(entity)), parts_(std::in_place, body_) {}
+    Multipart(const Multipart&) = delete;
+    Multipart& operator=(const Multipart&) = delete;
+
+    /// Moves to the next part that may give a text; false behind the last. `left` counts down.
+    bool next(std::size_t& left) {
+        for (; turn_ != Kind::nothing; turn_ = next_turn()) {
+            while (left > 0 && parts_->Next()) {
+                --left;
+                const Kind kind = kind_of(parts_->Part());
+                if (kind != Kind::nothing && (!alternatives_ || kind == turn_))
+                    return true;
+            }
+            parts_.emplace(body_);
+        }
+        return false;
+    }
+
+    const DwEntity& part() const { return parts_->Part(); }
+
+private:
+    static DwString boundary_of(const DwEntity& entity) {
+        std::string boundary = shown_parameter(entity.Headers().ContentType(), "boundary");
+        boundary.erase(boundary.find_last_not_of(" \t") + 1);
+        return DwString(std::move(boundary));
+    }
+
+    Kind next_turn() const {
+        if (!alternatives_ || turn_ == Kind::other_text)
+            return Kind::nothing;
+        return turn_ == Kind::plain ? Kind::html_or_multipart : Kind::other_text;
+    }
+
+    bool alternatives_;
+    Kind turn_ = Kind::plain;
+    DwBody body_;
+    std::optional<DwBodyPartReader> parts_;
+};
+
+std::optional<PartText> text_within(const DwEntity& multipart) {
+    std::vector<std::unique_ptr<Multipart>> entered;
+    entered.push_back(std::make_unique<Multipart>(multipart));
+    std::size_t left = most_parts;
+    while (!entered.empty()) {
+        if (!entered.back()->next(left)) {
+            entered.pop_back();
+        } else if (is_multipart(entered.back()->part())) {
+            if (entered.size() < most_nested)
+                entered.push_back(std::make_unique<Multipart>(entered.back()->part()));
+        } else if (std::optional<PartText> text = text_of(entered.back()->part())) {
+            return text;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+PartText shown_text(const DwMessage& message) {
+    std::optional<PartText> text;
+    if (kind_of(message) != Kind::nothing)
+        text = is_multipart(message) ? text_within(message) : text_of(message);
+    if (!text)
+        text.emplace();
+    if (text->charset.empty())
+        text->charset = "US-ASCII";
+    return std::move(*text);
+}

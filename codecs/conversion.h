@@ -1,0 +1,71 @@
+// A conversion of iconv's from one charset to another, for those here that convert text.
+#pragma once
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <iconv.h>
+#include <string>
+#include <string_view>
+
+namespace orvek {
+
+/// No charset has a name that long. iconv takes time quadratic in the length of some that end in
+/// many suffixes, so it does not get to see them.
+inline constexpr std::size_t max_charset_name = 128;
+
+/// An open conversion. close() tells how closing went; the destructor closes what is still open.
+class Conversion {
+public:
+    Conversion(const std::string& from, const std::string& to)
+        : descriptor_(from.size() <= max_charset_name && to.size() <= max_charset_name
+                          ? iconv_open(to.c_str(), from.c_str())
+                          : none()) {}
+    Conversion(const Conversion&) = delete;
+    Conversion& operator=(const Conversion&) = delete;
+    ~Conversion() {
+        if (is_open())
+            iconv_close(descriptor_);
+    }
+
+    bool is_open() const { return descriptor_ != none(); }
+
+    bool close() {
+        const iconv_t descriptor = descriptor_;
+        descriptor_ = none();
+        return iconv_close(descriptor) == 0;
+    }
+
+    /// One call of iconv: takes input off the front of `input`, appends what it gave to `output`.
+    /// Returns errno, 0 when all went well.
+    int step(std::string_view& input, std::string& output) {
+        char* in = const_cast<char*>(input.data());
+        std::size_t in_left = input.size();
+        const int result = call(&in, &in_left, output);
+        input.remove_prefix(input.size() - in_left);
+        return result;
+    }
+
+    /// Appends what the converter has held back. Returns as step() does.
+    int finish(std::string& output) { return call(nullptr, nullptr, output); }
+
+private:
+    static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
+
+    int call(char** in, std::size_t* in_left, std::string& output) {
+        constexpr std::size_t room = 4096;
+        // Converters of glibc have been known to write a few bytes more than they were offered.
+        std::array<char, room + 64> buffer;
+        char* out = buffer.data();
+        std::size_t out_left = room;
+        errno = 0;
+        iconv(descriptor_, in, in_left, &out, &out_left);
+        const int result = errno;
+        output.append(buffer.data(), room - out_left);
+        return result;
+    }
+
+    iconv_t descriptor_;
+};
+
+} // namespace orvek

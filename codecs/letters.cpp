@@ -1,0 +1,213 @@
+#include "codecs/letters.h"
+
+#include "base/text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utf8proc.h>
+
+namespace orvek {
+
+namespace {
+
+constexpr int no_character = -1;
+
+/// The front of a text: a character, or a byte that belongs to none.
+struct Front {
+    utf8proc_int32_t character;
+    std::size_t length;
+};
+
+Front front_of(std::string_view text) {
+    const unsigned char first = static_cast<unsigned char>(text.front());
+    if (first < 0x80)
+        return {first, 1};
+    utf8proc_int32_t character;
+    const auto* const bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+    const auto room = static_cast<utf8proc_ssize_t>(std::min<std::size_t>(text.size(), 4));
+    const utf8proc_ssize_t length = utf8proc_iterate(bytes, room, &character);
+    return length > 0 ? Front{character, static_cast<std::size_t>(length)} : Front{no_character, 1};
+}
+
+/// How many characters at the front are ASCII and seen.
+std::size_t graphic_length(std::string_view text) {
+    std::size_t length = 0;
+    while (length < text.size() && text[length] > ' ' && text[length] < 0x7f)
+        ++length;
+    return length;
+}
+
+bool is_white(utf8proc_int32_t c) {
+    return c == ' ' || (c >= '\t' && c <= '\r') || c == 0x85 || c == 0xa0 || c == 0x1680 ||
+           (c >= 0x2000 && c <= 0x200a) || c == 0x2028 || c == 0x2029 || c == 0x202f ||
+           c == 0x205f || c == 0x3000;
+}
+
+bool is_unseen(utf8proc_int32_t c, const utf8proc_property_t& property) {
+    return (c >= 0 && c < 32) || (c >= 0x7f && c < 0xa0) || property.ignorable;
+}
+
+/// Whether the character may become one with what stands before it, or trade places with it.
+bool may_combine(utf8proc_int32_t c, const utf8proc_property_t& property) {
+    constexpr unsigned first_second = 0x8000;
+    constexpr unsigned none = 0xffff;
+    return property.combining_class != 0 ||
+           (property.comb_index >= first_second && property.comb_index != none) ||
+           (c >= 0x1161 && c <= 0x1175) || (c >= 0x11a8 && c <= 0x11c2);
+}
+
+/// Whether the character by itself is its own normal form.
+bool stays(const utf8proc_property_t& property, Case letters) {
+    constexpr unsigned none = 0xffff;
+    return property.decomp_seqindex == none &&
+           (letters == Case::counts || property.casefold_seqindex == none);
+}
+
+/// Writes characters in their normal form as they come.
+class Normaliser {
+public:
+    Normaliser(std::string& out, Case letters) : out_(out), letters_(letters) {}
+
+    /// ASCII that is seen, one or many.
+    void put_ascii(std::string_view text) {
+        flush();
+        const std::size_t start = out_.size();
+        out_ += text;
+        if (letters_ == Case::ignored) {
+            for (std::size_t at = start; at < out_.size(); ++at)
+                out_[at] = to_lower(out_[at]);
+        }
+        // A mark may follow, which makes one character with the last.
+        can_take_back_ = true;
+    }
+
+    void put(Front front, std::string_view bytes) {
+        if (front.character == no_character)
+            put_as_it_is(bytes.front());
+        else
+            put_beyond_ascii(front.character, bytes);
+    }
+
+    /// White space, or a byte that is no character.
+    void put_as_it_is(char c) {
+        flush();
+        out_ += c;
+        can_take_back_ = false;
+    }
+
+    /// Writes what was held back until it was clear what follows it.
+    void flush() {
+        if (held_count_ == 0)
+            return;
+        if (held_count_ > 1 || !held_stays_)
+            normalise_held();
+        out_ += held_;
+        held_.clear();
+        held_count_ = 0;
+        can_take_back_ = false;
+    }
+
+private:
+    static constexpr std::size_t most_held = 64;
+
+    void put_beyond_ascii(utf8proc_int32_t c, std::string_view bytes) {
+        const utf8proc_property_t& property = *utf8proc_get_property(c);
+        if (held_count_ >= most_held || !may_combine(c, property)) {
+            flush();
+        } else if (held_count_ == 0 && can_take_back_) {
+            held_ += out_.back();
+            out_.pop_back();
+            ++held_count_;
+        }
+        if (held_count_ == 0)
+            held_stays_ = stays(property, letters_);
+        held_ += bytes;
+        ++held_count_;
+        can_take_back_ = false;
+    }
+
+    void normalise_held() {
+        // No character decomposes to more than four, and none of those folds to more than three.
+        std::array<utf8proc_int32_t, (most_held + 1) * 12> characters;
+        const auto options =
+            static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_IGNORE |
+                                           (letters_ == Case::ignored ? UTF8PROC_CASEFOLD : 0));
+        const utf8proc_ssize_t count =
+            utf8proc_decompose(reinterpret_cast<const utf8proc_uint8_t*>(held_.data()),
+                               static_cast<utf8proc_ssize_t>(held_.size()), characters.data(),
+                               static_cast<utf8proc_ssize_t>(characters.size() - 1), options);
+        if (count < 0 || static_cast<std::size_t>(count) >= characters.size())
+            return;
+        const utf8proc_ssize_t length = utf8proc_reencode(characters.data(), count, options);
+        if (length >= 0)
+            held_.assign(reinterpret_cast<const char*>(characters.data()),
+                         static_cast<std::size_t>(length));
+    }
+
+    std::string& out_;
+    Case letters_;
+    std::string held_;
+    std::size_t held_count_ = 0;
+    bool held_stays_ = false;
+    bool can_take_back_ = false;
+};
+
+/// A run of white space and what is not seen within it.
+class White {
+public:
+    void add(utf8proc_int32_t c) {
+        any_ = true;
+        lines_ += c == '\n';
+    }
+
+    void write(Normaliser& out, bool paragraphs) {
+        if (any_)
+            out.put_as_it_is(paragraphs && lines_ > 1 ? '\n' : ' ');
+        *this = White();
+    }
+
+private:
+    bool any_ = false;
+    std::size_t lines_ = 0;
+};
+
+std::string letters_of(std::string_view text, Case letters, bool paragraphs) {
+    std::string out;
+    out.reserve(text.size());
+    Normaliser normaliser(out, letters);
+    White white;
+    while (!text.empty()) {
+        if (const std::size_t graphic = graphic_length(text)) {
+            white.write(normaliser, paragraphs);
+            normaliser.put_ascii(text.substr(0, graphic));
+            text.remove_prefix(graphic);
+            continue;
+        }
+        const Front front = front_of(text);
+        const std::string_view bytes = text.substr(0, front.length);
+        text.remove_prefix(front.length);
+        if (is_white(front.character)) {
+            white.add(front.character);
+        } else if (front.character == no_character ||
+                   !is_unseen(front.character, *utf8proc_get_property(front.character))) {
+            white.write(normaliser, paragraphs);
+            normaliser.put(front, bytes);
+        }
+    }
+    white.write(normaliser, paragraphs);
+    normaliser.flush();
+    return out;
+}
+
+} // namespace
+
+std::string letters_of_line(std::string_view text, Case letters) {
+    return letters_of(text, letters, false);
+}
+
+std::string letters_of_paragraphs(std::string_view text, Case letters) {
+    return letters_of(text, letters, true);
+}
+
+} // namespace orvek
