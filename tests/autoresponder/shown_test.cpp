@@ -55,7 +55,7 @@ struct Reading {
         HeaderFacts facts;
         testing::internal::CaptureStderr();
         if (read_content(DwString(text), "box@example.com", policy, &mail, &facts) != 0)
-            mail.from = "-";
+            mail.from.assign(1, '-');
         testing::internal::GetCapturedStderr();
     }
 
