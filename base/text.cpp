@@ -33,3 +33,10 @@ bool equals_ignoring_case(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return to_lower(x) == to_lower(y); });
 }
+
+bool take_line(std::string_view& text, std::string_view& line) {
+    const std::size_t end = text.find('\n');
+    line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    return end != std::string_view::npos;
+}

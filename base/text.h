@@ -25,3 +25,7 @@ std::string to_lower(std::string_view text);
 
 /// Whether the texts are the same but for the case of ASCII letters.
 bool equals_ignoring_case(std::string_view a, std::string_view b);
+
+/// Takes the next line off the front of `text`, and the line feed behind it. False when there was
+/// none: `line` is then all of the rest, empty or not, and the last.
+bool take_line(std::string_view& text, std::string_view& line);

@@ -1,6 +1,6 @@
 #include "autoresponder/shown/lines.h"
 
-#include "mimelib/string.h"
+#include "base/text.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ std::string shown_lines(std::string_view text, LineFormat format) {
     bool joins = false; // the line before flows into this one, without a blank
     std::string_view line;
     for (bool more = true; more;) {
-        more = getline(text, line, '\n');
+        more = take_line(text, line);
         if (!line.empty() && line.back() == '\r')
             line.remove_suffix(1);
         const std::size_t depth = take_quotation(line, format.flowed);

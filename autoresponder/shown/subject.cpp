@@ -17,7 +17,7 @@ std::string unfold(std::string_view field) {
     text.reserve(field.size());
     std::string_view line;
     for (bool more = true; more;) {
-        more = getline(field, line, '\n');
+        more = take_line(field, line);
         const std::size_t start = text.empty() ? 0 : line.find_first_not_of(" \t\r");
         if (start == std::string_view::npos)
             continue;

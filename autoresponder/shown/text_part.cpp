@@ -51,7 +51,7 @@ DwString without_blank_line_ends(const DwString& text) {
     std::string_view rest = text.view();
     std::string_view line;
     for (bool more = true; more;) {
-        more = getline(rest, line, '\n');
+        more = take_line(rest, line);
         const bool carriage_return = !line.empty() && line.back() == '\r';
         line = line.substr(0, line.find_last_not_of(" \t\r") + 1);
         kept.append(line).append(carriage_return ? "\r" : "").append(more ? "\n" : "");
