@@ -29,12 +29,3 @@ inline std::string_view take_until(std::string_view& text, char delimiter) {
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     return front;
 }
-
-/// Takes the first byte; 0 when there is none.
-inline unsigned take_byte(std::string_view& text) {
-    if (text.empty())
-        return 0;
-    const unsigned byte = static_cast<unsigned char>(text.front());
-    text.remove_prefix(1);
-    return byte;
-}

@@ -1,9 +1,9 @@
 #include "lib/liblog.h"
 #include "lib/read_configuration.h"
+#include "tests/support/cases.h"
 
 #include <cerrno>
 #include <cstdint>
-#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <sys/mman.h>
@@ -48,31 +48,10 @@ protected:
 };
 
 TEST_F(Configuration, Lines) {
-    const std::string invalid = "12 Invalid variable definition ", none = "(null)";
-    const std::string no_space = "\nExpected a space after variable name\n";
-    const std::string no_value = "\nExpected a value";
-    const struct {
-        std::string text, value, message; // value of X
-    } cases[] = {
-        {"X y", "y", ""},
-        {" \t X\ta b\t c \t\v\f \r\n", "a b\t c", ""},
-        {"X  a b   # c\n", "a b", ""},
-        {"X a#b#c\n", "a", ""},
-        {"X " + std::string(10000, 'v') + "\n", std::string(10000, 'v'), ""},
-        {"X a\nY b\nX c\n", "c", ""},
-        {"x a\nX b\nXX c\n", "b", ""},
-        {"#X a\n  # X a\n\n \t\n", none, ""},
-        {"X=1\n", none, invalid + "X=1\n" + no_space},
-        {" X-Y z\n", none, invalid + "X-Y z\n" + no_space},
-        {"= X y\n", none, invalid + "= X y\n" + no_space},
-        {"X", none, invalid + "X" + no_space},
-        {"X # c\n", none, invalid + "X # c\n" + no_value},
-        {"X=1\nX\nX good\n", "good", invalid + "X=1\n" + no_space + invalid + "X\n" + no_value},
-    };
-    for (const auto& c : cases) {
-        read(c.text);
-        EXPECT_EQ(get("X"), c.value) << c.text;
-        EXPECT_EQ(logged, c.message) << c.text;
+    for (const Case& row : cases("lib/panel.cases", "configuration", 3)) {
+        read(row[0]);
+        EXPECT_EQ(get("X"), row[1]) << row[0];
+        EXPECT_EQ(logged, row[2]) << row[0];
     }
 }
 

@@ -4,6 +4,7 @@
 #include "lib/utilities/libcommon.h"
 #include "lib/utilities/strlcpy.h"
 #include "output.h"
+#include "tests/support/cases.h"
 
 #include <cerrno>
 #include <cstdint>
@@ -16,29 +17,15 @@ extern "C" const char* __asan_default_options() {
 namespace {
 
 TEST(Helpers, Replace) {
-    const struct {
-        const char *src, *from, *to;
-        unsigned n;
-        std::string wanted; // dst was filled with "~"
-    } cases[] = {
-        {"a-b-c", "-", "--", 100, "a--b--c"},
-        {"aaaa", "a", "bb", 6, "bbbb"}, // the third would need the terminator's place
-        {"aaaa", "a", "bb", 9, "bbbbbbbb"},
-        {"abab", "b", "ab", 10, "aabaab"},
-        {"abcdef", "x", "y", 7, "abcdef"},
-        {"abcdef", "x", "y", 6, ""}, // whole or not at all
-        {"abcxdef", "x", "", 6, "abc"},
-        {"abcxd", "x", "yyyy", 6, "abc"},
-        {"abc", "", "y", 10, "abc"},
-        {"abc", nullptr, "y", 10, "abc"},
-        {"abcdef", "", "y", 3, "abc" + std::string(97, '~')}, // not terminated
-        {"abcdef", "a", "b", 0, std::string(100, '~')},
-    };
-    for (const auto& c : cases) {
+    for (const Case& row : cases("lib/panel.cases", "replace", 5)) {
         std::string dst(100, '~');
-        EXPECT_EQ(strn_replace(c.src, dst.data(), c.from, c.to, c.n), dst.data());
-        EXPECT_EQ(dst.c_str(), c.wanted) << c.src << " " << c.n;
+        const unsigned room = static_cast<unsigned>(std::stoul(row[3]));
+        EXPECT_EQ(strn_replace(row[0].c_str(), dst.data(), row[1].c_str(), row[2].c_str(), room),
+                  dst.data());
+        EXPECT_EQ(dst.c_str(), row[4]) << row[0] << " " << room;
     }
+    char text[4];
+    EXPECT_STREQ(strn_replace("abc", text, nullptr, "y", sizeof text), "abc");
     EXPECT_EQ(strn_replace("a", nullptr, "a", "b", 5), nullptr);
 }
 
