@@ -82,7 +82,8 @@ private:
     std::optional<EncodedWord> word_at(std::size_t start) {
         const std::string_view text = field_.substr(start);
         const std::size_t charset_end = text.substr(0, longest_charset).find('?', 2);
-        if (charset_end == std::string_view::npos || text.substr(charset_end + 2, 1) != "?")
+        if (charset_end == std::string_view::npos || text.size() < charset_end + 3 ||
+            text[charset_end + 2] != '?')
             return std::nullopt;
         const char encoding = to_lower(text[charset_end + 1]);
         const std::size_t data = charset_end + 3;
