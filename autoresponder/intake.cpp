@@ -133,7 +133,7 @@ std::unique_ptr<const DwMailbox> first_valid_mailbox(DwAddressReader reader) {
 
 /// The text of the part that find_text_entity finds, not recoded yet.
 PartText text_of_part(const DwMessage& message) {
-    PartText part{{}, default_charset};
+    PartText part{{}, default_charset, std::nullopt};
     DwString decoded;
     if (const std::optional<DwEntity> entity = find_text_entity(message)) {
         part.charset = until_nul(GetCharset(*entity).view());
@@ -206,7 +206,7 @@ int read_content(DwString text, const char* recipient, const Policy& policy, Mai
     // Recoding takes as much memory again; the message has told everything by now.
     message.reset();
     if (policy.read_as_shown) {
-        mail->body.append(orvek::letters_of_paragraphs(part.text, case_of(policy)));
+        mail->body.append(paragraphs_of(part, case_of(policy)));
         mail->subject = without_controls(shown_subject(subject));
     } else {
         mail->body.append(recode_body(std::move(part.text), part.charset, policy.standard_mail));

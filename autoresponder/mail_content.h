@@ -25,6 +25,6 @@ struct Mail_content {
     std::string charset;
     /// Decoded body in UTF-8 (unconverted where that failed). At least one line once filled.
     /// Where mail is read as it is shown, its paragraphs: their letters as
-    /// orvek::letters_of_paragraphs gives them.
+    /// orvek::Paragraphs gives them.
     TextLines body;
 };

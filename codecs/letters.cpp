@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <utf8proc.h>
+#include <utility>
 
 namespace orvek {
 
@@ -172,42 +173,77 @@ private:
     std::size_t lines_ = 0;
 };
 
-std::string letters_of(std::string_view text, Case letters, bool paragraphs) {
-    std::string out;
-    out.reserve(text.size());
-    Normaliser normaliser(out, letters);
-    White white;
-    while (!text.empty()) {
-        if (const std::size_t graphic = graphic_length(text)) {
-            white.write(normaliser, paragraphs);
-            normaliser.put_ascii(text.substr(0, graphic));
-            text.remove_prefix(graphic);
-            continue;
-        }
-        const Front front = front_of(text);
-        const std::string_view bytes = text.substr(0, front.length);
-        text.remove_prefix(front.length);
-        if (is_white(front.character)) {
-            white.add(front.character);
-        } else if (front.character == no_character ||
-                   !is_unseen(front.character, *utf8proc_get_property(front.character))) {
-            white.write(normaliser, paragraphs);
-            normaliser.put(front, bytes);
+/// Writes the letters of a text as its pieces come.
+class LetterWriter {
+public:
+    LetterWriter(Case letters, bool paragraphs, std::size_t expected)
+        : paragraphs_(paragraphs), normaliser_(out_, letters) {
+        out_.reserve(expected);
+    }
+    LetterWriter(const LetterWriter&) = delete;
+    LetterWriter& operator=(const LetterWriter&) = delete;
+
+    void add(std::string_view text) {
+        while (!text.empty()) {
+            const std::size_t graphic = graphic_length(text);
+            if (graphic > 0) {
+                white_.write(normaliser_, paragraphs_);
+                normaliser_.put_ascii(text.substr(0, graphic));
+            }
+            text.remove_prefix(graphic > 0 ? graphic : add_front(text));
         }
     }
-    white.write(normaliser, paragraphs);
-    normaliser.flush();
-    return out;
-}
+
+    std::string finish() {
+        white_.write(normaliser_, paragraphs_);
+        normaliser_.flush();
+        return std::move(out_);
+    }
+
+private:
+    /// Returns how many bytes that took.
+    std::size_t add_front(std::string_view text) {
+        const Front front = front_of(text);
+        if (is_white(front.character)) {
+            white_.add(front.character);
+        } else if (front.character == no_character ||
+                   !is_unseen(front.character, *utf8proc_get_property(front.character))) {
+            white_.write(normaliser_, paragraphs_);
+            normaliser_.put(front, text.substr(0, front.length));
+        }
+        return front.length;
+    }
+
+    std::string out_;
+    bool paragraphs_;
+    Normaliser normaliser_;
+    White white_;
+};
 
 } // namespace
 
 std::string letters_of_line(std::string_view text, Case letters) {
-    return letters_of(text, letters, false);
+    LetterWriter writer(letters, false, text.size());
+    writer.add(text);
+    return writer.finish();
 }
 
-std::string letters_of_paragraphs(std::string_view text, Case letters) {
-    return letters_of(text, letters, true);
+class Paragraphs::Writer : public LetterWriter {
+public:
+    using LetterWriter::LetterWriter;
+};
+
+Paragraphs::Paragraphs(Case letters, std::size_t expected)
+    : writer_(std::make_unique<Writer>(letters, true, expected)) {}
+
+Paragraphs::~Paragraphs() = default;
+
+void Paragraphs::add(std::string_view piece) {
+    writer_->add(piece);
+}
+
+std::string Paragraphs::finish() {
+    return writer_->finish();
 }
 
 } // namespace orvek

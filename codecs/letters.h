@@ -1,6 +1,8 @@
 // Text in the form in which two texts are the same when a reader takes them for the same.
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -15,8 +17,23 @@ enum class Case { counts, ignored };
 /// of which each could combine with the one before it are not normalised across.
 std::string letters_of_line(std::string_view text, Case letters);
 
-/// The same for a text of many lines: an empty line, or several, becomes one line feed, so that
-/// each line of the result is a paragraph.
-std::string letters_of_paragraphs(std::string_view text, Case letters);
+/// The same for a text of many lines, told piece by piece: an empty line, or several, becomes one
+/// line feed, so that each line of the result is a paragraph.
+class Paragraphs {
+public:
+    /// `expected` is about how many bytes there are to come.
+    Paragraphs(Case letters, std::size_t expected);
+    ~Paragraphs();
+
+    /// `piece` ends between two characters.
+    void add(std::string_view piece);
+
+    /// The result; to be called once.
+    std::string finish();
+
+private:
+    class Writer;
+    std::unique_ptr<Writer> writer_;
+};
 
 } // namespace orvek

@@ -3,6 +3,8 @@
 #include "base/text.h"
 #include "codecs/utf8.h"
 
+#include <algorithm>
+
 namespace orvek {
 
 namespace {
@@ -65,6 +67,32 @@ std::string_view trim(std::string_view text) {
     return text.substr(start, text.find_last_not_of(blanks) + 1 - start);
 }
 
+constexpr std::string_view no_character = "\xef\xbf\xbd"; // U+FFFD
+
+/// Whether `text` is the beginning of a character that is cut off there.
+bool is_cut_character(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    return first >= 0xc2 && first <= 0xf4 && text.size() < length &&
+           std::all_of(text.begin() + 1, text.end(),
+                       [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; });
+}
+
+/// The C library's converter lets through what is UTF-8 of old.
+std::string without_ill_formed_utf8(std::string_view text) {
+    std::string result;
+    result.reserve(3 * text.size());
+    for (;;) {
+        const std::size_t length = well_formed_utf8_length(text);
+        result += text.substr(0, length);
+        text.remove_prefix(length);
+        if (text.empty() || is_cut_character(text))
+            return result;
+        result += no_character;
+        text.remove_prefix(1);
+    }
+}
+
 } // namespace
 
 std::string charset_behind(std::string_view label) {
@@ -102,33 +130,38 @@ ShownCharsets::Charset* ShownCharsets::find(const std::string& label) {
 
 bool ShownCharsets::know(const std::string& label) {
     Charset* const charset = find(label);
-    return charset != nullptr && (charset->name == "UTF-8" || charset->conversion().is_open());
+    return charset != nullptr &&
+           (charset->name.empty() || charset->name == "UTF-8" || charset->conversion().is_open());
 }
 
-std::optional<std::string> ShownCharsets::to_utf8(std::string text, const std::string& label) {
+std::optional<std::string> ShownCharsets::to_utf8(std::string_view text, const std::string& label) {
     Charset* const charset = find(label);
     if (charset == nullptr)
         return std::nullopt;
-    if ((charset->name.empty() || charset->name == "UTF-8") &&
-        well_formed_utf8_length(text) == text.size())
-        return text;
+    if (charset->name == "UTF-8")
+        return without_ill_formed_utf8(text);
+    if (charset->name.empty() && well_formed_utf8_length(text) == text.size())
+        return std::string(text);
     Conversion& conversion = charset->conversion();
     if (!conversion.is_open())
         return std::nullopt;
     std::string result;
-    result.reserve(2 * text.size());
-    std::string_view input = text;
-    while (!input.empty()) {
-        const int error = conversion.step(input, result);
+    // No charset of one byte a character takes more, and what is not used is never touched.
+    result.reserve(3 * text.size());
+    while (!text.empty()) {
+        const int error = conversion.step(text, result);
         if (error == 0 || error == E2BIG)
             continue;
         if (error != EILSEQ)
             break;
-        if (!input.empty())
-            input.remove_prefix(1);
-        result += "\xef\xbf\xbd";
+        if (!text.empty())
+            text.remove_prefix(1);
+        result += no_character;
     }
     conversion.finish(result);
+    // UTF-7 can hold surrogates that are not pairs.
+    if (well_formed_utf8_length(result) != result.size())
+        return without_ill_formed_utf8(result);
     return result;
 }
 

@@ -27,7 +27,7 @@ public:
     /// `text` in UTF-8. Without a charset of its own it is UTF-8 where it is valid, else
     /// windows-1252. What is no character becomes U+FFFD, and what the end cuts off is left out.
     /// None when nobody knows the charset.
-    std::optional<std::string> to_utf8(std::string text, const std::string& label);
+    std::optional<std::string> to_utf8(std::string_view text, const std::string& label);
 
 private:
     /// A mail that names more charsets than this is not one that somebody reads.

@@ -21,11 +21,10 @@ std::size_t take_quotation(std::string_view& line, bool flowed) {
 
 } // namespace
 
-std::string shown_lines(std::string_view text, LineFormat format) {
-    std::string shown;
-    shown.reserve(text.size());
+void add_shown_lines(std::string_view text, LineFormat format, orvek::Paragraphs& out) {
     std::size_t last_depth = 0;
-    bool joins = false; // the line before flows into this one, without a blank
+    bool flows = true;  // the line before, if there is one, flows into this one without a blank
+    bool apart = false; // the line before was a separator
     std::string_view line;
     for (bool more = true; more;) {
         more = take_line(text, line);
@@ -33,17 +32,14 @@ std::string shown_lines(std::string_view text, LineFormat format) {
             line.remove_suffix(1);
         const std::size_t depth = take_quotation(line, format.flowed);
         const bool separator = line == signature_separator;
-        if (depth != last_depth || separator)
-            shown += "\n";
-        if (joins && depth == last_depth && !separator)
-            shown.pop_back();
-        last_depth = depth;
-        joins =
-            format.flowed && format.del_space && !separator && !line.empty() && line.back() == ' ';
-        if (joins)
+        apart |= separator || depth != last_depth;
+        if (apart || !flows)
+            out.add(apart ? "\n\n" : "\n");
+        flows = format.flowed && format.del_space && !separator && line.ends_with(' ');
+        if (flows)
             line.remove_suffix(1);
-        shown += line;
-        shown += separator ? "\n\n" : "\n";
+        out.add(line);
+        apart = separator;
+        last_depth = depth;
     }
-    return shown;
 }

@@ -1,7 +1,8 @@
 // Plain text as mail programs lay it out: quotation marks off, flowed lines joined (RFC 3676).
 #pragma once
 
-#include <string>
+#include "codecs/letters.h"
+
 #include <string_view>
 
 /// How the sender says that the text is laid out.
@@ -11,7 +12,6 @@ struct LineFormat {
         false; ///< DelSp=yes: the blank that a flowed line ends in is not part of the text
 };
 
-/// The text with its marks of quotation and what flowed text is stuffed with taken off the lines.
-/// An empty line stands between lines of different quoting depth, and around a signature's
-/// separator. Never longer than `text`.
-std::string shown_lines(std::string_view text, LineFormat format);
+/// Tells `out` the text without the marks of quotation and what flowed text is stuffed with, an
+/// empty line between lines of different quoting depth and around a signature's separator.
+void add_shown_lines(std::string_view text, LineFormat format, orvek::Paragraphs& out);

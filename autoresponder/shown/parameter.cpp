@@ -8,8 +8,9 @@
 
 namespace {
 
-/// More pieces than a parameter can need.
+/// More than a parameter can need.
 constexpr std::size_t most_pieces = 32;
+constexpr std::size_t longest_value = 1000;
 
 using Pieces = std::array<std::optional<std::string>, most_pieces>;
 
@@ -70,7 +71,8 @@ std::string shown_parameter(const DwMediaType& type, std::string_view name) {
     for (DwParameterReader reader(type); reader.Next();) {
         const std::string_view attribute = reader.Parameter().Attribute().view();
         const std::string_view value = reader.Parameter().Value().view();
-        if (!equals_ignoring_case(attribute.substr(0, name.size()), name))
+        if (value.size() > longest_value ||
+            !equals_ignoring_case(attribute.substr(0, name.size()), name))
             continue;
         if (attribute.size() == name.size())
             return std::string(value);

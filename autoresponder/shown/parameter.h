@@ -8,7 +8,7 @@
 
 /// The value of the first parameter of that name, which is in lower case, or of the one that RFC
 /// 2231 writes as "name*" or in the pieces "name*0", "name*1" and so on, its encoding undone. Empty
-/// when there is none.
+/// when there is none of at most 1,000 bytes.
 std::string shown_parameter(const DwMediaType& type, std::string_view name);
 
 /// The subtype in lower case: "html" of "text/HTML". Empty without one.

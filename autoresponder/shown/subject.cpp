@@ -104,7 +104,7 @@ private:
         if (before_word && in_words_ && plain.find_first_not_of(" \t") == std::string_view::npos)
             return;
         finish_words();
-        decoded_ += *charsets_.to_utf8(std::string(plain), "");
+        decoded_ += *charsets_.to_utf8(plain, "");
     }
 
     void take_word(const EncodedWord& word) {
@@ -117,7 +117,8 @@ private:
 
     void finish_words() {
         if (in_words_)
-            decoded_ += *charsets_.to_utf8(std::exchange(bytes_, {}), charset_);
+            decoded_ += *charsets_.to_utf8(bytes_, charset_);
+        bytes_.clear();
         in_words_ = false;
     }
 

@@ -59,20 +59,18 @@ DwString without_blank_line_ends(const DwString& text) {
     return DwString(std::move(kept));
 }
 
-std::string decode(const DwEntity& entity) {
+DwString decode(const DwEntity& entity) {
     DwString decoded;
     if (entity.Headers().ContentTransferEncoding().AsEnum() == DwMime::kCteQuotedPrintable)
         DwDecodeQuotedPrintable(without_blank_line_ends(entity.Body().AsString()), decoded);
     else
         DecodeBody(entity, decoded);
-    return decoded.str();
+    return decoded;
 }
 
-std::string to_utf8(std::string text, const std::string& charset) {
+std::string to_utf8(std::string_view text, const std::string& charset) {
     orvek::ShownCharsets charsets;
-    if (std::optional<std::string> converted = charsets.to_utf8(text, charset))
-        return std::move(*converted);
-    return *charsets.to_utf8(std::move(text), "");
+    return *charsets.to_utf8(text, charsets.know(charset) ? charset : std::string());
 }
 
 /// Whether there is anything but white space and what is not seen.
@@ -96,12 +94,12 @@ LineFormat line_format(const DwMediaType& type) {
 std::optional<PartText> text_of(const DwEntity& entity) {
     const DwMediaType& type = entity.Headers().ContentType();
     PartText shown;
-    shown.charset = shown_parameter(type, "charset");
-    shown.text = to_utf8(decode(entity), shown.charset);
+    shown.charset = until_nul(shown_parameter(type, "charset"));
+    shown.text = to_utf8(decode(entity).view(), shown.charset);
     if (shown_subtype(type) == "html")
         shown.text = orvek::html_text(std::move(shown.text));
     else
-        shown.text = shown_lines(std::exchange(shown.text, {}), line_format(type));
+        shown.lines = line_format(type);
     if (!gives_text(shown.text))
         return std::nullopt;
     return shown;
@@ -179,4 +177,13 @@ PartText shown_text(const DwMessage& message) {
     if (text->charset.empty())
         text->charset = "US-ASCII";
     return std::move(*text);
+}
+
+std::string paragraphs_of(const PartText& part, orvek::Case letters) {
+    orvek::Paragraphs paragraphs(letters, part.text.size());
+    if (part.lines)
+        add_shown_lines(part.text, *part.lines, paragraphs);
+    else
+        paragraphs.add(part.text);
+    return paragraphs.finish();
 }

@@ -1,16 +1,19 @@
 // The part of a mail that a mail program would show, as text.
 #pragma once
 
+#include "autoresponder/shown/lines.h"
 #include "mimelib/mimelib.h"
 
+#include <optional>
 #include <string>
 
 struct PartText {
-    /// What is seen of the part, in UTF-8, an empty line between paragraphs; empty when no part
-    /// gives a text.
+    /// The part's text in UTF-8, of HTML what is visible; empty when no part gives one.
     std::string text;
     /// The part's charset as written; "US-ASCII" without one.
     std::string charset;
+    /// How plain text is laid out; none for HTML.
+    std::optional<LineFormat> lines;
 };
 
 /// The first part that gives a text, multiparts within multiparts included: of alternatives plain
@@ -18,3 +21,6 @@ struct PartText {
 /// are passed over, a part without a type is plain text. Of nested multiparts the outer 16 are
 /// entered, and 10,000 parts looked at.
 PartText shown_text(const DwMessage& message);
+
+/// The text of the part as triggers are compared with it: a line for each paragraph.
+std::string paragraphs_of(const PartText& part, orvek::Case letters);

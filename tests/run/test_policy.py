@@ -176,6 +176,26 @@ class Policy(PanelCase):
             identities.add(message["Message-ID"])
         self.assertEqual(len(identities), 3)
 
+    def test_as_shown(self) -> None:
+        """The text of a nested part, a folded subject, a control character of the rule's own."""
+        self.rule(1, keystr="late  order", key_where="body", ans_freq="1000",
+                  subject="A\tB: <request_subject>")
+        self.rule(2, keystr="Über uns", key_where="subj", ans_freq="1000")
+        inner = "--i\nContent-Type: text/html\n\nyour late<br><b>o</b>rder <i hidden>x</i>\n--i--\n"
+        message = mail(headers="Content-Type: multipart/mixed; boundary=o\n",
+                       subject="=?utf-8?Q?=C3=9Cber?=\n uns", body="--o\nContent-Type:"
+                       f" multipart/related; boundary=i\n\n{inner}--o--\n")
+        self.assertEqual(self.deliver(message).calls, [])
+        self.switch_on("MODERN")
+        self.switch_on("REFUSE_AUTOMATIC", "ADDRESSED_ONLY", value="false")
+        run = self.deliver(message)
+        self.assert_answered(run, 2)
+        subjects = [email.message_from_bytes(call.message, policy=email.policy.default)["Subject"]
+                    for call in run.calls]
+        self.assertEqual(subjects, ["A B: Über uns", "Re: Über uns"])
+        self.switch_on("READ_AS_SHOWN", value="false")
+        self.assertEqual(self.deliver(message).calls, [])
+
     def test_no_thread_without_an_identity(self) -> None:
         self.rule()
         self.switch_on("REPLY_HEADERS")
