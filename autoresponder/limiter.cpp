@@ -56,11 +56,7 @@ private:
     bool held_ = false;
 };
 
-/// One rule's bookkeeping for one sender, whose statements make one transaction. Its first one, the
-/// purge, looks through all of the rule's entries and so locks them and the room between them: what
-/// the selects behind it see then is what there is until the commit, and an entry that arrives from
-/// another server of a cluster ends the transaction. That is so with repeatable reads, the servers'
-/// default; with less only the advisory lock is left.
+/// One rule's bookkeeping for one sender.
 struct Bookkeeping {
     MYSQL* connection;
     const std::string& rule;
@@ -71,12 +67,11 @@ struct Bookkeeping {
         return run_query_in_transaction(connection, statement);
     }
 
-    /// First column of the first row: `when_null` for NULL, `when_no_row` without a row.
-    std::string value(const std::string& statement, const char* when_null,
-                      const char* when_no_row) const {
+    /// First column of the first row: `when_null` for NULL; none without a row.
+    std::optional<std::string> value(const std::string& statement, const char* when_null) const {
         const MysqlResult result = run(statement);
         const std::optional<Row> row = next_row(result);
-        return row ? row->text(0, when_null) : when_no_row;
+        return row ? std::optional(row->text(0, when_null)) : std::nullopt;
     }
 };
 
@@ -89,20 +84,35 @@ std::string escape_sender(MYSQL* connection, const std::string& sender) {
     return MallocedText(escape_mysql_param(connection, sender.c_str())).get();
 }
 
-void count_one_more(const Bookkeeping& books, const std::string& num) {
-    books.run(concat({"update resp_freq set num=", num, "+1 where rn_id=", books.rule,
+std::string count_of_sender(const Bookkeeping& books) {
+    return concat(
+        {"select num from resp_freq where rn_id=", books.rule, " and email='", books.sender, "'"});
+}
+
+/// What was read before may have changed since. The row is read once more and locked, on this
+/// server and, up to the commit, against all others of a cluster, and whether there may be one more
+/// is asked anew.
+bool count_one_more(const Bookkeeping& books, std::int32_t limit) {
+    const std::optional<std::string> num = books.value(count_of_sender(books) + " for update", "0");
+    if (!num)
+        throw Conflict(); // evicted meanwhile
+    if (decimal_number(*num) >= limit)
+        return false;
+    books.run(concat({"update resp_freq set num=", *num, "+1 where rn_id=", books.rule,
                       " and email='", books.sender, "'"}));
+    return true;
 }
 
 /// Senders that share the oldest time go together.
-void forget_oldest(const Bookkeeping& books) {
-    const std::string oldest = books.value(
-        concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule}), "0", "");
-    books.run(concat(
-        {"delete from resp_freq where rn_id=", books.rule, " and time_resp='", oldest, "'"}));
+void evict_oldest(const Bookkeeping& books) {
+    const std::optional<std::string> oldest =
+        books.value(concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule}), "0");
+    books.run(concat({"delete from resp_freq where rn_id=", books.rule, " and time_resp='",
+                      oldest.value_or(""), "'"}));
 }
 
-void remember(const Bookkeeping& books) {
+/// Of two first answers one meets the other's key.
+void insert_sender(const Bookkeeping& books) {
     books.run(concat(
         {"insert into resp_freq set rn_id=", books.rule, ", email='", books.sender, "', num=1"}));
 }
@@ -114,34 +124,34 @@ std::string bookkeeping_name(const std::string& sender) {
                                                       : sender);
 }
 
-/// Whether the sender may be answered; if so, it is recorded.
+/// Whether the sender may be answered; if so, it is recorded, in a transaction. What comes before
+/// that only reads, or deletes what no longer counts: outside, it keeps no lock, so that a crowd
+/// does not wait for one another, and a mail that is refused costs no transaction.
 bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit) {
     books.run(purge_of_earlier_days(books.rule));
-    const std::string entries =
-        books.value(concat({"select COUNT(*) from resp_freq where rn_id=", books.rule}), "0", "0");
-    const MysqlResult known = books.run(concat(
-        {"select num from resp_freq where rn_id=", books.rule, " and email='", books.sender, "'"}));
-    if (const std::optional<Row> row = next_row(known)) {
-        const std::string num = row->text(0, "0");
-        if (decimal_number(num) >= limit)
-            return false;
-        count_one_more(books, num);
-        return true;
+    const std::optional<std::string> entries =
+        books.value(concat({"select COUNT(*) from resp_freq where rn_id=", books.rule}), "0");
+    const std::optional<std::string> num = books.value(count_of_sender(books), "0");
+    if (num && decimal_number(*num) >= limit)
+        return false;
+    books.run("begin");
+    bool may_answer = true;
+    if (num) {
+        may_answer = count_one_more(books, limit);
+    } else {
+        if (decimal_number(entries.value_or("0")) >= mem_limit)
+            evict_oldest(books);
+        insert_sender(books);
     }
-    if (decimal_number(entries) >= mem_limit)
-        forget_oldest(books);
-    remember(books);
-    return true;
+    books.run("commit");
+    return may_answer;
 }
 
-/// The same as one transaction; none when another run stood in the way, and nothing has been done.
+/// The same; none when another run stood in the way, and nothing has been recorded.
 std::optional<bool> try_to_decide(const Bookkeeping& books, std::int32_t limit,
                                   std::int32_t mem_limit) {
     try {
-        books.run("begin");
-        const bool may_answer = decide(books, limit, mem_limit);
-        books.run("commit");
-        return may_answer;
+        return decide(books, limit, mem_limit);
     } catch (const Conflict&) {
         MysqlResult ignored;
         run_query(books.connection, "rollback", ignored);

@@ -10,11 +10,12 @@
 /// Decides whether rule `id` may answer the sender now, and records the answer if so. `ans_freq` is
 /// the most replies a sender gets per calendar day of the database server, `mem_limit` the most
 /// senders remembered, both as decimal text. Senders that differ only in the case of ASCII letters
-/// are one, recorded in lower case. Check and record are one transaction where the table has them,
-/// with an advisory lock around it that spares runs for the same rule and sender each other: one
-/// that cannot be had within 5 seconds is told on standard error, and the run goes on without. A
-/// transaction that the server gives up for another run's begins again, up to 20 times; then the
-/// verdict is silence, told on standard error. Returns 1 to answer, 0 to stay silent. A failed
-/// statement ends the process through correct_exit, with its message.
+/// are one, recorded in lower case. An answer is decided and recorded in one transaction where the
+/// table has them, with an advisory lock around it all that spares runs for the same rule and
+/// sender each other: one that cannot be had within 5 seconds is told on standard error, and the
+/// run goes on without. When the server gives the transaction up for another run's, everything is
+/// read anew, up to 20 times; then the verdict is silence, told on standard error. Returns 1 to
+/// answer, 0 to stay silent. A failed statement ends the process through correct_exit, with its
+/// message.
 int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
                       std::string ans_freq, std::string mem_limit);

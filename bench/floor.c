@@ -96,10 +96,11 @@ int main(int argc, char** argv) {
         " charset, content_type from mail_resp where mn_id=%s",
         argv[3]);
     RUN("select GET_LOCK('floor-%s-%s', 5)", argv[4], sender);
-    run("begin");
     RUN("delete from resp_freq where rn_id=%s and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0", argv[4]);
     RUN("select COUNT(*) from resp_freq where rn_id=%s", argv[4]);
     RUN("select num from resp_freq where rn_id=%s and email='%s'", argv[4], sender);
+    run("begin");
+    RUN("select num from resp_freq where rn_id=%s and email='%s' for update", argv[4], sender);
     RUN("update resp_freq set num=1+1 where rn_id=%s and email='%s'", argv[4], sender);
     run("commit");
     RUN("select RELEASE_LOCK('floor-%s-%s')", argv[4], sender);

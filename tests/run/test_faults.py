@@ -89,13 +89,14 @@ STATEMENTS: list[tuple[str, str, str, str | None]] = [
                                         "ma, domains d, domainaliases da where"), 1)),
     ("rules", "from mail_resp", EXEC, ""),
     ("lock", "GET_LOCK", LOCK, None),
-    ("begin", "^begin", EXEC, ""),
     ("purge", "TO_DAYS", EXEC, ""),
     ("count", "COUNT", EXEC, ""),
-    ("find", "select num", EXEC, ""),
+    ("find", "select num.*'$", EXEC, ""),
+    ("begin", "^begin", EXEC, ""),
     ("oldest", "MIN", EXEC, ""),
     ("evict", "delete .* time_resp=", EXEC, ""),
     ("insert", "^insert", EXEC, ""),
+    ("find again", "for update$", EXEC, ""),
     ("update", "^update", EXEC, ""),
     ("commit", "^commit", EXEC, ""),
     ("unlock", "RELEASE_LOCK", "", None),
@@ -365,7 +366,7 @@ class Faults(PanelCase):
     # -- what faults arrange ---------------------------------------------------------------------
 
     def harm(self, pattern: str, harm: str | Callable[[int], object]) -> None:
-        if pattern == "^update":  # there has to be something to update
+        if pattern in ("for update$", "^update"):  # there has to be something to update
             self.database.execute("insert into resp_freq (rn_id, email, num)"
                                   f" values (7, '{SENDER}', 1)")
         self.proxy.pattern, self.proxy.harm = pattern, harm
