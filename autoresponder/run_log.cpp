@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <exception>
 #include <string>
 #include <syslog.h>
 #include <vector>
@@ -86,12 +87,21 @@ void write_line() {
     syslog(LOG_MAIL | LOG_INFO, "%s", line.c_str());
 }
 
+/// What leaves an exit handler ends the process another way; a line that there is no memory for is
+/// not worth that.
+void at_exit() noexcept {
+    try {
+        write_line();
+    } catch (const std::exception&) {
+    }
+}
+
 } // namespace
 
 void start_run_log(const Mail_content& mail) {
     run.mail = &mail;
     run.start = Clock::now();
-    std::atexit(write_line);
+    std::atexit(at_exit);
 }
 
 void log_refusal(std::string_view reason) {
