@@ -42,6 +42,7 @@ public:
         return {bytes_.get() + size_ - count, count};
     }
 
+    /// Behind the end, which only a read that had room comes to.
     std::string_view append(char last) {
         bytes_[size_++] = last;
         return {bytes_.get() + size_ - 1, 1};
@@ -56,8 +57,7 @@ private:
     static constexpr std::size_t spare = 65536;
     static constexpr std::size_t largest_block = std::size_t{1} << 20;
 
-    /// One byte always stays for append().
-    std::size_t room() const { return capacity_ - size_ - 1; }
+    std::size_t room() const { return capacity_ - size_; }
 
     void make_room(std::size_t capacity) {
         auto larger = std::make_unique_for_overwrite<char[]>(capacity);
@@ -125,7 +125,7 @@ std::string field_text(bool present, const DwMessageComponent& field) {
 std::unique_ptr<const DwMailbox> first_valid_mailbox(DwAddressReader reader) {
     while (reader.Next()) {
         const DwAddress& address = reader.Address();
-        if (address.IsValid() && !address.IsGroup() && address.IsMailbox())
+        if (address.IsValid() && address.IsMailbox())
             return std::make_unique<const DwMailbox>(address.Mailbox());
     }
     return nullptr;

@@ -48,8 +48,9 @@ public:
         spoiled_ |= text.find_first_of(specials) != std::string_view::npos;
     }
 
-    void quoted(std::string_view content, bool closed) {
-        word(needs_quotes(content) ? quote(content) : std::string(content), closed && !in_domain_);
+    /// One without an end has no domain behind it.
+    void quoted(std::string_view content) {
+        word(needs_quotes(content) ? quote(content) : std::string(content), !in_domain_);
         // An empty one is no name by itself.
         if (!content.empty())
             has_name_[in_domain_] = true;
@@ -128,12 +129,9 @@ void take_encoded_word(Scanner& field, AddrSpec& spec) {
 /// One piece that means the same within and without angle brackets.
 void take_piece(Scanner& field, AddrSpec& spec) {
     switch (field.peek()) {
-    case '"': {
-        bool closed;
-        const std::string content = field.take_quoted(closed);
-        spec.quoted(content, closed);
+    case '"':
+        spec.quoted(field.take_quoted());
         break;
-    }
     case '[':
         take_literal(field, spec);
         break;

@@ -41,7 +41,6 @@ public:
 
     /// Whether the address can be used: groups always, mailboxes by what they hold.
     bool IsValid() const { return group_ || mailbox_.IsValid(); }
-    bool IsGroup() const { return group_; }
     bool IsMailbox() const { return !group_; }
     /// The mailbox; an invalid one for a group.
     const DwMailbox& Mailbox() const { return mailbox_; }

@@ -35,16 +35,13 @@ std::string_view Scanner::take_until(std::string_view stops) {
     return text_.substr(start, position_ - start);
 }
 
-std::string Scanner::take_quoted(bool& closed) {
+std::string Scanner::take_quoted() {
     std::string content;
-    closed = false;
     ++position_;
     while (!at_end()) {
         const char c = take();
-        if (c == '"') {
-            closed = true;
+        if (c == '"')
             break;
-        }
         content += c == '\\' && !at_end() ? take() : c;
     }
     return content;

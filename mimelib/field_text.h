@@ -41,9 +41,8 @@ public:
     std::string_view take_until(std::string_view stops);
 
     /// At an opening quote: takes the quoted string and returns its content without quotes and
-    /// backslashes; line breaks stay. One without an end reaches to the end of the text; `closed`
-    /// tells.
-    std::string take_quoted(bool& closed);
+    /// backslashes; line breaks stay. One without an end reaches to the end of the text.
+    std::string take_quoted();
 
     /// Takes an encoded word (RFC 2047), whatever its encoded text holds besides white space.
     /// Empty, and nothing taken, when there is none. Looks no further than four question marks.

@@ -33,12 +33,10 @@ void skip_to_parameter(Scanner& field) {
         field.skip_white_and_comments();
         if (field.at_end())
             return;
-        if (field.peek() == '"') {
-            bool closed;
-            field.take_quoted(closed);
-        } else if (field.take() == ';') {
+        if (field.peek() == '"')
+            field.take_quoted();
+        else if (field.take() == ';')
             return;
-        }
     }
 }
 
@@ -50,8 +48,7 @@ std::string take_value(Scanner& field) {
     field.skip_white_and_comments();
     if (field.at_end() || field.peek() != '"')
         return std::string(field.take_until(";("));
-    bool closed;
-    std::string value = field.take_quoted(closed);
+    std::string value = field.take_quoted();
     std::erase_if(value, [](char c) { return c == '\r' || c == '\n'; });
     return value;
 }

@@ -16,7 +16,7 @@ std::string decode(const std::string& text) {
 }
 
 std::string encode(const std::string& bytes) {
-    std::vector<char> output((bytes.size() + 2) / 3 * 4 + 1), in_place(output.size());
+    std::vector<char> output((bytes.size() + 2) / 3 * 4 + 1, '~'), in_place = output;
     base64Encode(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), output.data());
     std::memcpy(in_place.data(), bytes.data(), bytes.size());
     base64Encode(reinterpret_cast<unsigned char*>(in_place.data()), bytes.size(), in_place.data());

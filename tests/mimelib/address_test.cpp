@@ -5,7 +5,7 @@
 namespace {
 
 std::string describe(const DwAddress& address) {
-    if (address.IsGroup())
+    if (!address.IsMailbox())
         return "group";
     if (!address.IsValid())
         return "invalid";
@@ -28,34 +28,18 @@ TEST(Address, WalksOverLists) {
 }
 
 TEST(Address, TakesHostileListsInOnePass) {
-    const struct {
-        std::string unit;
-        std::size_t elements, valid;
-    } cases[] = {
-        {"(", 0, 0},
-        {",", 0, 0},
-        {"a@b,", 1 << 18, 1 << 18},
-        {"a:", 1, 1},
-        {"<", 1, 0},
-        {"\"\\\"", 1, 0},
-        {"[", 1, 0},
-        {"a:;", 349526, 349526},
-        {"=?a?b?,", 149797, 0},
-        {"<@a,@b:", 2, 1},
-        {"a.", 1, 0},
-    };
-    for (const auto& c : cases) {
+    for (const Case& row : cases("mimelib/mimelib.cases", "hostile lists", 3)) {
         std::string field;
         while (field.size() < 1 << 20)
-            field += c.unit;
+            field += row[0];
         const DwAddressList list{DwString(field)};
         std::size_t elements = 0, valid = 0;
         for (DwAddressReader reader(list); reader.Next();) {
             ++elements;
             valid += reader.Address().IsValid();
         }
-        EXPECT_EQ(elements, c.elements) << c.unit;
-        EXPECT_EQ(valid, c.valid) << c.unit;
+        EXPECT_EQ(std::to_string(elements), row[1]) << row[0];
+        EXPECT_EQ(std::to_string(valid), row[2]) << row[0];
     }
 }
 
