@@ -7,8 +7,6 @@
 
 namespace {
 
-using namespace std::string_literals;
-
 struct Intake {
     int status;
     Mail_content mail;
@@ -84,24 +82,6 @@ TEST(Intake, ReadsEveryMailAsBefore) {
                             mail.subject, mail.body.text(), intake.diagnostics};
         EXPECT_EQ(found, row);
     }
-}
-
-TEST(Intake, KeepsABodyThatCannotBeRecoded) {
-    const Intake unknown =
-        take_in("From: joe@example.org\nContent-Type: text/plain; charset=x-none\n\n\xFF\xFE");
-    EXPECT_EQ(unknown.mail.body.text(), "\xFF\xFE");
-    EXPECT_EQ(unknown.diagnostics, "Could not convert message body text from x-none to UTF-8.\n");
-
-    // "w4M=" ends within a character once "gw" is taken away.
-    const Intake cut = take_in("From: joe@example.org\nContent-Type: text/plain; charset=utf-8\n"
-                               "Content-Transfer-Encoding: base64\n\nYWLD\n");
-    EXPECT_EQ(cut.mail.body.text(), "ab\xC3");
-    EXPECT_EQ(cut.diagnostics, "Could not convert message body text from utf-8 to UTF-8.\n");
-}
-
-TEST(Intake, BodyEndsAtANulByte) {
-    const Intake intake = take_in("From: joe@example.org\n\nab\0cd"s);
-    EXPECT_EQ(intake.mail.body.text(), "ab");
 }
 
 TEST(Intake, ReadsTheSameWhereverBlocksEnd) {

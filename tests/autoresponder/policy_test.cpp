@@ -35,6 +35,8 @@ TEST(Thread, OnlyStrictIdentitiesAreTaken) {
         const MailThread thread = thread_of(row[0]);
         EXPECT_EQ(thread.message_id, row[1]) << row[0].substr(0, 80);
         EXPECT_EQ(thread.references, row[2]) << row[0].substr(0, 80);
+        EXPECT_EQ(automatic_reply_headers("x", thread).find("\nIn-Reply-To") == std::string::npos,
+                  row[1].empty());
     }
 }
 

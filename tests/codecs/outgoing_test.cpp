@@ -1,8 +1,7 @@
 #include "codecs/outgoing.h"
 
 #include "codecs/charset.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/cases.h"
 
 namespace {
 
@@ -64,21 +63,9 @@ TEST(Outgoing, OtherForms) {
               "B <a@xn--b-eha.example>, c@d.example");
     EXPECT_EQ(outgoing::folded("a, b", 990), "a, b");
     EXPECT_EQ(outgoing::folded(times(600, "a,"), 10).find('\n'), 988u);
-    const struct {
-        std::string text;
-        bool needed;
-        std::string encoded;
-    } texts[] = {
-        {"a = b \nc\xC3\xA9\t\n", false, "a =3D b=20\nc=C3=A9=09\n"},
-        {times(998, "a") + "\n" + times(998, "b"), false, ""},
-        {times(999, "a"), true, ""},
-        {"a\r\nb\r", true, "a\nb=0D"},
-        {std::string("a\0b", 3), true, "a=00b"},
-        {times(75, "a") + "=", false, times(75, "a") + "=\n=3D"},
-    };
-    for (const auto& c : texts) {
-        EXPECT_EQ(outgoing::needs_quoted_printable(c.text), c.needed) << c.text;
-        EXPECT_TRUE(c.encoded.empty() || outgoing::quoted_printable(c.text) == c.encoded) << c.text;
+    for (const Case& row : cases("codecs/codecs.cases", "quoted-printable", 3)) {
+        EXPECT_EQ(outgoing::needs_quoted_printable(row[0]), row[1] == "yes") << row[0];
+        EXPECT_EQ(outgoing::quoted_printable(row[0]), row[2]) << row[0];
     }
     // What a converter holds back until it is told of the end: a last letter, the way back to
     // ASCII.
@@ -86,10 +73,8 @@ TEST(Outgoing, OtherForms) {
               "\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D");
     EXPECT_EQ(iconvRecode("\xE6\xBC\xA2", "UTF-8", "iso-2022-jp", true, true), "\x1B$B4A\x1B(B");
     EXPECT_EQ(rfc1522::decode("=?windows-1255?Q?=F9=ED?=", true), "\xD7\xA9\xD7\x9D");
-    for (const char* charset : {"UTF-8", "koi8-r", "iso-2022-jp", "windows-1255", "shift_jis"})
-        EXPECT_TRUE(outgoing::holds_ascii(charset)) << charset;
-    for (const char* charset : {"UTF-16", "UTF-32LE", "EBCDIC-US", "UTF-7", "none"})
-        EXPECT_FALSE(outgoing::holds_ascii(charset)) << charset;
+    for (const Case& row : cases("codecs/codecs.cases", "holds ASCII", 2))
+        EXPECT_EQ(outgoing::holds_ascii(row[0]), row[1] == "yes") << row[0];
 }
 
 } // namespace

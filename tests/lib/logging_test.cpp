@@ -1,6 +1,7 @@
 #include "lib/liblog.h"
 #include "lib/product_log.h"
 #include "output.h"
+#include "tests/support/cases.h"
 
 #include <cerrno>
 #include <syslog.h>
@@ -8,30 +9,15 @@
 namespace {
 
 TEST(MessageLogger, BothStreams) {
-    const std::string missing = "\nSystem error 2: No such file or directory\n";
-    const struct {
-        const char* program;
-        int error;
-        std::string text, written;
-    } cases[] = {
-        {"/usr/lib/prog", 0, "text", "prog: text\n"},
-        {"prog", 0, "two\nlines\n", "prog: two\nlines\n"},
-        {nullptr, 0, "", "\n"},
-        {"prog", ENOENT, "text", "prog: text" + missing},
-        {"prog", ENOENT, "text\n", "prog: text\n" + missing},
-        {nullptr, ENOENT, std::string(4060, 'x'), std::string(4060, 'x') + missing},
-        {nullptr, 0, std::string(4096, 'x'), std::string(4096, 'x') + "\n"},
-        {"prog", ENOENT, std::string(5000, 'x'), "prog: " + std::string(5000, 'x') + missing},
-    };
-    for (const auto& c : cases) {
+    for (const Case& row : cases("lib/panel.cases", "messages", 4)) {
         const Output output = written_by([&] {
-            PROGNAME = c.program;
-            errno = c.error;
-            messlog2(0, 0, "%s", c.text.c_str());
-            EXPECT_EQ(errno, c.error);
+            PROGNAME = row[0] == "-" ? nullptr : row[0].c_str();
+            errno = std::stoi(row[1]);
+            messlog2(0, 0, "%s", row[2].c_str());
+            EXPECT_EQ(errno, std::stoi(row[1]));
         });
-        EXPECT_EQ(output.err, c.written);
-        EXPECT_EQ(output.out, c.written);
+        EXPECT_EQ(output.err, row[3]);
+        EXPECT_EQ(output.out, row[3]);
     }
     PROGNAME = nullptr;
 }

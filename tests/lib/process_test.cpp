@@ -284,7 +284,6 @@ TEST_F(Processes, Logged) {
         {[] { return fork_execv("/no/such", END); }, 255, "", ""},
         {[] { return fork_execv(sh, "-c", "[ /proc/$$/fd/0 -ef /dev/null ] && exit 5", END); }, 5,
          "", ""},
-        {[] { return do_exec(sh, Script("echo err >&2; exit 3").args); }, 3 << 8, "", "err\n"},
         {[] { return do_exec(sh, Script("kill -9 $$").args); }, 9, "", ""},
         {[&] { return fork_execv_getoutput(&text, "/no/such", END); }, 255,
          "t: error:\nCannot exec '/no/such':\nNo such file or directory\n", ""},

@@ -11,17 +11,17 @@ std::unique_ptr<DwMessage> parse(const std::string& text) {
 }
 
 TEST(String, SlicesShareTheirBytesAndChangeAlone) {
-    const DwString whole("Some TEXT \xC4");
+    const DwString whole("Some ZEST \xC4");
     DwString part = whole.substr(5);
     EXPECT_EQ(part.view().data(), whole.view().data() + 5);
     part.ConvertToLowerCase();
-    EXPECT_EQ(part.view(), "text \xC4");
-    EXPECT_EQ(whole.view(), "Some TEXT \xC4");
+    EXPECT_EQ(part.view(), "zest \xC4");
+    EXPECT_EQ(whole.view(), "Some ZEST \xC4");
     EXPECT_TRUE(whole.substr(99, 1).empty());
 
     DwString moved = std::move(part);
     moved = DwString();
-    EXPECT_EQ(part.view(), "text \xC4"); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(part.view(), "zest \xC4"); // NOLINT(bugprone-use-after-move)
 }
 
 TEST(Message, SplitsHeaderAndBody) {
@@ -41,20 +41,6 @@ TEST(Headers, KeepFieldsAsWritten) {
     EXPECT_EQ(headers.Subject().AsString().view(), "one\r\n two");
     ASSERT_TRUE(headers.HasDate());
     EXPECT_EQ(headers.Date().AsString().view(), "");
-}
-
-TEST(Headers, AbsentFieldsAreEmpty) {
-    const auto message = parse("X: y\n\n");
-    const DwHeaders& headers = message->Headers();
-    EXPECT_FALSE(headers.HasReplyTo() || headers.HasFrom() || headers.HasSubject() ||
-                 headers.HasDate() || headers.HasContentType() ||
-                 headers.HasContentTransferEncoding());
-    EXPECT_FALSE(DwAddressReader(headers.ReplyTo()).Next());
-    EXPECT_FALSE(DwAddressReader(headers.From()).Next());
-    EXPECT_TRUE(headers.Subject().AsString().empty());
-    EXPECT_EQ(headers.ContentType().Type(), DwMime::kTypeUnknown);
-    EXPECT_FALSE(DwParameterReader(headers.ContentType()).Next());
-    EXPECT_EQ(headers.ContentTransferEncoding().AsEnum(), DwMime::kCteNull);
 }
 
 TEST(MediaType, ReadsTypeAndParameters) {
@@ -82,8 +68,7 @@ TEST(BodyPart, EndsBeforeTheLineEndOfTheNextDelimiter) {
     for (const Case& row : cases("mimelib/mimelib.cases", "body parts", 3)) {
         const auto message =
             parse("Content-Type: multipart/mixed; BOUNDARY=" + row[0] + "\n\n" + row[1]);
-        for (const char* walk : {"first", "second"})
-            EXPECT_EQ(part_bodies(*message), row[2]) << walk << ": " << row[0] << '\n' << row[1];
+        EXPECT_EQ(part_bodies(*message), row[2]) << row[0] << '\n' << row[1];
     }
 }
 
@@ -91,21 +76,6 @@ TEST(BodyPart, OnlyAMultipartHasAny) {
     const std::string body = "\n\n--b\n\nx\n--b--\n";
     for (const char* type : {"text/plain; boundary=b", "multipart/mixed", "message/x; boundary=b"})
         EXPECT_EQ(part_bodies(*parse(std::string("Content-Type: ") + type + body)), "none") << type;
-}
-
-TEST(BodyPart, HasHeadersAndPartsOfItsOwn) {
-    const auto message =
-        parse("Content-Type: multipart/mixed; boundary=b\n\n--b\n"
-              "Content-Type: multipart/alternative; boundary=c\n\n--c\n\ninner\n--c--\n--b--\n");
-    DwBodyPartReader parts(message->Body());
-    ASSERT_TRUE(parts.Next());
-    EXPECT_EQ(parts.Part().Headers().ContentType().Type(), DwMime::kTypeMultipart);
-    DwBodyPartReader inner(parts.Part().Body());
-    ASSERT_TRUE(inner.Next());
-    EXPECT_EQ(inner.Part().Body().AsString().view(), "inner");
-    // Still a slice of the one text.
-    EXPECT_EQ(inner.Part().Body().AsString().view().data(),
-              message->AsString().view().data() + message->AsString().view().find("inner"));
 }
 
 TEST(Message, TakesHostileMessagesInOnePass) {

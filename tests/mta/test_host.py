@@ -4,7 +4,6 @@ program run by a user of its own; once with all manners of the host on, with the
 
 import datetime
 import email.message
-import hashlib
 import os
 import re
 import subprocess
@@ -156,8 +155,7 @@ class Mails:
         reply = self.reply("multipart")
         text, *files = reply.iter_parts()
         self.assert_text(text, "text/html", "utf-8", "<p>Unser Angebot für Sie.</p>")
-        self.assertEqual({file.get_filename(): sha256(file) for file in files},
-                         {name: hashlib.sha256(data).hexdigest() for name, data in ATTACHED.items()})
+        self.assertEqual({file.get_filename(): file.get_content() for file in files}, ATTACHED)
         self.assertEqual(reply["Reply-To"], "sales@example.com")
 
     def test_eightbit(self) -> None:
@@ -267,10 +265,6 @@ class WithAllManners(Mails, unittest.TestCase):
         age = datetime.datetime.now(datetime.timezone.utc) - reply["Date"].datetime
         self.assertLess(abs(age), datetime.timedelta(minutes=10))
 
-    def test_message_ids_are_unique(self) -> None:
-        ids = [reply["Message-ID"] for name in MAILS.keys() | {"clara"} for reply in host.replies(name)]
-        self.assertEqual(len(set(ids)), len(ids))
-
     def test_a_set_uid_start_does_not_heed_its_callers_environment(self) -> None:
         subprocess.run(["chroot", "--userspec=autoresp:autoresp", host.root, "/usr/bin/env", "-i",
                         "MAIL_CONFIG=/nowhere", "RESP_RECIPIENT=info@example.org",
@@ -289,7 +283,3 @@ class Withdrawal(unittest.TestCase):
         self.assertEqual((program.st_uid, program.st_gid, program.st_mode & 0o7777), (0, 0, 0o755))
         self.assertEqual((host.root / "var/lib/dpkg/statoverride").read_text(), "")
         self.assertNotIn("autoresp:", (host.root / "etc/group").read_text())
-
-
-def sha256(part: email.message.EmailMessage) -> str:
-    return hashlib.sha256(part.get_content()).hexdigest()

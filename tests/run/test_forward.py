@@ -29,14 +29,3 @@ class Forward(PanelCase):
     def test_nothing_but_null_addresses(self) -> None:
         self.rule(forward=[None])
         self.assert_answered(self.deliver())
-
-    def test_copy_that_has_gone(self) -> None:
-        self.rule(1, forward=["a@example.org"])
-        self.rule(2, forward=["b@example.org"])
-        # The first sendmail takes away what the second would be handed.
-        self.box.script("rm -f /tmp/ovk-autoresponder-*\n")
-        run = self.deliver()
-        self.assertRegex(run.err, r"\Aautoresponder: Failed to open temporary file with forward"
-                                  r" mail contents '/tmp/ovk-autoresponder-\w{6}': No such file or"
-                                  r" directory \(2\)\n\Z")
-        self.assertEqual((run.status, run.leftovers), (0, []))

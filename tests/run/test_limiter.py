@@ -4,7 +4,7 @@ import re
 import subprocess
 from collections import Counter
 
-from support.case import BOX, PANEL, SENDER, PanelCase, mail
+from support.case import BOX, PANEL, SENDER, PanelCase, mail, quote
 from support.database import REPOSITORY
 
 RULE = 7
@@ -14,10 +14,10 @@ GOING_ON = b"autoresponder: Unable to lock reply bookkeeping, going on without\n
 
 
 class Limiter(PanelCase):
-    def entry(self, email: str, num: int | None = 1, ago: str = "0 second", rule: int = RULE):
+    def entry(self, email: str, num: int | str | None = 1, ago: str = "0 second", rule: int = RULE):
         self.database.execute(
             f"insert into resp_freq (rn_id, email, num, time_resp) values"
-            f" ({rule}, '{email}', {'NULL' if num is None else num}, now() - interval {ago})")
+            f" ({rule}, '{email}', {quote(num)}, now() - interval {ago})")
 
     def entries(self) -> list[list[str | None]]:
         return self.database.rows("select email, num from resp_freq order by email")
@@ -65,48 +65,31 @@ class Limiter(PanelCase):
             f"delete from resp_freq where rn_id={RULE} and time_resp='{oldest}'", insert, "commit"])
 
     def test_limits(self) -> None:
+        """The number is what the database spells, in a column of any type."""
+        self.database.execute("alter table resp_freq modify num varchar(16)")
         for limit, before, answered in (
-            ("1", None, True), ("1", 1, False), ("2", 1, True), ("10", 9, True), ("10", 10, False),
-            (None, 9, True), (None, 10, False), (" +2x", 1, True), ("0", None, False),
-            ("-1", None, False), ("", None, False), ("abc", None, False),
-            ("4294967296", 5, True), ("010", 8, True), ("5", 99, False),
+            ("1", "", True), ("1", "1", False), ("2", "1", True), ("10", "9", True),
+            ("10", "10", False), (None, "9", True), (None, "10", False), (" +2x", "1", True),
+            ("0", "", False), ("-1", "", False), ("", "", False), ("abc", "", False),
+            ("4294967296", "5", True), ("010", "8", True), ("5", "99", False), ("7", "07", False),
+            ("7", " 7", False), ("7", "6", True), ("7", "+7", False), ("1", None, True),
         ):
             with self.subTest(limit=limit, before=before):
                 self.limited(ans_freq=limit)
-                if before is not None:
+                if before != "":
                     self.entry(SENDER, before)
                 self.assertEqual(self.is_answered(), answered)
-                after = (before or 0) + answered
-                self.assertEqual(self.entries(), [[SENDER, str(after)]] if after else [])
-
-    def test_numbers_as_the_database_spells_them(self) -> None:
-        self.database.execute("alter table resp_freq modify num varchar(16)")
-        for spelled, answered in (("07", False), (" 7", False), ("6", True), ("+7", False)):
-            with self.subTest(spelled):
-                self.limited(ans_freq="7")
-                self.entry(SENDER, 0)
-                self.database.execute(f"update resp_freq set num='{spelled}'")
-                self.assertEqual(self.is_answered(), answered)
-
-    def test_null_count_reads_as_none(self) -> None:
-        self.limited(ans_freq="1")
-        self.entry(SENDER, None)
-        self.assertTrue(self.is_answered())
-        self.assertEqual(self.entries(), [[SENDER, "1"]])
+                after = str(int(before or 0) + 1) if answered else before
+                self.assertEqual(self.entries(), [[SENDER, after]] if after else [])
 
     def test_day_boundary(self) -> None:
-        self.limited(ans_freq="1")
-        self.entry(SENDER, 1, "1 day")
-        self.entry("other@example.org", 1, "2 day")
-        self.entry("elsewhere@example.org", 1, "1 day", rule=RULE + 1)
-        self.assertTrue(self.is_answered())
-        self.assertEqual(self.entries(), [["elsewhere@example.org", "1"], [SENDER, "1"]])
-
-    def test_refused_rules_purge_all_the_same(self) -> None:
-        self.limited(ans_freq="0")
-        self.entry(SENDER, 1, "1 day")
-        self.assertFalse(self.is_answered())
-        self.assertEqual(self.entries(), [])
+        for limit, left in (("1", [[SENDER, "1"]]), ("0", [])):
+            self.limited(ans_freq=limit)
+            self.entry(SENDER, 1, "1 day")
+            self.entry("other@example.org", 1, "2 day")
+            self.entry("elsewhere@example.org", 1, "1 day", rule=RULE + 1)
+            self.assertEqual(self.is_answered(), limit == "1")
+            self.assertEqual(self.entries(), [["elsewhere@example.org", "1"], *left])
 
     def test_eviction(self) -> None:
         self.limited(mem_limit="3")
@@ -122,13 +105,6 @@ class Limiter(PanelCase):
         self.assertTrue(self.is_answered("a@x.test"))
         self.assertEqual(self.entries()[0], ["a@x.test", "1"])
 
-    def test_memory_without_room(self) -> None:
-        for mem_limit in ("0", "abc", "-5"):
-            with self.subTest(mem_limit):
-                self.limited(mem_limit=mem_limit)
-                self.assertTrue(self.is_answered())
-                self.assertEqual(self.entries(), [[SENDER, "1"]])
-
     def test_a_thousand_are_remembered_unless_told_otherwise(self) -> None:
         self.limited(mem_limit=None)
         self.database.execute("insert into resp_freq (rn_id, email, num, time_resp) select"
@@ -137,13 +113,6 @@ class Limiter(PanelCase):
         self.assertEqual(len(self.entries()), 1000)
         self.assertTrue(self.is_answered("b@x.test"))
         self.assertEqual([row[0] for row in self.entries()], ["a@x.test", "b@x.test"])
-
-    def test_rules_count_for_themselves(self) -> None:
-        self.limited(ans_freq="1")
-        self.rule(RULE + 1, ans_freq="1")
-        self.assertEqual(len(self.deliver().calls), 3)
-        self.assertEqual(len(self.deliver().calls), 0)
-        self.assertEqual(self.entries(), [[SENDER, "1"]] * 2)
 
     def test_senders_that_are_hard_to_write(self) -> None:
         for sender in ("o'brien@client.example", '"a\\\\b"@client.example', "😀@client.example",

@@ -1,7 +1,5 @@
 """The notice about missing attachments."""
 
-import os
-
 from support.case import BOX, SENDER, PanelCase
 
 NOTICE = """\
@@ -31,14 +29,17 @@ class Notice(PanelCase):
         return NOTICE.format(sender=sender, missing=missing, name=name, first=first)
 
     def test_notice_then_reply(self) -> None:
-        self.rule(attach=[" gone b ", "here", "gone a"], reply_to="ann@example.org")
+        (self.box.attachments(BOX) / "../secret").write_text("x")
+        (self.box.attachments(BOX) / "link").symlink_to("../secret")
+        leading_out = ["link", "../secret", "/etc/ovk/.ovk.shadow"]
+        self.rule(attach=[" gone b ", "here", *leading_out], reply_to="ann@example.org")
         self.database.execute("insert into misc values ('admin_email', 'admin@host.test')")
         run = self.deliver()
         self.assert_answered(run, 2)
         self.assertEqual(run.calls[0].args, ["/usr/sbin/sendmail", "-f", "admin@host.test",
                                              "anna@alpha.test"])
         self.assertEqual(run.calls[0].message.decode(),
-                         self.notice("admin@host.test", "gone b\ngone a\n",
+                         self.notice("admin@host.test", "\n".join(["gone b", *leading_out, ""]),
                                      first="Reply-To: ann@example.org\n"))
         self.assertEqual((run.calls[0].descriptors, run.calls[0].sigpipe), ([0, 1, 2], "default"))
         self.assertEqual(run.calls[1].args[3:], [SENDER])
@@ -95,16 +96,3 @@ class Notice(PanelCase):
                 run = self.deliver(recipient=recipient)
                 self.assertEqual((run.status, run.err, run.leftovers), (0, err, []))
                 self.assertEqual([call.args[3] for call in run.calls], [SENDER])
-
-    def test_names_that_lead_out_count_as_missing(self) -> None:
-        folder = self.box.attachments(BOX)
-        (folder.parent / "secret").write_text("secret")
-        os.symlink("../secret", folder / "outward")
-        os.symlink("/etc/ovk/.ovk.shadow", folder / "absolute")
-        names = ["../secret", "outward", "absolute", "../../sales/secret", "/etc/ovk/.ovk.shadow"]
-        self.rule(attach=[*names, "/here"])
-        run = self.deliver()
-        self.assert_answered(run, 2)
-        self.assertTrue(run.calls[0].message.decode().endswith(
-            "".join(name + "\n" for name in names) + "\n"))
-        self.assertEqual(run.calls[1].message.count(b"filename="), 1)

