@@ -19,8 +19,12 @@ constexpr char sendmail_path[] = "/usr/sbin/sendmail";
 
 } // namespace
 
+bool looks_like_option(std::string_view text) {
+    return text.starts_with('-');
+}
+
 bool is_safe_argument(const std::string& text) {
-    if (!text.starts_with('-'))
+    if (!looks_like_option(text))
         return true;
     report({"autoresponder: Address looks like an option: ", text});
     return false;

@@ -6,11 +6,15 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-/// Whether `text`, which somebody outside chose, may stand where sendmail takes an option. One that
-/// begins with "-" would be one, and can name a configuration that runs programs as root; that is
-/// told on standard error. What stands behind "-f" needs no asking: -f takes its argument.
+/// Whether sendmail would take `text` for an option where it takes one: what somebody outside chose
+/// can so name a configuration that runs programs as root. What stands behind "-f" needs no asking:
+/// -f takes its argument.
+bool looks_like_option(std::string_view text);
+
+/// Whether it does not; when it does, that is told on standard error.
 bool is_safe_argument(const std::string& text);
 
 /// Starts sendmail with `message` as its standard input, does what there is to do `meanwhile`, and

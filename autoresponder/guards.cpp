@@ -1,6 +1,5 @@
 #include "autoresponder/guards.h"
 
-#include "autoresponder/policy/refusal.h"
 #include "base/text.h"
 #include "codecs/idn.h"
 
@@ -35,13 +34,15 @@ bool is_too_long(std::string_view sender) {
 
 } // namespace
 
-std::string guard_reason(const Mail_content& mail, const HeaderFacts& facts, const Policy& policy) {
+Refusal guard(const Mail_content& mail, const HeaderFacts& facts, const Policy& policy) {
     if (is_own_mail(mail, policy))
-        return refuse({"Field From: equial field To:"});
+        return {Fault::own_mail, refuse({"Field From: equial field To:"})};
     if (is_mailer_daemon(mail.from))
-        return refuse({"Field From: contains MAILER-DAEMON"});
+        return {Fault::mailer_daemon, refuse({"Field From: contains MAILER-DAEMON"})};
     if (is_too_long(mail.from))
-        return refuse({"Field From: address is too long"});
+        return {Fault::long_sender, refuse({"Field From: address is too long"})};
     const std::string sign = policy.refuse_automatic ? bounce_reason(mail, facts) : "";
-    return sign.empty() ? "" : refuse({"autoresponder: Neither answered nor forwarded: ", sign});
+    if (sign.empty())
+        return {};
+    return {Fault::bounce, refuse({"autoresponder: Neither answered nor forwarded: ", sign})};
 }

@@ -4,9 +4,9 @@
 
 #include "autoresponder/mail_content.h"
 #include "autoresponder/policy/header_facts.h"
+#include "autoresponder/policy/refusal.h"
 #include "autoresponder/policy/switches.h"
 
-#include <string>
-
-/// Why `mail` goes no further, as the line that is written about it; empty when it does.
-std::string guard_reason(const Mail_content& mail, const HeaderFacts& facts, const Policy& policy);
+/// Why `mail` goes no further; the reason is the line that is written about it. No fault when it
+/// does.
+Refusal guard(const Mail_content& mail, const HeaderFacts& facts, const Policy& policy);

@@ -11,7 +11,6 @@
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
 
-#include <string>
 #include <unistd.h>
 
 namespace {
@@ -40,8 +39,8 @@ int main(int, char** argv) {
         report({"Abnormal exit."});
         correct_exit();
     }
-    if (const std::string reason = guard_reason(mail, header_facts, policy); !reason.empty()) {
-        report({reason});
+    if (const Refusal refusal = guard(mail, header_facts, policy)) {
+        report({refusal.reason});
         correct_exit();
     }
 

@@ -19,17 +19,16 @@ namespace {
 
 /// Says so when not.
 bool is_to_be_answered(const ReplyContext& context) {
-    if (!is_safe_argument(context.mail.from)) {
+    const Refusal refusal = refusal_of(context.mail, context.facts, context.mailbox,
+                                       context.connection, context.policy);
+    if (refusal.fault == Fault::option_like_sender) {
+        is_safe_argument(context.mail.from);
         log_refusal(last_report());
-        return false;
+    } else if (refusal) {
+        report({"autoresponder: Not answered: ", refusal.reason});
+        log_refusal(refusal.reason);
     }
-    const std::string reason = refusal_reason(context.mail, context.facts, context.mailbox,
-                                              context.connection, context.policy);
-    if (!reason.empty()) {
-        report({"autoresponder: Not answered: ", reason});
-        log_refusal(reason);
-    }
-    return reason.empty();
+    return !refusal;
 }
 
 /// Forwards and answers by a rule that is on, where it comes to that. Returns what came of it.

@@ -1,5 +1,6 @@
 #include "autoresponder/policy/refusal.h"
 
+#include "autoresponder/delivery.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/policy/automatic.h"
 #include "autoresponder/policy/destinations.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -74,15 +76,16 @@ std::string bounce_reason(const Mail_content& mail, const HeaderFacts& facts) {
     return facts.bounce.empty() ? daemon_sign(mail.from) : facts.bounce;
 }
 
-std::string refusal_reason(const Mail_content& mail, const HeaderFacts& facts,
-                           const ResolvedMailbox& mailbox, MYSQL* connection,
-                           const Policy& policy) {
+Refusal refusal_of(const Mail_content& mail, const HeaderFacts& facts,
+                   const ResolvedMailbox& mailbox, MYSQL* connection, const Policy& policy) {
+    if (looks_like_option(mail.from))
+        return {Fault::option_like_sender, "From or Reply-To looks like an option"};
     if (!policy.refuse_automatic && !policy.addressed_only)
         return {};
     if (policy.refuse_automatic) {
         std::string reason = automatic_reason(mail, facts);
         if (!reason.empty())
-            return reason;
+            return {Fault::automatic, std::move(reason)};
     }
     const MailboxNames names = names_of(mailbox, connection);
     const auto is_ours = [&](const std::string& address) {
@@ -90,8 +93,8 @@ std::string refusal_reason(const Mail_content& mail, const HeaderFacts& facts,
                is_address_of(names, address, policy.recipient_delimiter);
     };
     if (policy.refuse_automatic && is_ours(mail.from))
-        return "From or Reply-To is the mailbox itself";
+        return {Fault::mailbox_itself, "From or Reply-To is the mailbox itself"};
     if (policy.addressed_only && !any_destination(facts.destinations, is_ours))
-        return "To and Cc name no address of the mailbox";
+        return {Fault::not_addressed, "To and Cc name no address of the mailbox"};
     return {};
 }

@@ -1,4 +1,4 @@
-// Refusal of automatic mail, where the host chooses so (switches.h).
+// Refusal of mail, first of all of automatic mail, where the host chooses so (switches.h).
 #pragma once
 
 #include "autoresponder/mail_content.h"
@@ -9,13 +9,36 @@
 #include <mysql.h>
 #include <string>
 
+/// What is wrong with a mail that nobody gets an answer to. An option-like sender is one that
+/// sendmail would take for an option.
+enum class Fault {
+    none,
+    own_mail,
+    mailer_daemon,
+    long_sender,
+    bounce,
+    option_like_sender,
+    automatic,
+    mailbox_itself,
+    not_addressed
+};
+
+struct Refusal {
+    Fault fault = Fault::none;
+    /// In words; empty without a fault.
+    std::string reason;
+
+    explicit operator bool() const { return fault != Fault::none; }
+};
+
 /// Why `mail` is a bounce, which is neither answered nor forwarded nor counted: whatever comes of
 /// it would come back. Empty for any other mail.
 std::string bounce_reason(const Mail_content& mail, const HeaderFacts& facts);
 
-/// Why `mail` is not to be answered, as far as the host's policy asks: a sign that no person wrote
-/// it (automatic.h), a sender that is the recipient or, by any of its names, the mailbox itself, or
-/// a header that names no address of the mailbox. Empty when it is to be answered. Looks up the
-/// mailbox's aliases; a failed statement ends the process through correct_exit, with its message.
-std::string refusal_reason(const Mail_content& mail, const HeaderFacts& facts,
-                           const ResolvedMailbox& mailbox, MYSQL* connection, const Policy& policy);
+/// Why `mail` is not to be answered: a sender that looks like an option and, as far as the host's
+/// policy asks, a sign that no person wrote it (automatic.h), a sender that is the recipient or, by
+/// any of its names, the mailbox itself, or a header that names no address of the mailbox. No fault
+/// when it is to be answered. Looks up the mailbox's aliases; a failed statement ends the process
+/// through correct_exit, with its message. Nothing is reported or written otherwise.
+Refusal refusal_of(const Mail_content& mail, const HeaderFacts& facts,
+                   const ResolvedMailbox& mailbox, MYSQL* connection, const Policy& policy);
