@@ -32,10 +32,17 @@ bool is_on(const ResponderRule& rule) {
     return rule.resp_on != "false";
 }
 
-bool trigger_matches(const ResponderRule& rule, const Mail_content& mail) {
+std::optional<Occurrence> occurrence_in(std::string_view text, std::size_t offset,
+                                        std::string_view trigger) {
+    if (offset == std::string_view::npos)
+        return std::nullopt;
+    return Occurrence{text, offset, trigger.size()};
+}
+
+std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail) {
     if (rule.key_where == "subj")
-        return contains(mail.subject, rule.keystr);
+        return occurrence_in(mail.subject, offset_of(mail.subject, rule.keystr), rule.keystr);
     if (rule.key_where == "body")
-        return mail.body.any_contains(rule.keystr);
-    return true;
+        return occurrence_in(mail.body.text(), mail.body.find(rule.keystr), rule.keystr);
+    return Occurrence();
 }

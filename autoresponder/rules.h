@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 /// One row of mail_resp. Every field is the column of its name as the database returned it; the
 /// value given here stands in only for NULL.
@@ -40,6 +41,20 @@ std::optional<ResponderRule> next_rule(const MysqlResult& rows);
 
 bool is_on(const ResponderRule& rule);
 
-/// Whether the rule's trigger occurs, byte for byte, in the subject or within one line of the body;
-/// true for a rule without a trigger.
-bool trigger_matches(const ResponderRule& rule, const Mail_content& mail);
+/// A trigger in the text that it was sought in.
+struct Occurrence {
+    /// The subject, or the lines of the body with line feeds between them; empty for a rule without
+    /// a trigger. Valid as long as what was searched.
+    std::string_view text;
+    /// In bytes.
+    std::size_t offset = 0;
+    std::size_t length = 0;
+};
+
+/// `trigger` at `offset` in `text`; none where that is npos.
+std::optional<Occurrence> occurrence_in(std::string_view text, std::size_t offset,
+                                        std::string_view trigger);
+
+/// Where the rule's trigger first occurs, byte for byte, in the subject or within one line of the
+/// body; none where it does not. A rule without a trigger always has an occurrence, of nothing.
+std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail);

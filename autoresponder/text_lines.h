@@ -23,10 +23,11 @@ public:
         empty_ = false;
     }
 
-    /// Whether `needle` occurs within a single line. The empty needle occurs in every line; one
-    /// that holds a line feed in none.
-    bool any_contains(std::string_view needle) const {
-        return !empty_ && !contains(needle, "\n") && contains(text_, needle);
+    /// Where in text() `needle` first occurs within a single line, npos where it does not. The
+    /// empty needle occurs in every line; one that holds a line feed in none.
+    std::size_t find(std::string_view needle) const {
+        return !empty_ && !contains(needle, "\n") ? offset_of(text_, needle)
+                                                  : std::string_view::npos;
     }
 
     /// The lines with line feeds between them.

@@ -14,8 +14,15 @@ std::string concat(std::initializer_list<std::string_view> pieces) {
     return whole;
 }
 
+std::size_t offset_of(std::string_view text, std::string_view needle) {
+    const void* const found = memmem(text.data(), text.size(), needle.data(), needle.size());
+    return found == nullptr
+               ? std::string_view::npos
+               : static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
+}
+
 bool contains(std::string_view text, std::string_view needle) {
-    return memmem(text.data(), text.size(), needle.data(), needle.size()) != nullptr;
+    return offset_of(text, needle) != std::string_view::npos;
 }
 
 std::string_view until_nul(std::string_view text) {

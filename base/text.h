@@ -8,8 +8,11 @@
 /// The pieces one after the other, in one allocation.
 std::string concat(std::initializer_list<std::string_view> pieces);
 
-/// Whether `needle` occurs in `text`; the empty one always does. Takes time in proportion to both
-/// together, whatever they hold (docs/PERFORMANCE.md).
+/// Where `needle` first occurs in `text`, npos where it does not; the empty one occurs at once.
+/// Takes time in proportion to both together, whatever they hold (docs/PERFORMANCE.md).
+std::size_t offset_of(std::string_view text, std::string_view needle);
+
+/// Whether `needle` occurs in `text`.
 bool contains(std::string_view text, std::string_view needle);
 
 /// The part of `text` before its first NUL byte; all of it when it holds none.

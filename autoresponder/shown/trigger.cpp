@@ -3,8 +3,49 @@
 #include "base/text.h"
 #include "codecs/letters.h"
 
+#include <bit>
+
+namespace {
+
+bool holds(std::string_view text, const std::string& letters) {
+    return contains(orvek::letters_of_line(text, orvek::Case::ignored), letters);
+}
+
+/// The shortest part of `line`, which holds `letters`, that still does: the last one.
+std::string_view narrowed(std::string_view line, const std::string& letters) {
+    for (const bool from_front : {true, false}) {
+        std::size_t cut = 0;
+        for (std::size_t step = std::bit_floor(line.size()); step > 0; step /= 2) {
+            const std::size_t more = cut + step;
+            if (more <= line.size() &&
+                holds(from_front ? line.substr(more) : line.substr(0, line.size() - more), letters))
+                cut = more;
+        }
+        line = from_front ? line.substr(cut) : line.substr(0, line.size() - cut);
+    }
+    return line;
+}
+
+} // namespace
+
 orvek::Case case_of(const Policy& policy) {
     return policy.ignore_case ? orvek::Case::ignored : orvek::Case::counts;
+}
+
+std::optional<Occurrence> find_ignoring_case(std::string_view text, std::string_view trigger) {
+    const std::string letters = orvek::letters_of_line(trigger, orvek::Case::ignored);
+    std::string_view rest = text;
+    std::string_view line;
+    bool more = true;
+    while (more) {
+        more = take_line(rest, line);
+        if (!letters.empty() && holds(line, letters)) {
+            const std::string_view place = narrowed(line, letters);
+            return Occurrence{text, static_cast<std::size_t>(place.data() - text.data()),
+                              place.size()};
+        }
+    }
+    return std::nullopt;
 }
 
 TriggerSearch::TriggerSearch(const Mail_content& mail, const Policy& policy)
@@ -13,12 +54,13 @@ TriggerSearch::TriggerSearch(const Mail_content& mail, const Policy& policy)
         subject_ = orvek::letters_of_line(mail.subject, case_of(policy));
 }
 
-bool TriggerSearch::finds(const ResponderRule& rule) const {
+std::optional<Occurrence> TriggerSearch::find(const ResponderRule& rule) const {
     const bool in_subject = rule.key_where == "subj";
     if (!policy_.read_as_shown || (!in_subject && rule.key_where != "body"))
-        return trigger_matches(rule, mail_);
+        return find_trigger(rule, mail_);
     const std::string trigger = orvek::letters_of_line(rule.keystr, case_of(policy_));
     if (trigger.empty() && !rule.keystr.empty())
-        return false;
-    return in_subject ? contains(subject_, trigger) : mail_.body.any_contains(trigger);
+        return std::nullopt;
+    return in_subject ? occurrence_in(subject_, offset_of(subject_, trigger), trigger)
+                      : occurrence_in(mail_.body.text(), mail_.body.find(trigger), trigger);
 }

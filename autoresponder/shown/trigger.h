@@ -5,10 +5,17 @@
 #include "autoresponder/rules.h"
 #include "codecs/letters.h"
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 /// How the host wants letters to be compared.
 orvek::Case case_of(const Policy& policy);
+
+/// Where `trigger` occurs in one line of `text` when it is compared as a person reads, whatever the
+/// case of letters; none where it does not. Time in proportion to the text, and for the line that
+/// holds it to its length and the logarithm of that.
+std::optional<Occurrence> find_ignoring_case(std::string_view text, std::string_view trigger);
 
 /// The triggers of all rules, sought in one mail.
 class TriggerSearch {
@@ -16,10 +23,12 @@ public:
     /// Both must outlive the search.
     TriggerSearch(const Mail_content& mail, const Policy& policy);
 
-    /// Whether the rule's trigger occurs. Where mail is read as it is shown, white space matches
-    /// any white space, and letters are compared by their normal form; a trigger of nothing that is
-    /// seen then occurs nowhere.
-    bool finds(const ResponderRule& rule) const;
+    /// Where the rule's trigger first occurs, as find_trigger has it. Where mail is read as it is
+    /// shown, white space matches any white space, and letters are compared by their normal form: a
+    /// place is one in those; a trigger of nothing that is seen then occurs nowhere.
+    std::optional<Occurrence> find(const ResponderRule& rule) const;
+
+    bool finds(const ResponderRule& rule) const { return find(rule).has_value(); }
 
 private:
     const Mail_content& mail_;

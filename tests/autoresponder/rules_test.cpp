@@ -1,4 +1,5 @@
 #include "autoresponder/rules.h"
+#include "autoresponder/shown/trigger.h"
 
 #include "tests/support/cases.h"
 
@@ -14,14 +15,30 @@ TEST(Rules, TriggerIsSoughtWhereTheRuleSays) {
         Mail_content mail;
         mail.subject = row[2];
         mail.body.append(row[3]);
-        EXPECT_EQ(trigger_matches(rule, mail), row[4] == "yes") << row[0] << " " << row[1];
+        EXPECT_EQ(find_trigger(rule, mail).has_value(), row[4] == "yes") << row[0] << " " << row[1];
+    }
+}
+
+std::string place(const std::optional<Occurrence>& found) {
+    return found ? std::to_string(found->offset) + "+" + std::to_string(found->length) : "-";
+}
+
+TEST(Rules, TriggerIsFoundAtItsPlace) {
+    for (const Case& row : cases("autoresponder/responder.cases", "places", 4)) {
+        ResponderRule rule;
+        rule.key_where = "body";
+        rule.keystr = row[0];
+        Mail_content mail;
+        mail.body.append(row[1]);
+        EXPECT_EQ(place(find_trigger(rule, mail)), row[2]) << row[0] << " in " << row[1];
+        EXPECT_EQ(place(find_ignoring_case(row[1], row[0])), row[3]) << row[0] << " in " << row[1];
     }
 }
 
 TEST(Rules, ABodyWithoutLinesMatchesNothing) {
     ResponderRule rule;
     rule.key_where = "body";
-    EXPECT_FALSE(trigger_matches(rule, Mail_content()));
+    EXPECT_FALSE(find_trigger(rule, Mail_content()));
 }
 
 TEST(Rules, NoTriggerSlowsTheSearchDown) {
@@ -33,7 +50,7 @@ TEST(Rules, NoTriggerSlowsTheSearchDown) {
     const std::clock_t start = std::clock();
     for (const char* where : {"subj", "body"}) {
         rule.key_where = where;
-        EXPECT_FALSE(trigger_matches(rule, mail));
+        EXPECT_FALSE(find_trigger(rule, mail));
     }
     EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 5);
 }
@@ -43,7 +60,7 @@ TEST(TextLines, AppendsToTheLinesThatAreThere) {
     lines.append("a\nb");
     lines.append("c");
     EXPECT_EQ(lines.text(), "a\nb\nc");
-    EXPECT_FALSE(lines.any_contains("bc"));
+    EXPECT_EQ(lines.find("bc"), std::string_view::npos);
     TextLines empty_line;
     empty_line.append("");
     empty_line.append("x");
