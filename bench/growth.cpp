@@ -92,6 +92,8 @@ constexpr struct Dimension {
     {"numbers without an end", HTML "\n&#", "1", ""},
     {"characters that grow", HTML "\n", "\xF0\x9D\x85\xA0", ""},
     {"windows-1252", HTML "; charset=latin1\n\n", "\x80", ""},
+    {"a charset that grows", SENDER "Content-Type: text/plain; charset=tscii\n\n", "\x82", ""},
+    {"a subject in windows-1252", SENDER "Subject: ", "\x80", "\n\nx"},
     {"marks on marks", TEXT "\na", "\xCC\x81\xCC\xA3", ""},
     {"quotation", TEXT "\n", "> ", ""},
     {"quoted lines", TEXT "\n", ">\n\n", ""},

@@ -6,7 +6,6 @@
 #include "codecs/utf8.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
@@ -228,19 +227,8 @@ std::string iconvRecode(const std::string& text, const std::string& from, const 
     // Enough for most charsets, so that it need not grow by copying; what stays unused is never
     // touched.
     result.reserve(2 * text.size());
-    std::string_view input = text;
-    while (!input.empty()) {
-        const int error = conversion.step(input, result);
-        if (error == 0 || error == E2BIG)
-            continue;
-        if (error != EILSEQ || !replace_invalid)
-            throw std::runtime_error("Conversion from " + from + " to " + to);
-        // A name with "//IGNORE" reports the bytes that it passed over after the last of them.
-        if (!input.empty())
-            input.remove_prefix(1);
-        result += '?';
-    }
-    if (flush && conversion.finish(result) != 0)
+    if (!conversion.convert(text, result, replace_invalid ? "?" : nullptr) ||
+        (flush && !conversion.finish(result)))
         throw std::runtime_error("Conversion from " + from + " to " + to);
     if (!conversion.close())
         throw std::runtime_error("Closing conversion from " + from + " to utf-8 failed");

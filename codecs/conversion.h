@@ -17,6 +17,9 @@ inline constexpr std::size_t max_charset_name = 128;
 /// An open conversion. close() tells how closing went; the destructor closes what is still open.
 class Conversion {
 public:
+    /// How much output a call of iconv is offered.
+    static constexpr std::size_t room = 4096;
+
     Conversion(const std::string& from, const std::string& to)
         : descriptor_(from.size() <= max_charset_name && to.size() <= max_charset_name
                           ? iconv_open(to.c_str(), from.c_str())
@@ -36,6 +39,34 @@ public:
         return iconv_close(descriptor) == 0;
     }
 
+    /// Appends what `input` is in the other charset, `replacement`, where there is one, for every
+    /// byte that is no valid input. False when it ends before the input does: at a byte without a
+    /// replacement, in a sequence that the end cuts off, or once `output` has `most` bytes.
+    bool convert(std::string_view input, std::string& output, const char* replacement,
+                 std::size_t most = std::string::npos) {
+        while (!input.empty() && output.size() < most) {
+            const std::size_t before = input.size();
+            const int error = step(input, output);
+            if (error == EILSEQ && replacement != nullptr) {
+                // A name with "//IGNORE" reports the bytes that it passed over after the last.
+                if (!input.empty())
+                    input.remove_prefix(1);
+                output += replacement;
+            } else if ((error != 0 && error != E2BIG) || input.size() == before) {
+                // glibc's SHIFT_JISX0213 and EUC-JISX0213 can fill one buffer after another with
+                // the same output, and take no input.
+                return false;
+            }
+        }
+        return input.empty();
+    }
+
+    /// Appends what the converter has held back. False when that failed.
+    bool finish(std::string& output) { return call(nullptr, nullptr, output) == 0; }
+
+private:
+    static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
+
     /// One call of iconv: takes input off the front of `input`, appends what it gave to `output`.
     /// Returns errno, 0 when all went well.
     int step(std::string_view& input, std::string& output) {
@@ -46,14 +77,7 @@ public:
         return result;
     }
 
-    /// Appends what the converter has held back. Returns as step() does.
-    int finish(std::string& output) { return call(nullptr, nullptr, output); }
-
-private:
-    static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
-
     int call(char** in, std::size_t* in_left, std::string& output) {
-        constexpr std::size_t room = 4096;
         // Converters of glibc have been known to write a few bytes more than they were offered.
         std::array<char, room + 64> buffer;
         char* out = buffer.data();

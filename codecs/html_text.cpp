@@ -35,29 +35,51 @@ std::string resolve_references(std::string_view text) {
     return resolved;
 }
 
-/// Whether one declaration of a style hides its element.
-bool hides(std::string_view declaration) {
-    const std::size_t colon = declaration.find(':');
-    if (colon == std::string_view::npos)
-        return false;
-    const std::string_view property = trim(declaration.substr(0, colon));
-    const std::string_view value =
-        trim(declaration.substr(colon + 1, declaration.find('!', colon) - colon - 1));
-    return (equals_ignoring_case(property, "display") && equals_ignoring_case(value, "none")) ||
-           (equals_ignoring_case(property, "visibility") && equals_ignoring_case(value, "hidden"));
+/// Takes the front of `text` up to `end`, which goes as well, or all of it.
+std::string_view take_to(std::string_view& text, char end) {
+    const std::string_view front = text.substr(0, text.find(end));
+    text.remove_prefix(std::min(front.size() + 1, text.size()));
+    return front;
 }
+
+/// A property of a style that can hide: the last value given counts, one that is important before
+/// others.
+class Hiding {
+public:
+    Hiding(std::string_view property, std::string_view hiding_value)
+        : property_(property), hiding_value_(hiding_value) {}
+
+    void take(std::string_view property, std::string_view value, bool important) {
+        if (important < important_ || !equals_ignoring_case(property, property_))
+            return;
+        hides_ = equals_ignoring_case(value, hiding_value_);
+        important_ = important;
+    }
+
+    bool hides() const { return hides_; }
+
+private:
+    std::string_view property_;
+    std::string_view hiding_value_;
+    bool hides_ = false;
+    bool important_ = false;
+};
 
 bool style_hides(std::string_view style) {
     if (style.empty())
         return false;
     const std::string resolved = resolve_references(style);
+    Hiding display("display", "none");
+    Hiding visibility("visibility", "hidden");
     for (std::string_view rest = resolved; !rest.empty();) {
-        const std::size_t end = std::min(rest.find(';'), rest.size() - 1);
-        if (hides(rest.substr(0, rest[end] == ';' ? end : end + 1)))
-            return true;
-        rest.remove_prefix(end + 1);
+        std::string_view declaration = take_to(rest, ';');
+        const std::string_view property = trim(take_to(declaration, ':'));
+        const std::string_view value = trim(take_to(declaration, '!'));
+        const bool important = !declaration.empty();
+        display.take(property, value, important);
+        visibility.take(property, value, important);
     }
-    return false;
+    return display.hides() || visibility.hides();
 }
 
 /// The elements that are open, as far as they matter: what is hidden, and what an end tag ends.
@@ -281,9 +303,13 @@ private:
     }
 
     void end(const HtmlToken& token) {
-        if (equals_ignoring_case(token.text, "br") && !open_.is_hidden())
+        const HtmlElement element = find_html_element(token.text);
+        // The end of a line or of a paragraph counts wherever it stands.
+        if (!open_.is_hidden() && equals_ignoring_case(token.text, "br"))
             writer_.new_line();
-        open_.close(find_html_element(token.text), [this](HtmlElement closed) { edge(closed); });
+        else if (!open_.is_hidden() && equals_ignoring_case(token.text, "p"))
+            edge(element);
+        open_.close(element, [this](HtmlElement closed) { edge(closed); });
     }
 
     void close_before(std::string_view name, bool item = false) {

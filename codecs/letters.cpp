@@ -45,16 +45,14 @@ bool is_white(utf8proc_int32_t c) {
            c == 0x205f || c == 0x3000;
 }
 
-bool is_unseen(utf8proc_int32_t c, const utf8proc_property_t& property) {
-    return (c >= 0 && c < 32) || (c >= 0x7f && c < 0xa0) || property.ignorable;
+bool is_unseen(utf8proc_int32_t c) {
+    return c != no_character &&
+           (c < 32 || (c >= 0x7f && c < 0xa0) || utf8proc_get_property(c)->ignorable);
 }
 
 /// Whether the character may become one with what stands before it, or trade places with it.
 bool may_combine(utf8proc_int32_t c, const utf8proc_property_t& property) {
-    constexpr unsigned first_second = 0x8000;
-    constexpr unsigned none = 0xffff;
-    return property.combining_class != 0 ||
-           (property.comb_index >= first_second && property.comb_index != none) ||
+    return property.category == UTF8PROC_CATEGORY_MN || property.category == UTF8PROC_CATEGORY_MC ||
            (c >= 0x1161 && c <= 0x1175) || (c >= 0x11a8 && c <= 0x11c2);
 }
 
@@ -206,8 +204,7 @@ private:
         const Front front = front_of(text);
         if (is_white(front.character)) {
             white_.add(front.character);
-        } else if (front.character == no_character ||
-                   !is_unseen(front.character, *utf8proc_get_property(front.character))) {
+        } else if (!is_unseen(front.character)) {
             white_.write(normaliser_, paragraphs_);
             normaliser_.put(front, text.substr(0, front.length));
         }
@@ -226,6 +223,16 @@ std::string letters_of_line(std::string_view text, Case letters) {
     LetterWriter writer(letters, false, text.size());
     writer.add(text);
     return writer.finish();
+}
+
+bool shows_text(std::string_view text) {
+    while (!text.empty()) {
+        const Front front = front_of(text);
+        if (!is_white(front.character) && !is_unseen(front.character))
+            return true;
+        text.remove_prefix(front.length);
+    }
+    return false;
 }
 
 class Paragraphs::Writer : public LetterWriter {

@@ -36,4 +36,7 @@ private:
     std::unique_ptr<Writer> writer_;
 };
 
+/// Whether `text`, which is UTF-8, has anything but white space and what is not seen.
+bool shows_text(std::string_view text);
+
 } // namespace orvek

@@ -4,6 +4,7 @@
 #include "codecs/utf8.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orvek {
 
@@ -67,7 +68,10 @@ std::string_view trim(std::string_view text) {
     return text.substr(start, text.find_last_not_of(blanks) + 1 - start);
 }
 
-constexpr std::string_view no_character = "\xef\xbf\xbd"; // U+FFFD
+constexpr char no_character[] = "\xef\xbf\xbd"; // U+FFFD
+
+/// How long a text can become in any case. Only TSCII takes more than three bytes for one.
+constexpr std::size_t allowance = 65536;
 
 /// Whether `text` is the beginning of a character that is cut off there.
 bool is_cut_character(std::string_view text) {
@@ -78,18 +82,29 @@ bool is_cut_character(std::string_view text) {
                        [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; });
 }
 
-/// The C library's converter lets through what is UTF-8 of old.
-std::string without_ill_formed_utf8(std::string_view text) {
+/// Whether text that does not say what it is is UTF-8: whole characters, the last of them perhaps
+/// cut off. One that is alone beyond ASCII is more likely a letter of another charset.
+bool looks_like_utf8(std::string_view text) {
+    const std::size_t length = well_formed_utf8_length(text);
+    return length == text.size() ||
+           (ascii_length(text) < length && is_cut_character(text.substr(length)));
+}
+
+/// The C library's converters let through UTF-8 of old, and halves of pairs of UTF-16.
+std::string without_ill_formed_utf8(std::string text) {
+    std::string_view rest = text;
+    std::size_t length = well_formed_utf8_length(rest);
+    if (length == rest.size())
+        return text;
     std::string result;
     result.reserve(3 * text.size());
-    for (;;) {
-        const std::size_t length = well_formed_utf8_length(text);
-        result += text.substr(0, length);
-        text.remove_prefix(length);
-        if (text.empty() || is_cut_character(text))
+    for (;; length = well_formed_utf8_length(rest)) {
+        result += rest.substr(0, length);
+        rest.remove_prefix(length);
+        if (rest.empty() || is_cut_character(rest))
             return result;
         result += no_character;
-        text.remove_prefix(1);
+        rest.remove_prefix(1);
     }
 }
 
@@ -119,50 +134,35 @@ Conversion& ShownCharsets::Charset::conversion() {
     return *opened;
 }
 
-ShownCharsets::Charset* ShownCharsets::find(const std::string& label) {
+bool ShownCharsets::Charset::is_known() {
+    return name.empty() || name == "UTF-8" || conversion().is_open();
+}
+
+ShownCharsets::Charset& ShownCharsets::find(const std::string& label) {
     const auto known = charsets_.find(label);
     if (known != charsets_.end())
-        return &known->second;
+        return known->second;
     if (charsets_.size() >= most_charsets)
-        return nullptr;
-    return &charsets_.try_emplace(label, charset_behind(label)).first->second;
+        return beyond_;
+    return charsets_.try_emplace(label, charset_behind(label)).first->second;
 }
 
 bool ShownCharsets::know(const std::string& label) {
-    Charset* const charset = find(label);
-    return charset != nullptr &&
-           (charset->name.empty() || charset->name == "UTF-8" || charset->conversion().is_open());
+    Charset& charset = find(label);
+    return &charset != &beyond_ && charset.is_known();
 }
 
-std::optional<std::string> ShownCharsets::to_utf8(std::string_view text, const std::string& label) {
-    Charset* const charset = find(label);
-    if (charset == nullptr)
-        return std::nullopt;
-    if (charset->name == "UTF-8")
-        return without_ill_formed_utf8(text);
-    if (charset->name.empty() && well_formed_utf8_length(text) == text.size())
-        return std::string(text);
-    Conversion& conversion = charset->conversion();
-    if (!conversion.is_open())
-        return std::nullopt;
+std::string ShownCharsets::to_utf8(std::string_view text, const std::string& label) {
+    Charset& named = find(label);
+    Charset& charset = named.is_known() ? named : beyond_;
+    if (charset.name.empty() ? looks_like_utf8(text) : charset.name == "UTF-8")
+        return without_ill_formed_utf8(std::string(text));
+    const std::size_t most = std::max(3 * text.size(), allowance);
     std::string result;
-    // No charset of one byte a character takes more, and what is not used is never touched.
-    result.reserve(3 * text.size());
-    while (!text.empty()) {
-        const int error = conversion.step(text, result);
-        if (error == 0 || error == E2BIG)
-            continue;
-        if (error != EILSEQ)
-            break;
-        if (!text.empty())
-            text.remove_prefix(1);
-        result += no_character;
-    }
-    conversion.finish(result);
-    // UTF-7 can hold surrogates that are not pairs.
-    if (well_formed_utf8_length(result) != result.size())
-        return without_ill_formed_utf8(result);
-    return result;
+    result.reserve(most + Conversion::room); // what is not used is never touched
+    charset.conversion().convert(text, result, no_character, most);
+    charset.conversion().finish(result);
+    return without_ill_formed_utf8(std::move(result));
 }
 
 } // namespace orvek

@@ -24,10 +24,10 @@ public:
     /// Whether texts of the charset can be converted.
     bool know(const std::string& label);
 
-    /// `text` in UTF-8. Without a charset of its own it is UTF-8 where it is valid, else
-    /// windows-1252. What is no character becomes U+FFFD, and what the end cuts off is left out.
-    /// None when nobody knows the charset.
-    std::optional<std::string> to_utf8(std::string_view text, const std::string& label);
+    /// `text` in UTF-8. Without a charset that can be converted it is UTF-8 where it is valid, else
+    /// windows-1252. What is no character becomes U+FFFD, and what the end cuts off is left out, as
+    /// is what would make the result more than three times as long and longer than 64 KB.
+    std::string to_utf8(std::string_view text, const std::string& label);
 
 private:
     /// A mail that names more charsets than this is not one that somebody reads.
@@ -37,14 +37,16 @@ private:
         explicit Charset(std::string its_name) : name(std::move(its_name)) {}
         /// Opened at need.
         Conversion& conversion();
+        bool is_known();
 
         std::string name; // as charset_behind() has it
         std::optional<Conversion> opened;
     };
 
-    Charset* find(const std::string& label);
+    Charset& find(const std::string& label);
 
     std::map<std::string, Charset> charsets_;
+    Charset beyond_{std::string()};
 };
 
 } // namespace orvek

@@ -10,7 +10,7 @@ constexpr std::string_view scheme = "mailto:";
 DwMailbox mailbox_of(std::string_view inside) {
     inside.remove_prefix(std::min(inside.find_first_not_of(" \t"), inside.size()));
     if (equals_ignoring_case(inside.substr(0, scheme.size()), scheme))
-        inside.remove_prefix(scheme.size());
+        inside = inside.substr(scheme.size(), inside.find('?') - scheme.size());
     const DwMailboxList list(DwString(concat({"<", inside, ">"})));
     DwAddressReader reader(list);
     return reader.Next() ? reader.Address().Mailbox() : DwMailbox();

@@ -11,6 +11,9 @@
 
 namespace {
 
+/// More than mail servers let a field have (Postfix, by default) and mail programs show.
+constexpr std::size_t longest_subject = 102'400;
+
 /// White space around the end of a line becomes one blank.
 std::string unfold(std::string_view field) {
     std::string text;
@@ -18,7 +21,7 @@ std::string unfold(std::string_view field) {
     std::string_view line;
     for (bool more = true; more;) {
         more = take_line(field, line);
-        const std::size_t start = text.empty() ? 0 : line.find_first_not_of(" \t\r");
+        const std::size_t start = line.find_first_not_of(" \t\r");
         if (start == std::string_view::npos)
             continue;
         if (!text.empty())
@@ -104,7 +107,7 @@ private:
         if (before_word && in_words_ && plain.find_first_not_of(" \t") == std::string_view::npos)
             return;
         finish_words();
-        decoded_ += *charsets_.to_utf8(plain, "");
+        decoded_ += charsets_.to_utf8(plain, "");
     }
 
     void take_word(const EncodedWord& word) {
@@ -117,7 +120,7 @@ private:
 
     void finish_words() {
         if (in_words_)
-            decoded_ += *charsets_.to_utf8(bytes_, charset_);
+            decoded_ += charsets_.to_utf8(bytes_, charset_);
         bytes_.clear();
         in_words_ = false;
     }
@@ -134,11 +137,18 @@ private:
 } // namespace
 
 std::string shown_subject(std::string_view field) {
-    const std::string unfolded = unfold(field);
+    const std::string unfolded = unfold(field.substr(0, longest_subject));
     return Subject(unfolded).decode();
 }
 
 std::string without_controls(std::string text) {
-    std::replace_if(text.begin(), text.end(), mimelib::is_control, ' ');
+    std::size_t kept = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool beyond_ascii = text[at] == '\xc2' && at + 1 < text.size() &&
+                                  static_cast<unsigned char>(text[at + 1]) < 0xa0;
+        text[kept++] = beyond_ascii || mimelib::is_control(text[at]) ? ' ' : text[at];
+        at += beyond_ascii;
+    }
+    text.resize(kept);
     return text;
 }

@@ -68,39 +68,22 @@ DwString decode(const DwEntity& entity) {
     return decoded;
 }
 
-std::string to_utf8(std::string_view text, const std::string& charset) {
-    orvek::ShownCharsets charsets;
-    return *charsets.to_utf8(text, charsets.know(charset) ? charset : std::string());
-}
-
-/// Whether there is anything but white space and what is not seen.
-bool gives_text(std::string_view text) {
-    constexpr std::size_t block = 4096;
-    for (; !text.empty(); text.remove_prefix(std::min(block, text.size()))) {
-        const std::string letters =
-            orvek::letters_of_line(text.substr(0, block), orvek::Case::counts);
-        if (letters.find_first_not_of(' ') != std::string::npos)
-            return true;
-    }
-    return false;
-}
-
 LineFormat line_format(const DwMediaType& type) {
     return {equals_ignoring_case(shown_parameter(type, "format"), "flowed"),
             equals_ignoring_case(shown_parameter(type, "delsp"), "yes")};
 }
 
 /// None when there is nothing to see.
-std::optional<PartText> text_of(const DwEntity& entity) {
+std::optional<PartText> text_of(const DwEntity& entity, orvek::ShownCharsets& charsets) {
     const DwMediaType& type = entity.Headers().ContentType();
     PartText shown;
     shown.charset = until_nul(shown_parameter(type, "charset"));
-    shown.text = to_utf8(decode(entity).view(), shown.charset);
+    shown.text = charsets.to_utf8(decode(entity).view(), shown.charset);
     if (shown_subtype(type) == "html")
         shown.text = orvek::html_text(std::move(shown.text));
     else
         shown.lines = line_format(type);
-    if (!gives_text(shown.text))
+    if (!orvek::shows_text(shown.text))
         return std::nullopt;
     return shown;
 }
@@ -149,7 +132,7 @@ private:
     std::optional<DwBodyPartReader> parts_;
 };
 
-std::optional<PartText> text_within(const DwEntity& multipart) {
+std::optional<PartText> text_within(const DwEntity& multipart, orvek::ShownCharsets& charsets) {
     std::vector<std::unique_ptr<Multipart>> entered;
     entered.push_back(std::make_unique<Multipart>(multipart));
     std::size_t left = most_parts;
@@ -159,7 +142,7 @@ std::optional<PartText> text_within(const DwEntity& multipart) {
         } else if (is_multipart(entered.back()->part())) {
             if (entered.size() < most_nested)
                 entered.push_back(std::make_unique<Multipart>(entered.back()->part()));
-        } else if (std::optional<PartText> text = text_of(entered.back()->part())) {
+        } else if (std::optional<PartText> text = text_of(entered.back()->part(), charsets)) {
             return text;
         }
     }
@@ -170,8 +153,9 @@ std::optional<PartText> text_within(const DwEntity& multipart) {
 
 PartText shown_text(const DwMessage& message) {
     std::optional<PartText> text;
+    orvek::ShownCharsets charsets;
     if (kind_of(message) != Kind::nothing)
-        text = is_multipart(message) ? text_within(message) : text_of(message);
+        text = is_multipart(message) ? text_within(message, charsets) : text_of(message, charsets);
     if (!text)
         text.emplace();
     if (text->charset.empty())
