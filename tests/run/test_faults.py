@@ -162,7 +162,6 @@ def statement_faults() -> list[Fault]:
              after_loss(number, "2013: " + LOST if connecting else LOST), "lose"),
             ("the server is killed behind", "as for an error at the next statements",
              after_loss(number + 1, GONE), "gone"),
-            ("a slow answer to", ANSWERED, Outcome(), "slow"),
             ("SIGTERM in", SIGTERM, TERMINATED(
                 sent="forward" if name in ("attachments", "client", "admin_email", "FullHostName")
                 else ""), lambda pid: os.kill(pid, signal.SIGTERM)),
@@ -259,9 +258,9 @@ def other_faults() -> list[Fault]:
         Fault("sendmail exits with 75", UNSENT, Outcome(), behave("exit 75")),
         Fault("sendmail dies by SIGKILL", UNSENT, Outcome(sent=UNREAD), behave("kill 9")),
         Fault("sendmail is stopped", UNSENT, Outcome(sent=UNREAD), behave("stop")),
-        Fault("sendmail never reads", UNSENT, Outcome(sent=UNREAD), behave("noread sleep 300")),
+        Fault("sendmail never reads", UNSENT, Outcome(sent=UNREAD), behave("noread sleep 100")),
         Fault("sendmail never reads, and the notice is larger than a pipe", UNSENT,
-              Outcome(sent=UNREAD), behave("noread sleep 300", LONG_NOTICE)),
+              Outcome(sent=UNREAD), behave("noread sleep 100", LONG_NOTICE)),
         Fault("sendmail reads slowly", ANSWERED, Outcome(), behave("slow")),
         Fault("sendmail closes its input early", UNSENT,
               Outcome(sent=UNREAD.replace("unread", "part of")), behave("some")),
