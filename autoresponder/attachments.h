@@ -28,7 +28,7 @@ struct AttachmentNames {
 };
 
 /// Asks for them and looks for the files in `directory`. A failed query ends the process through
-/// correct_exit.
+/// give_up.
 AttachmentNames find_attachments(MYSQL* connection, const std::string& rule_id,
                                  const std::string& directory);
 

@@ -2,7 +2,9 @@
 
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/pipe_stream.h"
+#include "autoresponder/policy/retry_later.h"
 #include "autoresponder/policy/switches.h"
+#include "autoresponder/process.h"
 #include "autoresponder/temporary_file.h"
 #include "base/io.h"
 #include "lib/forkexec.h"
@@ -10,12 +12,33 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <string>
 #include <sys/wait.h>
+#include <sysexits.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr char sendmail_path[] = "/usr/sbin/sendmail";
+
+/// Says so unless sendmail took the message. One that is stopped may go on.
+Handover outcome_of(int status) {
+    constexpr int not_started = 255;
+    if (WIFSIGNALED(status)) {
+        report({"autoresponder: Not sent, sendmail was ended by signal ",
+                std::to_string(WTERMSIG(status))});
+        return Handover::unsent;
+    }
+    if (!WIFEXITED(status) || WEXITSTATUS(status) == 0)
+        return Handover::sent;
+    const int code = WEXITSTATUS(status);
+    if (code == EX_TEMPFAIL || code == not_started) {
+        report({"autoresponder: Not sent, sendmail ended with status ", std::to_string(code)});
+        return Handover::unsent;
+    }
+    report({"autoresponder: Refused, sendmail ended with status ", std::to_string(code)});
+    return Handover::refused;
+}
 
 } // namespace
 
@@ -30,12 +53,13 @@ bool is_safe_argument(const std::string& text) {
     return false;
 }
 
-int hand_to_sendmail(Descriptor message, const std::string& envelope_sender,
-                     const std::vector<std::string>& recipients,
-                     const std::function<void()>& meanwhile) {
+Handover hand_to_sendmail(Descriptor message, const std::string& envelope_sender,
+                          const std::vector<std::string>& recipients,
+                          const std::function<void()>& meanwhile) {
+    const Policy policy = configured_policy();
     std::vector<const char*> arguments = {sendmail_path};
     // Without it a line that holds nothing but a dot is the end of the message.
-    if (configured_policy().standard_mail)
+    if (policy.standard_mail)
         arguments.push_back("-i");
     arguments.insert(arguments.end(), {"-f", envelope_sender.c_str()});
     for (const std::string& recipient : recipients)
@@ -47,10 +71,20 @@ int hand_to_sendmail(Descriptor message, const std::string& envelope_sender,
     meanwhile();
     int status = 0;
     wait_for(sendmail, &status, WUNTRACED);
-    return status;
+    return policy.retry_status == 0 ? Handover::sent : outcome_of(status);
 }
 
-void deliver_reply(const std::string& envelope_sender, const std::string& recipient) {
+bool send_message(Descriptor message, const std::string& envelope_sender,
+                  const std::vector<std::string>& recipients) {
+    const Handover outcome = hand_to_sendmail(std::move(message), envelope_sender, recipients);
+    if (outcome == Handover::sent)
+        rule_out_retry();
+    if (outcome == Handover::unsent)
+        give_up_if_retried();
+    return outcome == Handover::sent;
+}
+
+bool deliver_reply(const std::string& envelope_sender, const std::string& recipient) {
     Descriptor reply = reply_file.open_to_read();
     if (!reply) {
         report_system_error({"autoresponder: Failed to open temporary file with response mail "
@@ -58,8 +92,15 @@ void deliver_reply(const std::string& envelope_sender, const std::string& recipi
                              reply_file.name(), "': "});
         end_with_failure("Send error: %s", "Failed to generate response mail contents");
     }
-    hand_to_sendmail(std::move(reply), envelope_sender, {recipient});
+    bool sent = reply_file.is_whole() || configured_policy().retry_status == 0;
+    if (sent) {
+        sent = send_message(std::move(reply), envelope_sender, {recipient});
+    } else {
+        report({"autoresponder: Not sent, the reply could not be written whole"});
+        give_up_if_retried();
+    }
     reply_file.remove();
+    return sent;
 }
 
 void deliver_notice(const std::string& envelope_sender, const std::string& recipient,

@@ -17,17 +17,30 @@ bool looks_like_option(std::string_view text);
 /// Whether it does not; when it does, that is told on standard error.
 bool is_safe_argument(const std::string& text);
 
+/// What sendmail made of a message.
+enum class Handover {
+    sent,    ///< taken, or there is no telling
+    unsent,  ///< may be taken another time
+    refused, ///< for good
+};
+
 /// Starts sendmail with `message` as its standard input, does what there is to do `meanwhile`, and
 /// waits until it has ended or stopped, however long that takes. The recipients are safe arguments.
-/// Returns its status as waitpid tells it. A failed fork ends the process (status 1).
-int hand_to_sendmail(
+/// What sendmail makes of the message is looked at, and told on standard error, only where the host
+/// has mail tried again; else it counts as sent. A failed fork ends the process (status 1).
+Handover hand_to_sendmail(
     Descriptor message, const std::string& envelope_sender,
     const std::vector<std::string>& recipients, const std::function<void()>& meanwhile = [] {});
 
-/// Hands the finished reply file to sendmail and removes it. When it cannot be opened, the process
-/// ends with status 1 after a message on both output streams; the file then stays. What sendmail
-/// makes of the message is not looked at.
-void deliver_reply(const std::string& envelope_sender, const std::string& recipient);
+/// The same for a forward or a reply: once one is sent, the mail is not tried again; one that is
+/// not ends the process through give_up_if_retried. Whether it is sent.
+bool send_message(Descriptor message, const std::string& envelope_sender,
+                  const std::vector<std::string>& recipients);
+
+/// Sends the finished reply file and removes it; whether it is sent. When it cannot be opened, the
+/// process ends with status 1 after a message on both output streams; the file then stays. Where
+/// the host has mail tried again, a reply that could not be written whole counts as not sent.
+bool deliver_reply(const std::string& envelope_sender, const std::string& recipient);
 
 /// Streams `text` into sendmail through a pipe. Failures are reported on standard error and give
 /// the notice up, as does an address that is no safe argument; only a failed fork ends the process

@@ -4,6 +4,7 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/panel_query.h"
 #include "autoresponder/policy/standard_mail.h"
+#include "autoresponder/process.h"
 #include "autoresponder/run_log.h"
 #include "autoresponder/temporary_file.h"
 #include "base/text.h"
@@ -47,8 +48,9 @@ void forward(MYSQL* connection, const Mail_content* mail, std::string id) {
         report_system_error({"autoresponder: Failed to open temporary file with forward mail "
                              "contents '",
                              mail_copy.name(), "': "});
+        give_up_if_retried();
         return;
     }
-    hand_to_sendmail(std::move(copy), envelope_sender(*mail), addresses);
-    log_forward(addresses.size());
+    if (send_message(std::move(copy), envelope_sender(*mail), addresses))
+        log_forward(addresses.size());
 }

@@ -10,6 +10,6 @@
 /// in one call of sendmail, with the recipient as envelope sender, and waits for it. Addresses that
 /// sendmail would take for options are left out, which is reported. Without addresses nothing is
 /// started. A copy that cannot be opened is reported and the run goes on; a failed query ends the
-/// process through correct_exit, a failed fork with status 1. What sendmail makes of the message is
+/// process through give_up, a failed fork with status 1. What sendmail makes of the message is
 /// not looked at.
 void forward(MYSQL* connection, const Mail_content* mail, std::string id);

@@ -3,7 +3,9 @@
 #include "autoresponder/diagnostics.h"
 #include "autoresponder/number.h"
 #include "autoresponder/panel_query.h"
+#include "autoresponder/policy/retry_later.h"
 #include "autoresponder/policy/switches.h"
+#include "autoresponder/process.h"
 #include "base/owned.h"
 #include "base/text.h"
 #include "codecs/utf8.h"
@@ -159,6 +161,14 @@ std::optional<bool> try_to_decide(const Bookkeeping& books, std::int32_t limit,
     }
 }
 
+/// Should the answer not be sent after all.
+void take_back_on_retry(const Bookkeeping& books) {
+    const std::string row =
+        concat({" where rn_id=", books.rule, " and email='", books.sender, "'"});
+    take_back_on_retry(books.connection, concat({"update resp_freq set num=num-1", row}));
+    take_back_on_retry(books.connection, concat({"delete from resp_freq", row, " and num<=0"}));
+}
+
 /// Twice as long after each try, up to a tenth of a second and some, and not the same for two runs
 /// that stood in each other's way.
 void pause_after(int attempt) {
@@ -186,10 +196,15 @@ int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string i
     const Bookkeeping books{connection, id, escape_sender(connection, sender)};
     const std::time_t begin = std::time(nullptr);
     for (int attempt = 1; attempt <= attempts && std::time(nullptr) - begin <= seconds; ++attempt) {
-        if (const std::optional<bool> may = try_to_decide(books, limit, decimal_number(mem_limit)))
+        if (const std::optional<bool> may =
+                try_to_decide(books, limit, decimal_number(mem_limit))) {
+            if (*may)
+                take_back_on_retry(books);
             return *may;
+        }
         pause_after(attempt);
     }
     report({"autoresponder: Other runs stood in the way of reply bookkeeping, not answered"});
+    give_up_if_retried();
     return 0;
 }

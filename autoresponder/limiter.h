@@ -15,7 +15,7 @@
 /// sender each other: one that cannot be had within 5 seconds is told on standard error, and the
 /// run goes on without. When the server gives the transaction up for another run's, everything is
 /// read anew, up to 20 times; then the verdict is silence, told on standard error. Returns 1 to
-/// answer, 0 to stay silent. A failed statement ends the process through correct_exit, with its
+/// answer, 0 to stay silent. A failed statement ends the process through give_up, with its
 /// message.
 int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
                       std::string ans_freq, std::string mem_limit);

@@ -48,7 +48,7 @@ std::optional<FoundMailbox> look_up(MYSQL* connection, const MallocedText& domai
     for (const std::string& statement : lookup_statements(domain.get(), name.get())) {
         if (!run_query(connection, statement, found)) {
             report({"autoresponder: Unable to query: ", mysql_error(connection)});
-            correct_exit();
+            give_up();
         }
         if (const std::optional<Row> row = next_row(found))
             return FoundMailbox{{row->text(0), row->text(1), row->text(2), {}},
@@ -72,7 +72,7 @@ EscapedRecipient escape_recipient(const Mail_content& mail) {
     const bool has_library = mysql_library_init(0, nullptr, nullptr) == 0;
     if (!escaped.domain || !escaped.mailname || !has_library) {
         report({"autoresponder: Unable to alloc memory"});
-        correct_exit();
+        give_up();
     }
     escape_into(escaped.domain, mail.domain);
     escape_into(escaped.mailname, mail.mailname);

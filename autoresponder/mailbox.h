@@ -40,7 +40,7 @@ struct FoundMailbox {
     Lookup lookup;
 };
 
-/// Escapes both halves. Without memory the process ends through correct_exit, with a message.
+/// Escapes both halves. Without memory the process ends through give_up, with a message.
 EscapedRecipient escape_recipient(const Mail_content& mail);
 
 /// Escapes both halves anew where the server's mode gives a backslash no meaning
@@ -55,11 +55,11 @@ std::string without_extension(const std::string& local_part, char delimiter);
 /// Looks the recipient up on an open connection; the first of the four lookups that finds a row
 /// decides. When none does, all are tried once more as far as the host chooses: with the domain in
 /// its other form, and, each time, without the extension that the host's delimiter begins. None for
-/// an unknown mailbox. A failed lookup ends the process through correct_exit, with its message on
+/// an unknown mailbox. A failed lookup ends the process through give_up, with its message on
 /// standard error.
 std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
                                          const EscapedRecipient& recipient, const Policy& policy);
 
-/// The same for a run that acts: an unknown mailbox ends it in the same way.
+/// The same for a run that acts: an unknown mailbox ends it through correct_exit.
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
                                 const EscapedRecipient& recipient, const Policy& policy);

@@ -4,13 +4,16 @@
 #include "autoresponder/guards.h"
 #include "autoresponder/intake.h"
 #include "autoresponder/mail_content.h"
+#include "autoresponder/policy/retry_later.h"
 #include "autoresponder/policy/switches.h"
 #include "autoresponder/process.h"
 #include "autoresponder/responder.h"
 #include "autoresponder/run_log.h"
+#include "autoresponder/temporary_file.h"
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
 
+#include <csignal>
 #include <unistd.h>
 
 namespace {
@@ -33,15 +36,23 @@ int main(int, char** argv) {
     const Policy policy = configured_policy();
     if (policy.log)
         start_run_log(mail);
+    if (policy.retry_status != 0)
+        std::signal(SIGCHLD, SIG_DFL); // where it is ignored, nobody hears how sendmail ended
     // Nobody gets an answer, and the delivery is done all the same.
     if (parse_message(&mail) != 0) {
         log_refusal(last_report());
         report({"Abnormal exit."});
+        if (!mail_copy.is_made())
+            give_up();
         correct_exit();
     }
     if (const Refusal refusal = guard(mail, header_facts, policy)) {
         report({refusal.reason});
         correct_exit();
+    }
+    if (!mail_copy.is_whole() && is_retry_possible()) {
+        report({"autoresponder: Unable to keep a copy of the mail"});
+        give_up();
     }
 
     db_mail_act(&mail);

@@ -15,7 +15,7 @@ bool is_conflict(unsigned int error) {
 
 [[noreturn]] void exit_with_error(MYSQL* connection) {
     report({"autoresponder: Unable to exec query :", mysql_error(connection)});
-    correct_exit();
+    give_up();
 }
 
 } // namespace
@@ -28,14 +28,19 @@ bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& res
     return result != nullptr || mysql_errno(connection) == 0;
 }
 
-MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement) {
+bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlResult& result) {
     constexpr int attempts = 20;
-    MysqlResult result;
     for (int attempt = 1; !run_query(connection, statement, result); ++attempt) {
-        if (mysql_errno(connection) == ER_LOCK_DEADLOCK && attempt < attempts)
-            continue;
-        exit_with_error(connection);
+        if (mysql_errno(connection) != ER_LOCK_DEADLOCK || attempt == attempts)
+            return false;
     }
+    return true;
+}
+
+MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement) {
+    MysqlResult result;
+    if (!run_query_patiently(connection, statement, result))
+        exit_with_error(connection);
     return result;
 }
 

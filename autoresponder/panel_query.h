@@ -13,10 +13,13 @@
 /// counts as a result without rows.
 bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& result);
 
+/// The same, and a statement that the server gave up to end a deadlock with another run, and which
+/// has done nothing, is sent again, a few times, before that counts as failure.
+bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlResult& result);
+
 /// The same for everything that the run cannot go on without: on failure writes
 /// "autoresponder: Unable to exec query :" and the server's error text to standard error and ends
-/// the process through correct_exit. A statement that the server gave up to end a deadlock with
-/// another run has done nothing; it is sent again, a few times, before that counts as failure.
+/// the process through give_up.
 MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement);
 
 /// Thrown for a statement that another run stood in the way of: a deadlock, a lock that was not to

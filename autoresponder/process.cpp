@@ -1,5 +1,6 @@
 #include "autoresponder/process.h"
 
+#include "autoresponder/policy/retry_later.h"
 #include "autoresponder/set_uid_start.h"
 #include "autoresponder/temporary_file.h"
 #include "codecs/idn.h"
@@ -44,6 +45,27 @@ void tidy_up_on(int signal) {
         std::signal(signal, SIG_IGN);
 }
 
+/// Any end with status 1 may be for want of memory or processes.
+int status_after_failure() {
+    const int status = retry_status();
+    if (status == 0)
+        return EXIT_FAILURE;
+    remove_temporary_files();
+    return status;
+}
+
+/// Every other exception would come again.
+bool is_for_want_of_memory(const std::exception_ptr& failure) {
+    try {
+        if (failure)
+            std::rethrow_exception(failure);
+    } catch (const std::bad_alloc&) {
+        return true;
+    } catch (...) {
+    }
+    return false;
+}
+
 } // namespace
 
 void prepare_process() {
@@ -55,6 +77,7 @@ void prepare_process() {
          {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU})
         tidy_up_on(signal);
     std::set_terminate(end_on_exception);
+    failure_status = status_after_failure;
     errno = 0;
 }
 
@@ -63,8 +86,20 @@ void correct_exit() {
     std::exit(EXIT_SUCCESS);
 }
 
+void give_up() {
+    remove_temporary_files();
+    std::exit(retry_status());
+}
+
+void give_up_if_retried() {
+    if (is_retry_possible())
+        give_up();
+}
+
 void end_on_exception() {
     errno = 0; // so that the message shows no error of some earlier call
+    if (!is_for_want_of_memory(std::current_exception()))
+        rule_out_retry();
     try {
         if (const std::exception_ptr failure = std::current_exception())
             std::rethrow_exception(failure);

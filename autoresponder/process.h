@@ -13,7 +13,15 @@ void prepare_process();
 /// process with status 0.
 [[noreturn]] void correct_exit();
 
+/// The way out where something fails that may work another time: the same, with the status that has
+/// the mail server try again where the host chooses so and nothing has been sent.
+[[noreturn]] void give_up();
+
+/// The same for what a run can go on without: returns where the mail is not to be tried again.
+void give_up_if_retried();
+
 /// The way out for an exception that is being handled, or that nobody handled: says what it is on
 /// both output streams and ends the process with status 1. Mail may be in flight at this point, so
 /// the temporary files stay for whoever looks into it, as after every other end with status 1.
+/// Where want of memory has the mail tried again, the end is that of give_up.
 [[noreturn]] void end_on_exception();

@@ -107,7 +107,7 @@ void write_reply(const ResponderRule& rule, const ReplyContext& context,
 
 } // namespace
 
-void send_reply(const ResponderRule& rule, const ReplyContext& context) {
+bool send_reply(const ResponderRule& rule, const ReplyContext& context) {
     const std::string boundary = makeBoundaryStr();
     const std::uint64_t limit = size_limit();
     reply_file.create(limit);
@@ -120,7 +120,7 @@ void send_reply(const ResponderRule& rule, const ReplyContext& context) {
     if (reply_file.size() > limit)
         write_oversize_reply(rule, context, from, reply_file);
     reply_file.finish();
-    deliver_reply(context.policy.null_sender ? null_path : from, context.mail.from);
+    return deliver_reply(context.policy.null_sender ? null_path : from, context.mail.from);
 }
 
 std::string makeBoundaryStr() {

@@ -43,8 +43,7 @@ const char* run_rule(const ResponderRule& rule, const ReplyContext& context,
     forward(context.connection, &mail, rule.id);
     if (!may_answer)
         return "refused";
-    send_reply(rule, context);
-    return "answered";
+    return send_reply(rule, context) ? "answered" : "failed";
 }
 
 } // namespace
@@ -53,7 +52,7 @@ MysqlConnection open_panel_database(const Policy& policy) {
     MysqlConnection connection(db_connect());
     if (!connection) {
         report({"autoresponder: Unable to connect to the mysql database "});
-        correct_exit();
+        give_up();
     }
     // The server's "utf8" has no characters beyond U+FFFF: it gives and takes "?" for them.
     if (policy.standard_mail && mysql_set_character_set(connection.get(), "utf8mb4") != 0)

@@ -45,6 +45,11 @@ public:
     /// Whether what is written next is not lost, as far as is known.
     bool takes_more() const { return file_ && !failed_ && written_ <= limit_; }
 
+    /// Whether there is a file and no write has failed. Known for good once writing has ended.
+    bool is_whole() const { return is_made() && !failed_; }
+
+    bool is_made() const { return why_not_made_ == 0; }
+
     /// How many bytes have got into the file.
     std::uint64_t size();
 

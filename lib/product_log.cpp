@@ -9,6 +9,7 @@
 #include <libgen.h>
 
 const char* PROGNAME = nullptr;
+int (*failure_status)() = [] { return EXIT_FAILURE; };
 
 namespace {
 
@@ -104,7 +105,7 @@ void end_with_failure(const char* fmt, ...) {
     va_start(args, fmt);
     vmesslog2(0, 1, fmt, args);
     va_end(args);
-    std::exit(EXIT_FAILURE);
+    std::exit(failure_status());
 }
 
 int ex_messlog(const char* msg, int status, int) {

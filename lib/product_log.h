@@ -16,8 +16,12 @@ void messlog2(int status, int mess_out, const char* fmt, ...) __attribute__((for
 void vmesslog2(int status, int mess_out, const char* fmt, va_list args)
     __attribute__((format(printf, 3, 0)));
 
+/// Asked for the status that end_with_failure ends with; 1 unless the program has it answered
+/// otherwise.
+extern int (*failure_status)();
+
 /// The end of a process that cannot go on: writes the message as messlog2 does and ends with
-/// status 1.
+/// failure_status.
 [[noreturn]] void end_with_failure(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 
 /// Writes `msg` to standard error and then to standard output, each time behind the program's name

@@ -39,6 +39,6 @@ std::string bounce_reason(const Mail_content& mail, const HeaderFacts& facts);
 /// policy asks, a sign that no person wrote it (automatic.h), a sender that is the recipient or, by
 /// any of its names, the mailbox itself, or a header that names no address of the mailbox. No fault
 /// when it is to be answered. Looks up the mailbox's aliases; a failed statement ends the process
-/// through correct_exit, with its message. Nothing is reported or written otherwise.
+/// through give_up, with its message. Nothing is reported or written otherwise.
 Refusal refusal_of(const Mail_content& mail, const HeaderFacts& facts,
                    const ResolvedMailbox& mailbox, MYSQL* connection, const Policy& policy);

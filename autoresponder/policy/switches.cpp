@@ -2,7 +2,10 @@
 
 #include "lib/autoprepend.h"
 
+#include <charconv>
 #include <cstring>
+#include <string_view>
+#include <sysexits.h>
 
 namespace {
 
@@ -15,6 +18,18 @@ bool switched_on(const char* variable, bool otherwise) {
 char delimiter() {
     const char* const value = ovkConfGet("AUTORESPONDER_RECIPIENT_DELIMITER");
     return value != nullptr && std::strlen(value) == 1 ? *value : '\0';
+}
+
+/// A number from 1 to 255 instead of "true" is the status.
+int status_for_retry(bool modern) {
+    const char* const variable = "AUTORESPONDER_RETRY_LATER";
+    if (switched_on(variable, modern))
+        return EX_TEMPFAIL;
+    const char* const value = ovkConfGet(variable);
+    const std::string_view text = value == nullptr ? "" : value;
+    unsigned char status = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), status);
+    return read.ec == std::errc() && read.ptr == text.data() + text.size() ? status : 0;
 }
 
 } // namespace
@@ -30,5 +45,6 @@ Policy configured_policy() {
             switched_on("AUTORESPONDER_ADDRESSED_ONLY", modern),
             as_shown,
             as_shown && switched_on("AUTORESPONDER_IGNORE_CASE", false),
-            delimiter()};
+            delimiter(),
+            status_for_retry(modern)};
 }

@@ -1,7 +1,7 @@
 // What the host chooses beyond the panel's own behaviour: variables of /etc/ovk/ovk.conf, each on
 // for the value "true" and off for any other. One that is not there goes by AUTORESPONDER_MODERN,
 // which is one of the same kind and off when it is missing as well. Only the delimiter is a
-// character instead.
+// character, and the status may be a number.
 #pragma once
 
 struct Policy {
@@ -29,6 +29,10 @@ struct Policy {
     /// AUTORESPONDER_RECIPIENT_DELIMITER: what an extension of a local part begins with; NUL, which
     /// no local part holds, where none is chosen.
     char recipient_delimiter = '\0';
+    /// AUTORESPONDER_RETRY_LATER: the status by which the mail server learns that a mail is to be
+    /// tried again: 75 for "true", which all but qmail know (EX_TEMPFAIL), or the number that the
+    /// variable holds; 0 where what fails for a while is not tried again.
+    int retry_status = 0;
 };
 
 /// The envelope sender of mail that must not be bounced (RFC 3834 section 3.3).

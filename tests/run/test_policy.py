@@ -1,11 +1,32 @@
-"""What a host may switch on in ovk.conf: refusal of automatic mail, more headers, the null path."""
+"""What a host may switch on in ovk.conf, and which output each switch changes."""
 
 import email
 import email.policy
+import socket
 
 from support.case import BOX, SENDER, PanelCase, mail
 
 REFUSED = "autoresponder: Not answered: {}\n"
+IGNORES_ITS_CHILDREN = ("import os, signal, sys; signal.signal(signal.SIGCHLD, signal.SIG_IGN);"
+                        " os.execv(sys.argv[1], sys.argv[1:])")
+SWITCHES = ("REFUSE_AUTOMATIC", "ADDRESSED_ONLY", "REPLY_HEADERS", "NULL_SENDER", "STANDARD_MAIL", "LOG",
+            "RETRY_LATER", "READ_AS_SHOWN", "IGNORE_CASE", "RECIPIENT_DELIMITER")
+NESTED = mail(headers="Content-Type: multipart/mixed; boundary=o\n", body="--o\nContent-Type:"
+              " multipart/mixed; boundary=i\n\n--i\n\nlate order\n--i--\n--o--\n")
+# What differs from the delivered state, by switch: in every run that sends, and in which run besides.
+ALWAYS = {"REPLY_HEADERS": "head", "NULL_SENDER": "sender", "STANDARD_MAIL": "body head options", "LOG": "log"}
+DIFFERENCES: list[tuple[str, str, str, dict[str, str]]] = [
+    (mail(), BOX, "", ALWAYS),
+    (mail(headers="List-Id: x\n"), BOX, "", ALWAYS | {"REFUSE_AUTOMATIC": "said sent"}),
+    (mail(headers="Return-Path: <>\n"), BOX, "", ALWAYS | {"REFUSE_AUTOMATIC": "count said sent"}),
+    (mail().replace(f"To: {BOX}", "To: x@y.test"), BOX, "", ALWAYS | {"ADDRESSED_ONLY": "said sent"}),
+    (NESTED, BOX, "", ALWAYS | {"READ_AS_SHOWN": "count sent"}),
+    (mail(body="LATE ORDER"), BOX, "", ALWAYS),
+    (mail(), "sales+x@example.com", "", {"RECIPIENT_DELIMITER": "count said sent", "LOG": "log"}),
+    (mail(), BOX, "no database", {"RETRY_LATER": "status", "LOG": "log"}),
+    (mail(), BOX, "exit 75", ALWAYS | {"RETRY_LATER": "count said sent status"}),
+    (mail(), BOX, "exit 67", ALWAYS | {"RETRY_LATER": "said"}),
+]
 
 
 class Policy(PanelCase):
@@ -148,6 +169,88 @@ class Policy(PanelCase):
                 if not own:
                     for message in (mail(headers="List-Id: x\n"), mail().replace(BOX, "x@y.test")):
                         self.assertEqual(len(self.deliver(message).calls), not on)
+
+    def outputs(self, message: str, recipient: str, *switches: str) -> tuple[dict, dict]:
+        """What a run gives but for its mails, and its mails."""
+        (self.box.etc / "ovk.conf").write_text("")
+        for name in switches:
+            self.switch_on(name, value="+" if name == "RECIPIENT_DELIMITER" else "true")
+        self.database.execute("truncate resp_freq")
+        run = self.deliver(message, recipient)
+        mails = {}
+        for call in run.calls:
+            at, (head, _, body) = call.args.index("-f"), call.message.partition(b"\n\n")
+            mails[call.args[at + 2], body.endswith(b"Late.\n\n\n")] = {
+                "options": call.args[1:at], "sender": call.args[at + 1], "head": head, "body": body}
+        try:
+            logged = bool(self.log.recv(4096))
+        except BlockingIOError:
+            logged = False
+        return {"status": run.status, "said": run.err, "log": logged, "sent": mails.keys(),
+                "count": self.database.rows("select rn_id, num from resp_freq order by 1")}, mails
+
+    def test_which_output_differs_for_which_switch(self) -> None:
+        self.log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(self.log.close)
+        self.log.bind(str(self.box.folder / "log"))
+        self.log.setblocking(False)
+        self.box.extra = ["--bind", str(self.box.folder / "log"), "/dev/log"]
+        self.rule(1, forward=["boss@example.org"], attach=["gone"], text="\N{GRINNING FACE}")
+        self.rule(2, keystr="late order", key_where="body", text="Late.")
+        for message, recipient, trouble, expected in DIFFERENCES:
+            self.box.run_folder = self.box.empty if trouble == "no database" else self.database.run_folder
+            self.box.behave(trouble if "exit" in trouble else "")
+            before, mails = self.outputs(message, recipient)
+            for switch in SWITCHES:
+                with self.subTest(message, recipient=recipient, trouble=trouble, switch=switch):
+                    after, others = self.outputs(message, recipient, switch)
+                    differ = {name for name in before if before[name] != after[name]}
+                    for one in mails.keys() & others.keys():
+                        differ |= {name for name in mails[one] if mails[one][name] != others[one][name]}
+                    self.assertEqual(" ".join(sorted(differ)), expected.get(switch, ""))
+
+    def test_retry_later(self) -> None:
+        self.box.wrapper = ["/usr/bin/python3", "-c", IGNORES_ITS_CHILDREN]
+        self.rule(1, forward=["boss@example.org"], attach=["gone"])
+        self.rule(2, text="Second.")
+        lasting = "a" * 60 + "@example.com"  # no host name has such a label
+        self.database.execute("insert into mail_aliases (mn_id, alias) values (1, repeat('a', 60))")
+        for forward, first, second, recipient, status, counts in (
+            ("exit 75", "exit 0", "exit 0", BOX, 75, []),
+            ("exit 67", "exit 75", "exit 0", BOX, 75, []),
+            ("exit 67", "exit 67", "kill -9 $$", BOX, 75, []),  # takes back both
+            ("exit 67", "exit 0", "exit 75", BOX, 0, ["1", "1"]),
+            ("exit 0", "exit 75", "kill -9 $$", BOX, 0, ["1", "1"]),
+            ("exit 67", "exit 67", "exit 67", BOX, 0, ["1", "1"]),
+            ("exit 67", "exit 0", "exit 0", lasting, 1, ["1"]),
+        ):
+            self.box.script(f"case $*$(cat) in *boss*) {forward};; *anna*) exit 75;; *Second*) {second};;"
+                            f" *) {first};; esac")
+            fails = recipient == lasting
+            for value, expected in (("true", (status, counts)), ("no", (fails, ["1"] * (2 - fails)))):
+                with self.subTest(value, forward=forward, first=first, second=second):
+                    (self.box.etc / "ovk.conf").write_text("")
+                    self.switch_on("RETRY_LATER", value=value)
+                    self.database.execute("truncate resp_freq")
+                    run = self.deliver(recipient=recipient)
+                    counted = sum(self.database.rows("select num from resp_freq"), [])
+                    self.assertEqual((run.status, counted), expected)
+                    self.assertEqual(len(run.leftovers), 2 * fails)
+                    for name in run.leftovers:
+                        (self.box.tmp / name).unlink()
+        self.box.run_folder = self.box.empty
+        for modern, value, status in (
+            ("false", "true", 75), ("true", None, 75), ("false", "111", 111), ("true", "1", 1),
+            ("true", "false", 0), ("true", "0", 0), ("true", "256", 0), ("true", "75x", 0),
+            ("true", "-1", 0), ("false", "TRUE", 0), ("false", None, 0),
+        ):
+            with self.subTest(modern, value=value):
+                (self.box.etc / "ovk.conf").write_text("")
+                self.switch_on("MODERN", value=modern)
+                if value:
+                    self.switch_on("RETRY_LATER", value=value)
+                run = self.deliver()
+                self.assertEqual((run.status, run.leftovers), (status, []))
 
     def test_headers_and_envelope(self) -> None:
         self.rule(1, attach=["gone"])
