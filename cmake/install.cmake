@@ -12,5 +12,5 @@ install(PROGRAMS autoresponder/autoresponder-logged DESTINATION "${OVK_PROGRAM_D
 install(FILES man/autoresponder.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
 install(FILES README.md CHANGELOG.md docs/FIRST-STEPS.md docs/OPERATION.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(FILES examples/ovk.conf schema/panel.sql schema/sample.sql
+install(FILES examples/ovk.conf schema/panel.sql schema/resp_freq.sql schema/sample.sql
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
