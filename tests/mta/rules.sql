@@ -7,7 +7,7 @@ insert into domainaliases (dom_id, name, mail) values (2, 'xn--bcher-kva.example
 insert into mail (id, dom_id, mail_name) values
     (1, 1, 'sales'), (2, 1, 'offers'), (3, 1, 'orders'), (4, 1, 'circle'), (5, 2, 'sales'),
     (6, 1, 'storm'), (7, 1, 'info'), (8, 3, 'info'), (9, 1, 'quiet'), (10, 1, 'big'), (11, 1, 'near'),
-    (12, 1, repeat('a', 60));
+    (12, 1, repeat('a', 60)), (13, 1, 'modern');
 insert into mail_aliases (mn_id, alias) values (1, 'office'), (1, 'sales:path=evil');
 insert into misc (param, val) values ('admin_email', 'sales@example.com');
 
@@ -24,14 +24,18 @@ insert into mail_resp (id, mn_id, text, resp_on) values
     (4, 4, 'Round and round.', 'true'), (6, 6, 'Ever on.', 'true'), (7, 7, 'Here.', 'true'),
     (8, 8, 'There.', 'true'), (9, 9, 'Never.', 'false'), (10, 10, 'All of it.', 'true'),
     (11, 11, 'All of it.', 'true'), (12, 12, 'No way.', 'true');
+insert into mail_resp (id, mn_id, keystr, key_where, text, resp_on, charset) values
+    (13, 13, '😀', 'body', '😀 danke\n.\nEnd', 'true', 'UTF-8'),
+    (14, 13, '漢字', 'body', 'お返事\n.\nEnd', 'true', 'iso-2022-jp'),
+    (15, 13, 'late order', 'body', 'Seen.', 'true', 'UTF-8');
 
 insert into resp_forward (rn_id, address) values
     (1, 'colleague@client.test'),
     (2, 'colleague@client.test'), (2, 'archive@client.test'),
     (3, 'colleague@client.test'),
     (4, 'circle@example.com'), (6, 'storm@example.com'), (7, 'info@example.org'),
-    (5, 'colleague@client.test');
+    (5, 'colleague@client.test'), (14, 'colleague@client.test');
 
 insert into resp_attach (rn_id, filename) values
     (2, 'Preisliste für Bücher.bin'), (2, 'terms.pdf'), (2, 'empty'),
-    (10, 'file'), (11, 'file');
+    (10, 'file'), (11, 'file'), (14, '見積書.bin');

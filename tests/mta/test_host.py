@@ -1,9 +1,11 @@
 """Mails that go in by SMTP, through a mail server and the program and out through that server's
-sendmail, and what of them arrives in Maildirs, read by Python's parser. Once as delivered, with the
-program run by a user of its own; once with all manners of the host on, with the set-uid bit."""
+sendmail, and what of them arrives in Maildirs, read by Python's parser. As delivered, with the program
+run by a user of its own; with one switch of the host after the other; and, with the set-uid bit, as a
+modern host has it, where all mails come while the program cannot reach the database."""
 
 import datetime
 import email.message
+from email.header import Header
 import os
 import re
 import subprocess
@@ -14,12 +16,16 @@ from support.database import Database
 
 PRICES = bytes(range(256)) * 300 + b"end"
 ATTACHED = {"Preisliste für Bücher.bin": PRICES, "empty": b""}
+DELIVERED = {"offers": {"multipart"}, "orders": {"eightbit"},
+             "sales": {"plain", "list", "null", "alias", "colon", "plus", "MAILER-DAEMON"}}
 FORWARDED = {"plain", "multipart", "eightbit", "list", "null", "idn", "ascii", "alias",
              "plus"}
 DELIMITER = "AUTORESPONDER_RECIPIENT_DELIMITER +\n"
 REFERENCES = "<first@client.test> <second@client.test>"
 LONG = "a" * 60 + "@example.com"  # has no ASCII form by the rules of host names: status 1
 BROKEN = "x" * 150  # a line of the log longer than what Postfix keeps of one
+DEAR = "漢字のご注文\n.\n以上\n"
+CYRILLIC = ("Длинная тема письма, " * 15)[:300]
 LIMIT = 10  # answers of a rule to a sender
 # Sender's name at client.test, envelope sender where it is another, recipient.
 ROUTES = [("plain", None, "sales@example.com"), ("multipart", None, "offers@example.com"),
@@ -31,6 +37,8 @@ ROUTES = [("plain", None, "sales@example.com"), ("multipart", None, "offers@exam
           ("colon", None, '"sales:path=evil"@example.com'), ("big", None, "big@example.com"),
           ("plus", None, "sales+x@example.com"), ("near", None, "near@example.com"), ("long", None, LONG),
           ("MAILER-DAEMON", "", "sales@example.com")]
+# What garbles or cuts mail as delivered.
+MODERN = [("kanji", None, "modern@example.com"), ("smile", None, "modern@example.com")]
 
 
 def header(name: str, recipient: str) -> str:
@@ -48,10 +56,16 @@ def multipart_mail(name: str, recipient: str) -> bytes:
 
 
 def incoming(name: str, recipient: str) -> bytes:
-    """The mail of a route, with bare line feeds. No line is a lone dot: Postfix's sendmail ends a mail
-    there unless it is given -i."""
+    """The mail of a route, with bare line feeds. No line is a lone dot but in those that are sent with
+    standard mail on: sendmail ends a mail there unless it is given -i."""
     if name == "multipart":
         return multipart_mail(name, recipient)
+    if name == "kanji":
+        return (header(name, recipient) + f"Subject: {Header('ご注文', 'iso-2022-jp').encode()}\n"
+                f"Content-Type: text/plain; charset=iso-2022-jp\n\n{DEAR}").encode("iso-2022-jp")
+    if name == "smile":
+        return (header(name, recipient) + f"Subject: {Header(CYRILLIC, 'utf-8').encode()}\n"
+                "Content-Type: text/plain; charset=utf-8\n\nA late\norder \N{GRINNING FACE}\n").encode()
     if name == "eightbit":
         subject = "=?koi8-r?B?zs/X2cog2sHLwdo=?="  # "new order"
         return (header(name, recipient) + f"Subject: {subject}\n"
@@ -65,7 +79,7 @@ def incoming(name: str, recipient: str) -> bytes:
             "How are you?\n..two dots\n.one\nFrom here on\n").encode()
 
 
-MAILS = {name: incoming(name, recipient) for name, _, recipient in ROUTES}
+MAILS = {name: incoming(name, recipient) for name, _, recipient in ROUTES + MODERN}
 host: Host
 
 
@@ -87,6 +101,7 @@ def setUpModule() -> None:
     limit = int((host.root / "var/qmail/control/databytes").read_text())
     attach("near", "file", bytes((limit - 3000) // 61 * 45))  # in Base64 45 bytes take 61
     attach("big", "file", bytes(12 << 20))
+    attach("modern", "見積書.bin", PRICES)
 
 
 def attach(mailbox: str, name: str, content: bytes) -> None:
@@ -107,21 +122,24 @@ class FirstSteps(unittest.TestCase):
         self.assertEqual(database.rows("select keystr from sample.mail_resp where id = 8"), [["Grüße"]])
 
 
+def begin(variables: str) -> None:
+    host.begin(f"ORVEK_MAILNAMES_D /var/qmail/mailnames\n{DELIMITER}{variables}")
+    database.load("panel.sql", "../tests/mta/rules.sql")
+
+
+def send(routes: list[tuple[str, str | None, str]]) -> int:
+    """How many of them ask the database, if the host refuses automatic mail."""
+    taken = [route for route in routes if route[0] not in host.not_taken]
+    for name, envelope_sender, recipient in taken:
+        host.send(f"{name}@client.test" if envelope_sender is None else envelope_sender, recipient,
+                  MAILS[name])
+    return sum(name not in ("quiet", "MAILER-DAEMON", "null") for name, *_ in taken)
+
+
 class Mails:
     """What holds in both runs."""
 
-    variables: str
-    counts = {"MAILER-DAEMON": 0, "quiet": 0, "long": 0, "twice": 2}
-
-    @classmethod
-    def setUpClass(cls) -> None:
-        host.begin(f"ORVEK_MAILNAMES_D /var/qmail/mailnames\n{cls.variables}")
-        database.load("panel.sql", "../tests/mta/rules.sql")
-        for name, envelope_sender, recipient in ROUTES:
-            if name not in host.not_taken:
-                sender = f"{name}@client.test" if envelope_sender is None else envelope_sender
-                host.send(sender, recipient, MAILS[name])
-        host.settle()
+    counts = {"MAILER-DAEMON": 0, "quiet": 0}
 
     def reply(self, name: str) -> email.message.EmailMessage:
         """The one reply to a sender, without a fault that the parser knows."""
@@ -163,10 +181,8 @@ class Mails:
         self.assert_text(self.reply("eightbit"), "text/plain", "koi8-r", "Ваш заказ принят.")
 
     def test_international_domain(self) -> None:
-        # Converted as a whole, an address in UTF-8 has its local part in the label as well.
-        mailboxes = {"idn": "xn--sales@bcher-zhb.example", "ascii": "sales@xn--bcher-kva.example"}
-        for name in mailboxes.keys() - host.not_taken:
-            mailbox = mailboxes[name]
+        for name in self.international.keys() - host.not_taken:
+            mailbox = self.international[name]
             self.assert_header(name, mailbox, f"Re: Hello from {name}")
             self.assert_text(self.reply(name), "text/plain", "iso-8859-1", "Bücher, Bücher!")
 
@@ -181,7 +197,7 @@ class Mails:
                     for mail in host.mailbox("colleague")}
         self.assertEqual(set(forwards), self.forwarded - host.not_taken)
         self.assertEqual(len(host.mailbox("archive")), 1)
-        recipients = {name: recipient for name, _, recipient in ROUTES}
+        recipients = {name: recipient for name, _, recipient in ROUTES + MODERN} | self.forwarded_from
         for name, mail in forwards.items():
             self.assertEqual(mail[-len(MAILS[name]) - 1:], MAILS[name] + b"\n")
             returns = re.match(rb"Return-Path: <(.*)>\n", mail, re.I)[1].decode()
@@ -196,8 +212,7 @@ class Mails:
             self.assertLessEqual(len(host.replies(name)), LIMIT)
 
     def test_the_same_name_in_two_domains_is_no_circle(self) -> None:
-        self.assertEqual(sorted(reply["From"] for reply in host.replies("twice")),
-                         ["info@example.com", "info@example.org"])
+        self.assertEqual(sorted(reply["From"] for reply in host.replies("twice")), self.answers_twice)
         self.assertEqual([len(host.replies(name)) for name in ("info", "info-org")], [1, 1])
 
     def test_replies_up_to_the_servers_limit_go_out(self) -> None:
@@ -211,29 +226,43 @@ class Mails:
         counts = self.counts | dict.fromkeys(host.not_taken, 0)
         self.assertEqual(replies, {name: counts.get(name, 1) for name in replies}, host.said())
 
+    def test_mailboxes_get_their_mail_once(self) -> None:
+        for mailbox, names in self.delivered.items():
+            self.assertEqual(sorted(mail["From"].addresses[0].username for mail in host.replies(mailbox)),
+                             sorted(names - host.not_taken))
+
     def test_a_recipient_is_one_to_the_program_whatever_is_in_it(self) -> None:
         if "colon" not in host.not_taken:  # who refuses it as a sender has had it whole
             self.assertIn('autoresponder: exim: bad -f address "sales:path=evil@example.com"', host.said())
 
     def test_the_system_log_says_why(self) -> None:
-        said = [line.split("autoresponder: ", 1)[1] for line in host.logged]
-        for line in (f"exit status 1 for {LONG}", "Field From: contains MAILER-DAEMON",
-                     f"wrong rfc1522 sequence (no charset): =?{BROKEN}",
-                     *self.reasons):
+        said = [re.split(r"autoresponder(?:\[\d+\])?: ", line, maxsplit=1)[1] for line in host.logged]
+        for line in ["Field From: contains MAILER-DAEMON", *self.reasons]:
             self.assertIn(line, said, host.said())
         self.assertNotIn("Mailname not found", host.said())  # started for mailboxes with a rule only
         host.run(f"{host.lookup} | grep -q autoresponder")
 
-    def test_two_files_stay_in_tmp_where_the_status_is_1(self) -> None:
-        self.assertEqual(sorted(path.name[:-6] for path in (host.root / "tmp").iterdir()),
-                         ["ovk-autoresponder-", "ovk-response-uu-"])
+    def test_files_stay_in_tmp_where_the_status_is_1(self) -> None:
+        self.assertEqual(sorted(path.name[:-6] for path in (host.root / "tmp").iterdir()), self.left)
 
 
 class AsDelivered(Mails, unittest.TestCase):
-    variables = DELIMITER
-    counts = Mails.counts | {"colon": 0}  # sendmail takes no such sender
-    reasons: list[str] = []
+    # Sendmail takes no such sender as colon's.
+    counts = Mails.counts | {"colon": 0, "long": 0, "twice": 2, "kanji": 0, "smile": 0}
+    reasons = [f"exit status 1 for {LONG}", f"wrong rfc1522 sequence (no charset): =?{BROKEN}"]
     forwarded = FORWARDED
+    forwarded_from: dict[str, str] = {}
+    answers_twice = ["info@example.com", "info@example.org"]
+    # Converted as a whole, an address in UTF-8 has its local part in the label as well.
+    international = {"idn": "xn--sales@bcher-zhb.example", "ascii": "sales@xn--bcher-kva.example"}
+    left = ["ovk-autoresponder-", "ovk-response-uu-"]
+    delivered = DELIVERED
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        begin("")
+        send(ROUTES)
+        host.settle()
 
     def assert_manners(self, reply: email.message.EmailMessage, name: str, mailbox: str) -> None:
         self.assertEqual(reply["Return-Path"], f"<{mailbox}>")
@@ -241,18 +270,61 @@ class AsDelivered(Mails, unittest.TestCase):
             self.assertNotIn(field, reply)
 
 
-class WithAllManners(Mails, unittest.TestCase):
-    variables = DELIMITER + "".join(f"AUTORESPONDER_{name} true\n"
-                        for name in ("REFUSE_AUTOMATIC", "REPLY_HEADERS", "NULL_SENDER"))
-    counts = Mails.counts | {"list": 0, "null": 0}
+class OneByOne(unittest.TestCase):
+    def test_each_switch_changes_what_is_its_own(self) -> None:
+        routes = [route for route in ROUTES + MODERN if route[0] in ("plain", "list", "null", "smile")]
+        for switch, expected in {
+            "MODERN false": set(), "REFUSE_AUTOMATIC true": {"list: 0", "null: 0"},
+            "ADDRESSED_ONLY true": {"copy: 0"}, "REPLY_HEADERS true": {"marked"},
+            "NULL_SENDER true": {"null path"}, "STANDARD_MAIL true": {"smile: 1"}, "LOG true": {"logged"},
+            "READ_AS_SHOWN true": {"smile: 1"}, "RETRY_LATER true": set(), "IGNORE_CASE true": set(),
+        }.items():
+            with self.subTest(switch):
+                begin(f"AUTORESPONDER_{switch}\n")
+                send(routes)
+                host.send("copy@client.test", "sales@example.com",
+                          MAILS["plain"].replace(b"plain", b"copy").replace(b"sales@", b"x@"))
+                host.settle()
+                usual = {"plain": 1, "list": 1, "null": 1, "copy": 1, "smile": 0}
+                seen = {f"{name}: {len(host.mailbox(name))}" for name, count in usual.items()
+                        if len(host.mailbox(name)) != count}
+                plain, = host.replies("plain")
+                seen |= {"null path"} if plain["Return-Path"] == "<>" else set()
+                seen |= {"marked"} if "Auto-Submitted" in plain else set()
+                seen |= {"logged"} if any("mailbox=<sales@" in line for line in host.logged) else set()
+                self.assertEqual(seen, expected)
+
+
+class Modern(Mails, unittest.TestCase):
+    counts = Mails.counts | {"list": 0, "null": 0, "smile": 2}
     reasons = ["autoresponder: Not answered: List-Id is present",
                "autoresponder: Neither answered nor forwarded: Return-Path is null"]
-    forwarded = FORWARDED - {"null"}
+    forwarded = FORWARDED - {"null"} | {"kanji"}
+    forwarded_from = {"idn": "sales@xn--bcher-kva.example"}
+    answers_twice = ["info@example.com"]  # the only one that the mail names
+    international = dict.fromkeys(("idn", "ascii"), "sales@xn--bcher-kva.example")
+    left: list[str] = []
+    delivered = DELIVERED | {"modern": {"kanji", "smile"}}
 
     @classmethod
     def setUpClass(cls) -> None:
         host.paste("README.md", "The set-uid bit instead")
-        super().setUpClass()
+        begin("AUTORESPONDER_MODERN true\n")
+        host.outage(database, lambda: send(ROUTES + MODERN))
+        host.settle()
+
+    def test_nothing_is_garbled_or_cut(self) -> None:
+        reply = self.reply("kanji")
+        text, file = reply.iter_parts()
+        self.assertEqual(reply["Subject"], "Re: ご注文")
+        self.assert_text(text, "text/plain", "iso-2022-jp", "お返事\n.\nEnd")
+        self.assertEqual((file.get_filename(), file.get_content()), ("見積書.bin", PRICES))
+        texts = set()
+        for reply in host.replies("smile"):
+            self.assertEqual((reply["Subject"], reply.defects, reply["Subject"].defects),
+                             ("Re: " + CYRILLIC.rstrip(), [], ()))
+            texts.add(reply.get_content().rstrip("\n"))
+        self.assertEqual(texts, {"\N{GRINNING FACE} danke\n.\nEnd", "Seen."})
 
     def assert_manners(self, reply: email.message.EmailMessage, name: str, mailbox: str) -> None:
         self.assertEqual(reply["Return-Path"], "<>")
@@ -266,16 +338,16 @@ class WithAllManners(Mails, unittest.TestCase):
         self.assertLess(abs(age), datetime.timedelta(minutes=10))
 
     def test_a_set_uid_start_does_not_heed_its_callers_environment(self) -> None:
+        message = MAILS["plain"].replace(b"plain", b"you").replace(b"sales@example.com", b"info@example.org")
         subprocess.run(["chroot", "--userspec=autoresp:autoresp", host.root, "/usr/bin/env", "-i",
                         "MAIL_CONFIG=/nowhere", "RESP_RECIPIENT=info@example.org",
-                        "/usr/lib/ovk/autoresponder"], input=MAILS["plain"].replace(b"plain", b"you"),
-                       check=True)
+                        "/usr/lib/ovk/autoresponder"], input=message, check=True)
         host.settle()
         self.assertEqual(len(host.mailbox("you")), 1)
 
 
 class Withdrawal(unittest.TestCase):
-    """Runs last: takes back what WithAllManners gave."""
+    """Runs last: takes back what Modern gave."""
 
     def test_the_set_uid_bit_and_the_user_go(self) -> None:
         host.paste("docs/OPERATION.md", "How to back out")

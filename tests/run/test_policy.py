@@ -238,6 +238,10 @@ class Policy(PanelCase):
                     self.assertEqual(len(run.leftovers), 2 * fails)
                     for name in run.leftovers:
                         (self.box.tmp / name).unlink()
+        self.database.execute("truncate resp_freq; alter table resp_freq add check (rn_id <> 2)")
+        self.switch_on("RETRY_LATER")  # and the transaction of rule 2 fails, behind the refusals for rule 1
+        self.box.script("exit 67")
+        self.assertEqual((self.deliver().status, self.database.rows("select * from resp_freq")), (75, []))
         self.box.run_folder = self.box.empty
         for modern, value, status in (
             ("false", "true", 75), ("true", None, 75), ("false", "111", 111), ("true", "1", 1),
