@@ -5,10 +5,11 @@
  *   turns ROUNDS WARM-UP INPUT OUTPUT COMMAND [ARGUMENT...] [-- COMMAND [ARGUMENT...]]...
  *
  * ROUNDS times each command in order, with the file INPUT as standard input and OUTPUT as standard
- * output; words like NAME=VALUE in front of a COMMAND go into its environment. For every run but
- * those of the first WARM-UP rounds it prints a line: number of the command from 0, wall time and
- * CPU time in microseconds, peak memory in KiB, page faults. CPU time and faults include those of
- * children that the command waited for. Status 1 when a command cannot be run or fails. */
+ * output; in front of a COMMAND, words like NAME=VALUE go into its environment, <FILE is its
+ * standard input instead, and 2>FILE its standard error. For every run but those of the first
+ * WARM-UP rounds it prints a line: number of the command from 0, wall time and CPU time in
+ * microseconds, peak memory in KiB, page faults. CPU time and faults include those of children that
+ * the command waited for. Status 1 when a command cannot be run or fails. */
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -33,8 +34,16 @@ static pid_t start(char** command, const char* input, const char* output) {
     if (child == 0) {
         dup2(open(input, O_RDONLY), STDIN_FILENO);
         dup2(open(output, O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
-        for (; strchr(command[0], '=') != NULL; ++command)
-            putenv(command[0]);
+        for (;; ++command) {
+            if (command[0][0] == '<')
+                dup2(open(command[0] + 1, O_RDONLY), STDIN_FILENO);
+            else if (strncmp(command[0], "2>", 2) == 0)
+                dup2(open(command[0] + 2, O_WRONLY), STDERR_FILENO);
+            else if (strchr(command[0], '=') != NULL)
+                putenv(command[0]);
+            else
+                break;
+        }
         execv(command[0], command);
         _exit(127);
     }
