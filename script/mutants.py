@@ -23,7 +23,7 @@ FIRST = {"attachments": "reply", "autoprepend": "parameters", "dbconnect": "para
          "forward": "forward", "get_param": "parameters", "guards": "refusals", "intake": "forward",
          "limiter": "limiter", "mailbox": "rules", "notice": "notice", "number": "limiter",
          "panel_query": "limiter", "process": "refusals", "refusal": "policy", "reply": "reply",
-         "responder": "rules", "rules": "rules", "run_log": "log", "set_uid_start": "refusals",
+         "responder": "rules", "retry_later": "policy", "rules": "rules", "run_log": "log", "set_uid_start": "refusals",
          "size_limit": "reply", "spawn": "reply", "standard_mail": "reply", "switches": "policy",
          "temporary_file": "reply", "thread": "policy"}
 

@@ -213,6 +213,7 @@ class SizeLimit(PanelCase):
 
     def test_nothing_is_read_that_nobody_gets(self) -> None:
         """A hole of 100 GB, with a limit and without."""
+        self.box.timeout = 200
         self.box.tmp_mount = ["--size", str(2 << 30), "--tmpfs", "/tmp"]
         hole = self.box.attachments(BOX) / "hole"
         hole.touch()
