@@ -42,8 +42,8 @@ bool send_message(Descriptor message, const std::string& envelope_sender,
 /// the host has mail tried again, a reply that could not be written whole counts as not sent.
 bool deliver_reply(const std::string& envelope_sender, const std::string& recipient);
 
-/// Streams `text` into sendmail through a pipe. Failures are reported on standard error and give
-/// the notice up, as does an address that is no safe argument; only a failed fork ends the process
-/// (status 1).
+/// Streams `text` into sendmail through a pipe. Both addresses are safe arguments. Failures are
+/// reported on standard error and give the notice up; only a failed fork ends the process (status
+/// 1).
 void deliver_notice(const std::string& envelope_sender, const std::string& recipient,
                     const std::string& text);

@@ -15,7 +15,6 @@
 
 namespace {
 
-/// The rule's addresses in the server's order, as stored, but for those that sendmail must not see.
 std::vector<std::string> forward_addresses(MYSQL* connection, const std::string& rule) {
     const MysqlResult rows = run_query_or_exit(
         connection, concat({"select address from resp_forward where rn_id=", rule}));
@@ -27,7 +26,6 @@ std::vector<std::string> forward_addresses(MYSQL* connection, const std::string&
     return addresses;
 }
 
-/// The recipient, to whom a bounce goes.
 std::string envelope_sender(const Mail_content& mail) {
     const Policy policy = configured_policy();
     try {
@@ -39,9 +37,13 @@ std::string envelope_sender(const Mail_content& mail) {
 
 } // namespace
 
+ForwardPlan plan_forward(MYSQL* connection, const Mail_content& mail, const std::string& id) {
+    return {envelope_sender(mail), forward_addresses(connection, id)};
+}
+
 void forward(MYSQL* connection, const Mail_content* mail, std::string id) {
-    const std::vector<std::string> addresses = forward_addresses(connection, id);
-    if (addresses.empty())
+    const ForwardPlan plan = plan_forward(connection, *mail, id);
+    if (plan.recipients.empty())
         return;
     Descriptor copy = mail_copy.open_to_read();
     if (!copy) {
@@ -51,6 +53,6 @@ void forward(MYSQL* connection, const Mail_content* mail, std::string id) {
         give_up_if_retried();
         return;
     }
-    if (send_message(std::move(copy), envelope_sender(*mail), addresses))
-        log_forward(addresses.size());
+    if (send_message(std::move(copy), plan.envelope_sender, plan.recipients))
+        log_forward(plan.recipients.size());
 }

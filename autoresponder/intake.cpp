@@ -133,9 +133,11 @@ std::unique_ptr<const DwMailbox> first_valid_mailbox(DwAddressReader reader) {
 
 /// The text of the part that find_text_entity finds, not recoded yet.
 PartText text_of_part(const DwMessage& message) {
-    PartText part{{}, default_charset, std::nullopt};
+    PartText part{{}, default_charset, std::nullopt, {}};
     DwString decoded;
-    if (const std::optional<DwEntity> entity = find_text_entity(message)) {
+    std::size_t number = 0;
+    if (const std::optional<DwEntity> entity = find_text_entity(message, &number)) {
+        part.place = place_of(*entity, number == 0 ? "" : std::to_string(number));
         part.charset = until_nul(GetCharset(*entity).view());
         DecodeBody(*entity, decoded);
     }
@@ -143,14 +145,14 @@ PartText text_of_part(const DwMessage& message) {
     return part;
 }
 
+} // namespace
+
 void set_recipient(std::string_view recipient, Mail_content* mail) {
     const std::size_t at = recipient.find('@');
     mail->to = recipient;
     mail->mailname = recipient.substr(0, at);
     mail->domain = at == std::string_view::npos ? recipient : recipient.substr(at + 1);
 }
-
-} // namespace
 
 int parse_message(Mail_content* mail) {
     if (!mail_copy.create()) {
@@ -179,14 +181,17 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
 }
 
 int read_content(DwString text, const char* recipient, const Policy& policy, Mail_content* mail,
-                 HeaderFacts* facts) {
+                 HeaderFacts* facts, ReadingPlaces* places) {
+    ReadingPlaces unasked;
+    if (places == nullptr)
+        places = &unasked;
     std::unique_ptr<DwMessage> message = DwMessage::NewMessage(std::exchange(text, DwString()));
     message->Parse();
     const DwHeaders& headers = message->Headers();
 
-    std::unique_ptr<const DwMailbox> sender = find_sender(headers);
+    std::unique_ptr<const DwMailbox> sender = find_sender(headers, &places->sender);
     if (!sender && policy.read_as_shown)
-        sender = save_sender(headers);
+        sender = save_sender(headers, &places->sender);
     if (!sender) {
         report({"Could not get sender's e-mail address from Reply-To: or From: headers."});
         return 1;
@@ -203,6 +208,7 @@ int read_content(DwString text, const char* recipient, const Policy& policy, Mai
     set_recipient(recipient, mail);
     mail->date = field_text(headers.HasDate(), headers.Date());
     *facts = read_header_facts(headers);
+    places->text = std::move(part.place);
     // Recoding takes as much memory again; the message has told everything by now.
     message.reset();
     if (policy.read_as_shown) {
@@ -216,16 +222,18 @@ int read_content(DwString text, const char* recipient, const Policy& policy, Mai
     return 0;
 }
 
-std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers) {
+std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers, const char** field) {
     std::unique_ptr<const DwMailbox> sender;
     if (headers.HasReplyTo())
         sender = GetMailboxFromAddressList(headers.ReplyTo());
+    if (field != nullptr)
+        *field = sender ? "Reply-To" : "From";
     if (!sender && headers.HasFrom())
         sender = GetMailboxFromMailboxList(headers.From());
     return sender;
 }
 
-std::optional<DwEntity> find_text_entity(const DwMessage& message) {
+std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t* number) {
     const DwHeaders& headers = message.Headers();
     if (!headers.HasContentType())
         return message;
@@ -234,10 +242,15 @@ std::optional<DwEntity> find_text_entity(const DwMessage& message) {
         return message;
     if (type != DwMime::kTypeMultipart)
         return std::nullopt;
+    std::size_t count = 0;
     for (DwBodyPartReader parts(message.Body()); parts.Next();) {
+        ++count;
         const DwHeaders& own = parts.Part().Headers();
-        if (own.HasContentType() && own.ContentType().Type() == DwMime::kTypeText)
+        if (own.HasContentType() && own.ContentType().Type() == DwMime::kTypeText) {
+            if (number != nullptr)
+                *number = count;
             return parts.Part();
+        }
     }
     return std::nullopt;
 }

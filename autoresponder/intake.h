@@ -7,6 +7,7 @@
 #include "autoresponder/mail_content.h"
 #include "autoresponder/policy/header_facts.h"
 #include "autoresponder/policy/switches.h"
+#include "autoresponder/shown/text_part.h"
 #include "mimelib/mimelib.h"
 
 #include <cstddef>
@@ -22,6 +23,17 @@
 /// leaves it incomplete. Returns 0, or 1 when the message cannot be used: `mail` is then untouched.
 int parse_message(Mail_content* mail);
 
+/// Where the intake has found what it gives, for whoever wants to know.
+struct ReadingPlaces {
+    /// Name of the field that the sender stands in.
+    const char* sender = "";
+    /// Of the text.
+    PartPlace text;
+};
+
+/// Fills the fields of `mail` that tell the recipient.
+void set_recipient(std::string_view recipient, Mail_content* mail);
+
 /// Stores the next bytes, at most `size`, in `block` and returns how many; 0 at the end.
 using BlockSource = std::function<std::size_t(char* block, std::size_t size)>;
 /// Is told the bytes as they come.
@@ -33,16 +45,19 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
 
 /// The part of parse_message without files and environment: fills `mail` and `facts` from the text
 /// of a message (RFC 822 and MIME), which is let go as soon as it has told everything: a large one
-/// is best handed over. `recipient` is null when there is none. Results as above.
+/// is best handed over. `recipient` is null when there is none. `places` may be null. Results as
+/// above.
 int read_content(DwString text, const char* recipient, const Policy& policy, Mail_content* mail,
-                 HeaderFacts* facts);
+                 HeaderFacts* facts, ReadingPlaces* places = nullptr);
 
-/// First usable mailbox of Reply-To, else of From; null when there is none.
-std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers);
+/// First usable mailbox of Reply-To, else of From, whose name then goes into `field`; null when
+/// there is none.
+std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers,
+                                             const char** field = nullptr);
 
 /// The entity whose text the body comes from: the message itself, or the first direct part of a
-/// multipart that calls itself text. None when there is none.
-std::optional<DwEntity> find_text_entity(const DwMessage& message);
+/// multipart that calls itself text, whose number then goes into `number`. None when there is none.
+std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t* number = nullptr);
 
 /// The value of the entity's charset parameter as written, or "US-ASCII". The parameter's name
 /// matches in any case.

@@ -86,6 +86,9 @@ std::string escape_sender(MYSQL* connection, const std::string& sender) {
     return MallocedText(escape_mysql_param(connection, sender.c_str())).get();
 }
 
+/// As a further condition, what is there once earlier days have been purged.
+constexpr char today[] = " and ((TO_DAYS(NOW())-TO_DAYS(time_resp))>0) is not true";
+
 std::string count_of_sender(const Bookkeeping& books) {
     return concat(
         {"select num from resp_freq where rn_id=", books.rule, " and email='", books.sender, "'"});
@@ -105,12 +108,17 @@ bool count_one_more(const Bookkeeping& books, std::int32_t limit) {
     return true;
 }
 
-/// Senders that share the oldest time go together.
+/// Those with the oldest time, as statements go on behind "from". Senders that share it go
+/// together.
+std::string oldest_entries(const Bookkeeping& books, const char* condition) {
+    const std::optional<std::string> oldest = books.value(
+        concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule, condition}), "0");
+    return concat(
+        {" from resp_freq where rn_id=", books.rule, " and time_resp='", oldest.value_or(""), "'"});
+}
+
 void evict_oldest(const Bookkeeping& books) {
-    const std::optional<std::string> oldest =
-        books.value(concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule}), "0");
-    books.run(concat({"delete from resp_freq where rn_id=", books.rule, " and time_resp='",
-                      oldest.value_or(""), "'"}));
+    books.run("delete" + oldest_entries(books, ""));
 }
 
 /// Of two first answers one meets the other's key.
@@ -126,22 +134,30 @@ std::string bookkeeping_name(const std::string& sender) {
                                                       : sender);
 }
 
+/// How the bookkeeping stands as far as `condition` lets it count.
+LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit,
+                            const char* condition) {
+    const std::optional<std::string> entries = books.value(
+        concat({"select COUNT(*) from resp_freq where rn_id=", books.rule, condition}), "0");
+    const std::optional<std::string> num = books.value(count_of_sender(books) + condition, "0");
+    return {num ? std::optional(decimal_number(*num)) : std::nullopt, limit,
+            decimal_number(entries.value_or("0")), mem_limit};
+}
+
 /// Whether the sender may be answered; if so, it is recorded, in a transaction. What comes before
 /// that only reads, or deletes what no longer counts: outside, it keeps no lock, so that a crowd
 /// does not wait for one another, and a mail that is refused costs no transaction.
 bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit) {
     books.run(purge_of_earlier_days(books.rule));
-    const std::optional<std::string> entries =
-        books.value(concat({"select COUNT(*) from resp_freq where rn_id=", books.rule}), "0");
-    const std::optional<std::string> num = books.value(count_of_sender(books), "0");
-    if (num && decimal_number(*num) >= limit)
+    const LimiterVerdict verdict = read_verdict(books, limit, mem_limit, "");
+    if (!verdict.allows())
         return false;
     books.run("begin");
     bool may_answer = true;
-    if (num) {
+    if (verdict.answers) {
         may_answer = count_one_more(books, limit);
     } else {
-        if (decimal_number(entries.value_or("0")) >= mem_limit)
+        if (verdict.evicts())
             evict_oldest(books);
         insert_sender(books);
     }
@@ -180,6 +196,21 @@ void pause_after(int attempt) {
 }
 
 } // namespace
+
+LimiterVerdict limiter_verdict(MYSQL* connection, const Mail_content& mail, const std::string& id,
+                               const std::string& ans_freq, const std::string& mem_limit) {
+    const Bookkeeping books{connection, id, escape_sender(connection, bookkeeping_name(mail.from))};
+    return read_verdict(books, decimal_number(ans_freq), decimal_number(mem_limit), today);
+}
+
+std::vector<std::string> senders_to_evict(MYSQL* connection, const std::string& id) {
+    const Bookkeeping books{connection, id, {}};
+    const MysqlResult rows = books.run("select email" + oldest_entries(books, today));
+    std::vector<std::string> senders;
+    while (const std::optional<Row> row = next_row(rows))
+        senders.push_back(row->text(0));
+    return senders;
+}
 
 int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
                       std::string ans_freq, std::string mem_limit) {

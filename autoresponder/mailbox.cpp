@@ -92,12 +92,19 @@ std::string without_extension(const std::string& local_part, char delimiter) {
 }
 
 std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
-                                         const EscapedRecipient& recipient, const Policy& policy) {
+                                         const EscapedRecipient& recipient, const Policy& policy,
+                                         std::vector<AddressTried>* tried) {
+    const auto note = [tried](const std::string& domain, const std::string& name) {
+        if (tried != nullptr)
+            tried->push_back({name, domain});
+    };
+    note(mail.domain, mail.mailname);
     std::optional<FoundMailbox> found = look_up(connection, recipient.domain, recipient.mailname);
     const auto look_up_else = [&](const std::string& domain, const std::string& name) {
-        if (!found && (domain != mail.domain || name != mail.mailname))
-            found =
-                look_up(connection, MallocedText(escape_mysql_param(connection, domain.c_str())),
+        if (found || (domain == mail.domain && name == mail.mailname))
+            return;
+        note(domain, name);
+        found = look_up(connection, MallocedText(escape_mysql_param(connection, domain.c_str())),
                         MallocedText(escape_mysql_param(connection, name.c_str())));
     };
     const std::string other =

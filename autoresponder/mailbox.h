@@ -9,6 +9,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 /// The two halves of the recipient, escaped for a quoted SQL literal. Escaped before there is a
 /// connection, so that the connection's character set plays no part in it.
@@ -40,6 +41,12 @@ struct FoundMailbox {
     Lookup lookup;
 };
 
+/// The address that a round of lookups is for.
+struct AddressTried {
+    std::string mailname;
+    std::string domain;
+};
+
 /// Escapes both halves. Without memory the process ends through give_up, with a message.
 EscapedRecipient escape_recipient(const Mail_content& mail);
 
@@ -56,9 +63,11 @@ std::string without_extension(const std::string& local_part, char delimiter);
 /// decides. When none does, all are tried once more as far as the host chooses: with the domain in
 /// its other form, and, each time, without the extension that the host's delimiter begins. None for
 /// an unknown mailbox. A failed lookup ends the process through give_up, with its message on
-/// standard error.
+/// standard error. The addresses are appended to `tried`, unless that is null: the last of them was
+/// found, if any.
 std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
-                                         const EscapedRecipient& recipient, const Policy& policy);
+                                         const EscapedRecipient& recipient, const Policy& policy,
+                                         std::vector<AddressTried>* tried = nullptr);
 
 /// The same for a run that acts: an unknown mailbox ends it through correct_exit.
 ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,

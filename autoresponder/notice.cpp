@@ -116,13 +116,24 @@ std::string notice_text(const std::string& sender, const Client& client, const s
 
 } // namespace
 
-void notify_about_missing(const std::string& missing, const ResponderRule& rule,
-                          const ReplyContext& context) {
+std::optional<NoticePlan> plan_notice(const std::string& missing, const ResponderRule& rule,
+                                      const ReplyContext& context) {
     const std::optional<Client> client = find_client(context);
     if (!client)
-        return;
+        return std::nullopt;
     const std::string sender = notice_sender(context.connection);
-    deliver_notice(context.policy.null_sender ? null_path : sender, client->email,
-                   notice_text(sender, *client, missing, rule, context));
+    const std::string envelope_sender = context.policy.null_sender ? null_path : sender;
+    if (!is_safe_argument(envelope_sender) || !is_safe_argument(client->email))
+        return std::nullopt;
+    return NoticePlan{envelope_sender, client->email,
+                      notice_text(sender, *client, missing, rule, context)};
+}
+
+void notify_about_missing(const std::string& missing, const ResponderRule& rule,
+                          const ReplyContext& context) {
+    const std::optional<NoticePlan> plan = plan_notice(missing, rule, context);
+    if (!plan)
+        return;
+    deliver_notice(plan->envelope_sender, plan->recipient, plan->text);
     log_notice();
 }

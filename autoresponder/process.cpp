@@ -13,9 +13,13 @@
 #include <fcntl.h>
 #include <initializer_list>
 #include <new>
+#include <optional>
 #include <unistd.h>
 
 namespace {
+
+/// Whatever the way out.
+std::optional<int> only_status;
 
 // open() gives the lowest free number, so going upwards fills exactly the gaps.
 void hold_standard_descriptors() {
@@ -47,7 +51,7 @@ void tidy_up_on(int signal) {
 
 /// Any end with status 1 may be for want of memory or processes.
 int status_after_failure() {
-    const int status = retry_status();
+    const int status = only_status ? *only_status : retry_status();
     if (status == 0)
         return EXIT_FAILURE;
     remove_temporary_files();
@@ -83,12 +87,16 @@ void prepare_process() {
 
 void correct_exit() {
     remove_temporary_files();
-    std::exit(EXIT_SUCCESS);
+    std::exit(only_status.value_or(EXIT_SUCCESS));
+}
+
+void set_exit_status(int status) {
+    only_status = status;
 }
 
 void give_up() {
     remove_temporary_files();
-    std::exit(retry_status());
+    std::exit(only_status ? *only_status : retry_status());
 }
 
 void give_up_if_retried() {

@@ -10,7 +10,7 @@
 void prepare_process();
 
 /// The normal way out: removes both temporary files, whether they exist or not, and ends the
-/// process with status 0.
+/// process with status 0: the mail server has no more to do, whatever came of the mail.
 [[noreturn]] void correct_exit();
 
 /// The way out where something fails that may work another time: the same, with the status that has
@@ -19,6 +19,9 @@ void prepare_process();
 
 /// The same for what a run can go on without: returns where the mail is not to be tried again.
 void give_up_if_retried();
+
+/// Has all ways out of this header end with `status`, for a program that no mail server starts.
+void set_exit_status(int status);
 
 /// The way out for an exception that is being handled, or that nobody handled: says what it is on
 /// both output streams and ends the process with status 1. Mail may be in flight at this point, so

@@ -9,7 +9,7 @@
 #include "autoresponder/shown/subject.h"
 #include "autoresponder/size_limit.h"
 #include "autoresponder/template.h"
-#include "autoresponder/temporary_file.h"
+#include "codecs/idn.h"
 
 #include <array>
 #include <cstdlib>
@@ -47,16 +47,6 @@ std::string fill_subject(const ResponderRule& rule, const Mail_content& mail) {
 std::string make_subject(const ResponderRule& rule, const ReplyContext& context) {
     std::string subject = fill_subject(rule, context.mail);
     return context.policy.read_as_shown ? without_controls(std::move(subject)) : subject;
-}
-
-/// The autoresponder's own address in ASCII form. Without one there is no reply: the process ends
-/// with status 1.
-std::string ascii_address(const std::string& address, const Policy& policy) {
-    try {
-        return own_address(address, policy);
-    } catch (...) {
-        end_on_exception();
-    }
 }
 
 void write_attachment(const std::string& directory, const std::string& name,
@@ -107,20 +97,35 @@ void write_reply(const ResponderRule& rule, const ReplyContext& context,
 
 } // namespace
 
-bool send_reply(const ResponderRule& rule, const ReplyContext& context) {
+ComposedReply compose_reply(const ResponderRule& rule, const ReplyContext& context,
+                            std::uint64_t limit, TemporaryFile& reply,
+                            const std::function<void(const std::string& missing)>& tell_missing) {
     const std::string boundary = makeBoundaryStr();
-    const std::uint64_t limit = size_limit();
-    reply_file.create(limit);
     const AttachmentNames attachments =
         find_attachments(context.connection, rule.id, context.mailbox.attachments_dir);
     if (!attachments.missing.empty())
-        notify_about_missing(attachments.missing, rule, context);
-    const std::string from = ascii_address(context.mail.to, context.policy);
-    write_reply(rule, context, attachments.found, boundary, from, reply_file);
-    if (reply_file.size() > limit)
-        write_oversize_reply(rule, context, from, reply_file);
+        tell_missing(attachments.missing);
+    const std::string from = own_address(context.mail.to, context.policy);
+    write_reply(rule, context, attachments.found, boundary, from, reply);
+    const bool oversize = reply.size() > limit;
+    if (oversize)
+        write_oversize_reply(rule, context, from, reply);
+    return {context.policy.null_sender ? null_path : from, oversize};
+}
+
+bool send_reply(const ResponderRule& rule, const ReplyContext& context) {
+    const std::uint64_t limit = size_limit();
+    reply_file.create(limit);
+    ComposedReply composed;
+    try {
+        composed = compose_reply(rule, context, limit, reply_file, [&](const std::string& missing) {
+            notify_about_missing(missing, rule, context);
+        });
+    } catch (const orvek::idn::IdnaError&) {
+        end_on_exception();
+    }
     reply_file.finish();
-    return deliver_reply(context.policy.null_sender ? null_path : from, context.mail.from);
+    return deliver_reply(composed.envelope_sender, context.mail.from);
 }
 
 std::string makeBoundaryStr() {

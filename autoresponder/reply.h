@@ -4,8 +4,25 @@
 
 #include "autoresponder/reply_context.h"
 #include "autoresponder/rules.h"
+#include "autoresponder/temporary_file.h"
 
+#include <cstdint>
+#include <functional>
 #include <string>
+
+struct ComposedReply {
+    std::string envelope_sender;
+    /// Whether the reply was larger than the limit, and the file holds the short one instead.
+    bool oversize = false;
+};
+
+/// Writes the reply of `rule` to `reply`, which takes `limit` bytes. Files that the rule names and
+/// that do not exist are left out; `tell_missing` is called with their names, a line feed behind
+/// each, before the writing begins. A recipient without an ASCII form throws orvek::idn::IdnaError
+/// after that. A failed attachment query ends the process through give_up.
+ComposedReply compose_reply(const ResponderRule& rule, const ReplyContext& context,
+                            std::uint64_t limit, TemporaryFile& reply,
+                            const std::function<void(const std::string& missing)>& tell_missing);
 
 /// Composes and delivers the reply of `rule`. Files that the rule names and that do not exist are
 /// told to the client by mail, and the reply goes without them. Returns when the reply has been

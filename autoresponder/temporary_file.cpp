@@ -58,6 +58,12 @@ void TemporaryFile::finish() {
     file_.reset();
 }
 
+Descriptor TemporaryFile::take() {
+    flush();
+    lseek(file_.get(), 0, SEEK_SET);
+    return std::move(file_);
+}
+
 Descriptor TemporaryFile::open_to_read() const {
     if (why_not_made_ != 0) {
         errno = why_not_made_;

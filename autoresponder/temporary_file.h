@@ -64,6 +64,9 @@ public:
     /// says why.
     Descriptor open_to_read() const;
 
+    /// Ends the writing and gives the file away, to be read from its beginning.
+    Descriptor take();
+
     const char* name() const { return name_; }
 
     /// Takes the file off the disk, if it is there. Safe in a signal handler.

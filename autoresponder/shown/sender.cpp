@@ -36,7 +36,8 @@ std::unique_ptr<const DwMailbox> only_bracketed(std::string_view field) {
 
 } // namespace
 
-std::unique_ptr<const DwMailbox> save_sender(const DwHeaders& headers) {
+std::unique_ptr<const DwMailbox> save_sender(const DwHeaders& headers, const char** field) {
     std::unique_ptr<const DwMailbox> sender = only_bracketed(headers.ReplyTo().AsString().view());
+    *field = sender ? "Reply-To" : "From";
     return sender ? std::move(sender) : only_bracketed(headers.From().AsString().view());
 }

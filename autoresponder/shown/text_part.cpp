@@ -74,17 +74,12 @@ LineFormat line_format(const DwMediaType& type) {
 }
 
 /// None when there is nothing to see.
-std::optional<PartText> text_of(const DwEntity& entity, orvek::ShownCharsets& charsets) {
-    const DwMediaType& type = entity.Headers().ContentType();
-    PartText shown;
-    shown.charset = until_nul(shown_parameter(type, "charset"));
-    shown.text = charsets.to_utf8(decode(entity).view(), shown.charset);
-    if (shown_subtype(type) == "html")
-        shown.text = orvek::html_text(std::move(shown.text));
-    else
-        shown.lines = line_format(type);
+std::optional<PartText> text_of(const DwEntity& entity, std::string number,
+                                orvek::ShownCharsets& charsets) {
+    PartText shown = shown_entity(entity, charsets);
     if (!orvek::shows_text(shown.text))
         return std::nullopt;
+    shown.place = place_of(entity, std::move(number));
     return shown;
 }
 
@@ -102,16 +97,19 @@ public:
         for (; turn_ != Kind::nothing; turn_ = next_turn()) {
             while (left > 0 && parts_->Next()) {
                 --left;
+                ++number_;
                 const Kind kind = kind_of(parts_->Part());
                 if (kind != Kind::nothing && (!alternatives_ || kind == turn_))
                     return true;
             }
             parts_.emplace(body_);
+            number_ = 0;
         }
         return false;
     }
 
     const DwEntity& part() const { return parts_->Part(); }
+    std::size_t number() const { return number_; }
 
 private:
     static DwString boundary_of(const DwEntity& entity) {
@@ -130,7 +128,15 @@ private:
     Kind turn_ = Kind::plain;
     DwBody body_;
     std::optional<DwBodyPartReader> parts_;
+    std::size_t number_ = 0; // of the part
 };
+
+std::string number_of_part(const std::vector<std::unique_ptr<Multipart>>& entered) {
+    std::string number;
+    for (const std::unique_ptr<Multipart>& multipart : entered)
+        number.append(number.empty() ? "" : ".").append(std::to_string(multipart->number()));
+    return number;
+}
 
 std::optional<PartText> text_within(const DwEntity& multipart, orvek::ShownCharsets& charsets) {
     std::vector<std::unique_ptr<Multipart>> entered;
@@ -142,7 +148,8 @@ std::optional<PartText> text_within(const DwEntity& multipart, orvek::ShownChars
         } else if (is_multipart(entered.back()->part())) {
             if (entered.size() < most_nested)
                 entered.push_back(std::make_unique<Multipart>(entered.back()->part()));
-        } else if (std::optional<PartText> text = text_of(entered.back()->part(), charsets)) {
+        } else if (std::optional<PartText> text =
+                       text_of(entered.back()->part(), number_of_part(entered), charsets)) {
             return text;
         }
     }
@@ -151,11 +158,30 @@ std::optional<PartText> text_within(const DwEntity& multipart, orvek::ShownChars
 
 } // namespace
 
+PartPlace place_of(const DwEntity& entity, std::string number) {
+    const DwHeaders& headers = entity.Headers();
+    return {std::move(number), headers.ContentType().AsString().str(),
+            headers.ContentTransferEncoding().AsString().str(), true};
+}
+
+PartText shown_entity(const DwEntity& entity, orvek::ShownCharsets& charsets) {
+    const DwMediaType& type = entity.Headers().ContentType();
+    PartText shown;
+    shown.charset = until_nul(shown_parameter(type, "charset"));
+    shown.text = charsets.to_utf8(decode(entity).view(), shown.charset);
+    if (shown_subtype(type) == "html")
+        shown.text = orvek::html_text(std::move(shown.text));
+    else
+        shown.lines = line_format(type);
+    return shown;
+}
+
 PartText shown_text(const DwMessage& message) {
     std::optional<PartText> text;
     orvek::ShownCharsets charsets;
     if (kind_of(message) != Kind::nothing)
-        text = is_multipart(message) ? text_within(message, charsets) : text_of(message, charsets);
+        text =
+            is_multipart(message) ? text_within(message, charsets) : text_of(message, {}, charsets);
     if (!text)
         text.emplace();
     if (text->charset.empty())

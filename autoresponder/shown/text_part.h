@@ -2,10 +2,22 @@
 #pragma once
 
 #include "autoresponder/shown/lines.h"
+#include "codecs/shown_charset.h"
 #include "mimelib/mimelib.h"
 
 #include <optional>
 #include <string>
+
+/// Where a text stands in a mail, and as what.
+struct PartPlace {
+    /// "1", of parts within parts "2.1"; empty for the mail itself.
+    std::string number;
+    /// Content-Type and Content-Transfer-Encoding, as written; empty without one.
+    std::string type;
+    std::string encoding;
+    /// Whether there is such a part at all.
+    bool exists = false;
+};
 
 struct PartText {
     /// The part's text in UTF-8, of HTML what is visible; empty when no part gives one.
@@ -14,7 +26,13 @@ struct PartText {
     std::string charset;
     /// How plain text is laid out; none for HTML.
     std::optional<LineFormat> lines;
+    PartPlace place;
 };
+
+PartPlace place_of(const DwEntity& entity, std::string number);
+
+/// What is to be seen of the entity as a text, whatever its type says; nothing is passed over.
+PartText shown_entity(const DwEntity& entity, orvek::ShownCharsets& charsets);
 
 /// The first part that gives a text, multiparts within multiparts included: of alternatives plain
 /// text before HTML and that before others, of a digest none. Attachments and forwarded messages

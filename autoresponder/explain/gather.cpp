@@ -1,0 +1,75 @@
+#include "autoresponder/explain/gather.h"
+
+#include "autoresponder/explain/mailbox.h"
+#include "autoresponder/explain/rules.h"
+#include "autoresponder/panel_query.h"
+#include "autoresponder/policy/refusal.h"
+#include "autoresponder/reply_context.h"
+#include "autoresponder/responder.h"
+#include "base/text.h"
+
+namespace {
+
+void count(const RuleFacts& rule, Explanation& told) {
+    const bool forwards = rule.outcome == Outcome::answered || rule.outcome == Outcome::refused ||
+                          rule.outcome == Outcome::failed;
+    const bool replies = rule.outcome == Outcome::answered;
+    const auto one_if = [](bool holds) { return static_cast<std::size_t>(holds); };
+    told.forwards += one_if(forwards && !rule.forwards.empty());
+    told.replies += one_if(replies);
+    told.notices += one_if(replies && rule.notice);
+}
+
+std::string reason_of_rules(const std::vector<RuleFacts>& rules) {
+    const auto any = [&](Outcome outcome) {
+        for (const RuleFacts& rule : rules) {
+            if (rule.outcome == outcome)
+                return true;
+        }
+        return false;
+    };
+    if (rules.empty())
+        return "the mailbox has no rules";
+    if (any(Outcome::on))
+        return {};
+    if (any(Outcome::failed))
+        return "the reply fails";
+    if (any(Outcome::limit_reached))
+        return "the limit of every rule that matches is reached";
+    return any(Outcome::no_match) ? "no rule that is on matches" : "no rule is on";
+}
+
+std::string reason(const Explanation& told) {
+    if (told.mail.stopped || (!told.mail.refusal.empty() && told.mailbox.found))
+        return told.mail.refusal;
+    if (!told.mailbox.found)
+        return "no such mailbox";
+    return told.replies > 0 ? "" : reason_of_rules(told.rules);
+}
+
+} // namespace
+
+Explanation explain(const Question& question, const Policy& policy, Descriptor& reply) {
+    Explanation told;
+    IncomingMail mail;
+    told.mail = read_mail(question, policy, &mail);
+    EscapedRecipient recipient = escape_recipient(mail.content);
+    const MysqlConnection connection = open_panel_database(policy);
+    run_query_or_exit(connection.get(), "start transaction with consistent snapshot, read only");
+    adapt_escaping(connection.get(), mail.content, recipient);
+    told.mailbox = explain_mailbox(connection.get(), mail.content, recipient, policy);
+    if (told.mailbox.found) {
+        const ReplyContext context{mail.content,     *told.mailbox.found,
+                                   connection.get(), recipient.domain.get(),
+                                   policy,           mail.facts};
+        if (told.mail.given && !told.mail.stopped)
+            told.mail.refusal =
+                refusal_of(mail.content, mail.facts, *told.mailbox.found, connection.get(), policy)
+                    .reason;
+        told.rules = explain_rules(context, told.mail, question, reply);
+    }
+    for (const RuleFacts& rule : told.rules)
+        count(rule, told);
+    told.no_reply = reason(told);
+    return told;
+}

@@ -1,0 +1,119 @@
+#include "autoresponder/explain/mailbox.h"
+
+#include "autoresponder/panel_query.h"
+#include "base/text.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t most_nearest = 5;
+
+/// The rounds of lookups, all but the last in vain.
+std::vector<LookupFacts> lookups_of(const std::vector<AddressTried>& tried,
+                                    const std::optional<FoundMailbox>& found) {
+    static constexpr std::array<const char*, 4> names = {
+        "mailbox", "alias", "mailbox at the alias domain", "alias at the alias domain"};
+    std::vector<LookupFacts> lookups;
+    for (const AddressTried& address : tried) {
+        const bool last = &address == &tried.back();
+        for (std::size_t lookup = 0; lookup < names.size(); ++lookup) {
+            const bool hit = last && found && lookup == static_cast<std::size_t>(found->lookup);
+            lookups.push_back(
+                {names.at(lookup), concat({address.mailname, "@", address.domain}), hit});
+            if (hit)
+                break;
+        }
+    }
+    return lookups;
+}
+
+/// Whether they differ by case or by one letter: another, one more or one less.
+bool is_near(std::string_view a, std::string_view b) {
+    const auto same = [](char x, char y) { return to_lower(x) == to_lower(y); };
+    if (a.size() > b.size())
+        std::swap(a, b);
+    if (b.size() - a.size() > 1)
+        return false;
+    const auto differ = std::mismatch(a.begin(), a.end(), b.begin(), same);
+    const auto rest_of_a = static_cast<std::size_t>(a.end() - differ.first);
+    const auto rest_of_b = static_cast<std::size_t>(b.end() - differ.second);
+    if (rest_of_b == 0)
+        return true;
+    const std::string_view longer = b.substr(b.size() - rest_of_b + 1);
+    const std::string_view shorter = a.substr(a.size() - rest_of_a);
+    return equals_ignoring_case(longer, rest_of_a == rest_of_b ? shorter.substr(1) : shorter);
+}
+
+void add_nearest(std::string address, std::vector<std::string>& nearest) {
+    if (nearest.size() < most_nearest &&
+        std::find(nearest.begin(), nearest.end(), address) == nearest.end())
+        nearest.push_back(std::move(address));
+}
+
+/// Everybody at the domain whose name is nearly this, then this name at other domains.
+std::vector<std::string> nearest_names(MYSQL* connection, const Mail_content& mail,
+                                       const EscapedRecipient& recipient) {
+    const std::string here = concat(
+        {" from mail m join domains d on d.id=m.dom_id left join mail_aliases ma on"
+         " ma.mn_id=m.id where d.name='",
+         recipient.domain.get(), "' or d.id in (select dom_id from domainaliases where name='",
+         recipient.domain.get(), "' and mail='true')"});
+    std::vector<std::string> nearest;
+    for (const char* const column : {"m.mail_name", "ma.alias"}) {
+        const MysqlResult names =
+            run_query_or_exit(connection, concat({"select distinct ", column, here}));
+        while (const std::optional<Row> row = next_row(names)) {
+            const std::string name = row->text(0);
+            if (!row->is_null(0) && is_near(name, mail.mailname))
+                add_nearest(concat({name, "@", mail.domain}), nearest);
+        }
+    }
+    const MysqlResult elsewhere = run_query_or_exit(
+        connection,
+        concat({"select m.mail_name, d.name from mail m, domains d where m.dom_id=d.id and"
+                " m.mail_name='",
+                recipient.mailname.get(),
+                "' union select ma.alias, d.name from mail_aliases ma, mail m, domains d where"
+                " ma.mn_id=m.id and m.dom_id=d.id and ma.alias='",
+                recipient.mailname.get(), "' limit 5"}));
+    while (const std::optional<Row> row = next_row(elsewhere))
+        add_nearest(concat({row->text(0), "@", row->text(1)}), nearest);
+    return nearest;
+}
+
+void explain_absence(MYSQL* connection, const Mail_content& mail, const EscapedRecipient& recipient,
+                     MailboxFacts& told) {
+    const char* const domain = recipient.domain.get();
+    const MysqlResult known = run_query_or_exit(
+        connection, concat({"select 1 from domains where name='", domain,
+                            "' union select 1 from domainaliases where name='", domain, "'"}));
+    told.domain_known = next_row(known).has_value();
+    const MysqlResult switched_off = run_query_or_exit(
+        connection,
+        concat({"select d.name from domains d, domainaliases da where d.id=da.dom_id and"
+                " da.name='",
+                domain, "' and not (da.mail<=>'true')"}));
+    while (const std::optional<Row> row = next_row(switched_off))
+        told.switched_off_alias_of.push_back(row->text(0));
+    told.nearest = nearest_names(connection, mail, recipient);
+}
+
+} // namespace
+
+MailboxFacts explain_mailbox(MYSQL* connection, const Mail_content& mail,
+                             const EscapedRecipient& recipient, const Policy& policy) {
+    MailboxFacts told;
+    told.recipient = mail.to;
+    std::vector<AddressTried> tried;
+    std::optional<FoundMailbox> found = find_mailbox(connection, mail, recipient, policy, &tried);
+    told.lookups = lookups_of(tried, found);
+    if (found)
+        told.found = std::move(found->mailbox);
+    else
+        explain_absence(connection, mail, recipient, told);
+    return told;
+}

@@ -1,0 +1,155 @@
+// autoresponder-explain: what the autoresponder would do with a mail, and why. Sends nothing,
+// counts nothing, changes nothing.
+#include "autoresponder/diagnostics.h"
+#include "autoresponder/explain/gather.h"
+#include "autoresponder/explain/listener.h"
+#include "autoresponder/explain/writers.h"
+#include "autoresponder/intake.h"
+#include "autoresponder/policy/switches.h"
+#include "autoresponder/process.h"
+#include "base/io.h"
+#include "lib/autoprepend.h"
+#include "lib/product_log.h"
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <fcntl.h>
+#include <getopt.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int answered = 0;
+constexpr int not_answered = 1;
+constexpr int cannot_be_told = 2;
+
+struct Options {
+    std::string reply_of;
+    bool json = false;
+    std::string recipient;
+    /// Empty for standard input.
+    std::string mail;
+};
+
+std::optional<Options> parse_options(int argc, char** argv) {
+    static constexpr option known[] = {{"reply", required_argument, nullptr, 'r'},
+                                       {"json", no_argument, nullptr, 'j'},
+                                       {nullptr, 0, nullptr, 0}};
+    Options options;
+    int found = 0;
+    while ((found = getopt_long(argc, argv, "", known, nullptr)) != -1) {
+        if (found == 'r')
+            options.reply_of = optarg;
+        else if (found == 'j')
+            options.json = true;
+        else
+            return std::nullopt;
+    }
+    const int left = argc - optind;
+    if (left < 1 || left > 2)
+        return std::nullopt;
+    options.recipient = argv[optind];
+    options.mail = left == 2 ? argv[optind + 1] : "";
+    return options;
+}
+
+/// Throws away nothing of what was read when reading fails: half a mail would be explained as one.
+std::optional<DwString> read_file(int file) {
+    bool failed = false;
+    DwString text = read_message(
+        [&](char* block, std::size_t size) {
+            const ssize_t count = read_some(file, block, size);
+            failed = count < 0;
+            return count > 0 ? static_cast<std::size_t>(count) : 0;
+        },
+        [](std::string_view) {});
+    if (failed)
+        return std::nullopt;
+    return text;
+}
+
+/// False when the mail cannot be read.
+bool read_mail_of(const Options& options, Question& question) {
+    if (options.mail.empty() && isatty(STDIN_FILENO) == 1)
+        return true;
+    const Descriptor file(options.mail.empty()
+                              ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)
+                              : open(options.mail.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    if (file)
+        question.mail = read_file(file.get());
+    if (!question.mail) {
+        report_system_error({"autoresponder-explain: ",
+                             options.mail.empty() ? "standard input" : options.mail, ": "});
+        return false;
+    }
+    // Standard input that holds nothing is no mail; there is always the line feed behind it.
+    if (options.mail.empty() && question.mail->size() == 1)
+        question.mail.reset();
+    return true;
+}
+
+/// Copies the reply of the rule to standard output.
+int print_reply(const Explanation& told, const std::string& rule_id, const Descriptor& reply) {
+    if (!reply) {
+        report({"autoresponder-explain: no reply: ",
+                told.no_reply.empty() ? "the mailbox has no such rule" : told.no_reply});
+        return cannot_be_told;
+    }
+    std::vector<char> block(65536);
+    while (const std::size_t count = read_fully(reply.get(), block.data(), block.size())) {
+        if (!write_fully(STDOUT_FILENO, {block.data(), count})) {
+            report_system_error({"autoresponder-explain: standard output: "});
+            return cannot_be_told;
+        }
+    }
+    for (const RuleFacts& rule : told.rules) {
+        if (rule.id == rule_id && rule.outcome == Outcome::answered)
+            return answered;
+    }
+    report({"autoresponder-explain: this reply is not sent"});
+    return not_answered;
+}
+
+int explain_to_standard_output(const Options& options) {
+    Question question;
+    question.recipient = options.recipient;
+    question.reply_of = options.reply_of;
+    if (!read_mail_of(options, question))
+        return cannot_be_told;
+    Explanation told;
+    Descriptor reply;
+    {
+        const SilentOutput silence;
+        told = explain(question, configured_policy(), reply);
+    }
+    if (!options.reply_of.empty())
+        return print_reply(told, options.reply_of, reply);
+    const std::string shown =
+        options.json ? as_json(told) : as_text(told, Style::of_standard_output());
+    if (!write_fully(STDOUT_FILENO, shown)) {
+        report_system_error({"autoresponder-explain: standard output: "});
+        return cannot_be_told;
+    }
+    return told.no_reply.empty() ? answered : not_answered;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    prepare_process();
+    set_exit_status(cannot_be_told);
+    PROGNAME = argv[0];
+    const std::optional<Options> options = parse_options(argc, argv);
+    if (!options) {
+        report({"usage: autoresponder-explain [--reply RULE] [--json] RECIPIENT [MAIL]"});
+        return cannot_be_told;
+    }
+    try {
+        autoprepend();
+        return explain_to_standard_output(*options);
+    } catch (const std::exception& failure) {
+        report({"autoresponder-explain: ", failure.what()});
+        return cannot_be_told;
+    }
+}

@@ -1,0 +1,56 @@
+// What a terminal may be shown: lines of a width, with marks and colours, and of strangers' texts
+// nothing that it would obey.
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+/// Whether the environment says that its texts are UTF-8 (LC_ALL, else LC_CTYPE, else LANG).
+bool environment_is_utf8();
+
+/// `text` with an escape for every byte or character that is no letter, digit, sign or blank:
+/// "\n", "\t", "\r", "\x1B" for bytes, "\u{202E}" for characters, and "\\". Without `utf8` for all
+/// that is not ASCII.
+std::string printable(std::string_view text, bool utf8);
+
+enum class Mark { none, yes, no, note };
+
+struct Style {
+    /// Colours, and marks beyond ASCII where there is UTF-8.
+    bool terminal = false;
+    bool utf8 = false;
+    /// Columns; 0 for lines as long as they come.
+    std::size_t width = 0;
+
+    /// For standard output as it is.
+    static Style of_standard_output();
+};
+
+/// Puts a page together. All texts that are given come from strangers and are escaped.
+class Page {
+public:
+    explicit Page(const Style& style) : style_(style) {}
+
+    void heading(std::string_view text);
+
+    /// "  + label    text", the text broken at blanks where it is wider than the page.
+    void row(Mark mark, std::string_view label, std::string_view text);
+
+    /// A row whose text has a place in it that is marked.
+    void row(Mark mark, std::string_view label, std::string_view before, std::string_view place,
+             std::string_view after);
+
+    /// A line of its own.
+    void verdict(Mark mark, std::string_view text);
+
+    const std::string& text() const { return page_; }
+
+private:
+    std::string marked(Mark mark) const;
+    void put(std::size_t indent, std::string_view front, std::string_view text);
+
+    Style style_;
+    std::string page_;
+};

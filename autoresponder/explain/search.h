@@ -1,0 +1,36 @@
+// Where a trigger occurs in a mail: in the place where it is sought, and in all others.
+#pragma once
+
+#include "autoresponder/explain/facts.h"
+#include "autoresponder/mail_content.h"
+#include "autoresponder/rules.h"
+#include "mimelib/mimelib.h"
+
+#include <vector>
+
+/// The line around an occurrence, cut where it is long.
+PlaceFacts place_in(std::string where, const Occurrence& occurrence);
+
+/// All texts of one mail, whatever part they stand in: HTML, parts within parts, attachments and
+/// forwarded mails as well.
+class MailTexts {
+public:
+    /// `message` is the whole mail, and is looked at when the first trigger is sought.
+    MailTexts(DwString message, const Mail_content& mail) : message_(message), mail_(mail) {}
+
+    /// The first places where `trigger` occurs as a person reads, whatever the case of letters: in
+    /// the subject, in the text that triggers are sought in, in the other parts. At most five.
+    std::vector<PlaceFacts> places_of(const std::string& trigger);
+
+private:
+    struct Text {
+        std::string where;
+        std::string lines;
+    };
+    void read();
+
+    DwString message_;
+    const Mail_content& mail_;
+    bool read_ = false;
+    std::vector<Text> texts_;
+};

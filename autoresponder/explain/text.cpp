@@ -1,0 +1,217 @@
+#include "autoresponder/explain/writers.h"
+
+#include "base/text.h"
+
+namespace {
+
+std::string number(std::uint64_t value) {
+    return std::to_string(value);
+}
+
+std::string counted(std::size_t count, std::string_view one, std::string_view many) {
+    return concat({number(count), " ", count == 1 ? one : many});
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts)
+        all.append(all.empty() ? "" : ", ").append(text);
+    return all;
+}
+
+std::string quoted(std::string_view text) {
+    return concat({"\"", text, "\""});
+}
+
+void write_text_part(const MailFacts& mail, Page& page) {
+    const PartPlace& text = mail.text;
+    if (!text.exists) {
+        page.row(Mark::note, "text", "none: no part of the mail that is looked at is text");
+        return;
+    }
+    page.row(
+        Mark::none, "text",
+        concat({text.number.empty() ? std::string("the mail itself") : "part " + text.number, ", ",
+                text.type.empty() ? "no type" : std::string_view(text.type), ", ", mail.charset,
+                ", ", text.encoding.empty() ? "no encoding" : std::string_view(text.encoding), ", ",
+                counted(mail.lines, "line", "lines")}));
+}
+
+void write_mail(const MailFacts& mail, Page& page) {
+    if (!mail.given)
+        return;
+    page.heading("Mail");
+    if (!mail.sender.empty()) {
+        page.row(Mark::none, "sender", concat({mail.sender, " (", mail.sender_field, ")"}));
+        page.row(Mark::none, "subject", mail.subject);
+        page.row(Mark::none, "date", mail.date);
+        write_text_part(mail, page);
+    }
+    for (const std::string& complaint : mail.complaints)
+        page.row(Mark::note, "said", complaint);
+    if (!mail.refusal.empty())
+        page.row(Mark::no, "refused", mail.refusal);
+}
+
+void write_absence(const MailboxFacts& mailbox, Page& page) {
+    page.row(Mark::no, "not found",
+             mailbox.domain_known ? "no mailbox and no alias of that name"
+                                  : "the panel does not know the domain");
+    for (const std::string& domain : mailbox.switched_off_alias_of)
+        page.row(Mark::note, "alias domain",
+                 concat({"of ", domain, ", and its mail is switched off"}));
+    for (const std::string& name : mailbox.nearest)
+        page.row(Mark::note, "there is", name);
+}
+
+void write_mailbox(const MailboxFacts& mailbox, Page& page) {
+    page.heading(concat({"Mailbox for ", mailbox.recipient}));
+    for (const LookupFacts& lookup : mailbox.lookups)
+        page.row(lookup.found ? Mark::yes : Mark::no, "looked up",
+                 concat({lookup.what, " ", lookup.address, lookup.found ? ": found" : ": none"}));
+    if (!mailbox.found) {
+        write_absence(mailbox, page);
+        return;
+    }
+    page.row(Mark::none, "mailbox",
+             concat({mailbox.found->mail_name, "@", mailbox.found->domain_name}));
+    page.row(Mark::none, "files", mailbox.found->attachments_dir);
+}
+
+void write_place(Mark mark, std::string_view label, const PlaceFacts& place, Page& page) {
+    page.row(mark, label,
+             concat({place.where, ", line ", number(place.line), ": ", place.before, ">>",
+                     place.match, "<<", place.after}));
+}
+
+void write_trigger(const TriggerFacts& trigger, bool sought, Page& page) {
+    if (trigger.where.empty()) {
+        page.row(Mark::none, "trigger", "none: every mail");
+        return;
+    }
+    page.row(Mark::none, "trigger", concat({quoted(trigger.text), " in the ", trigger.where}));
+    if (trigger.found)
+        write_place(Mark::yes, "found", *trigger.found, page);
+    else if (sought)
+        page.row(Mark::no, "found", concat({"not in the ", trigger.where}));
+    for (const PlaceFacts& place : trigger.elsewhere)
+        write_place(Mark::note, "but", place, page);
+}
+
+void write_limit(const RuleFacts& rule, Page& page) {
+    if (!rule.limit) {
+        page.row(Mark::none, "limit",
+                 concat({rule.answers_a_day, " answers a day to one sender, ",
+                         rule.senders_remembered, " senders remembered"}));
+        return;
+    }
+    const LimitFacts& limit = *rule.limit;
+    page.row(limit.allows ? Mark::yes : Mark::no, "limit",
+             concat({"the sender has had ", std::to_string(limit.answers), " of ",
+                     std::to_string(limit.most_answers), " answers today; ",
+                     std::to_string(limit.senders), " of ", std::to_string(limit.most_senders),
+                     " senders remembered"}));
+    if (!limit.evicted.empty())
+        page.row(Mark::note, "forgets", joined(limit.evicted));
+}
+
+void write_attachment(const AttachmentFacts& attachment, Page& page) {
+    if (attachment.missing)
+        page.row(Mark::no, "file",
+                 concat({quoted(attachment.name), " is missing: ", attachment.problem}));
+    else if (attachment.size)
+        page.row(Mark::yes, "file",
+                 concat({quoted(attachment.name), ", ", number(*attachment.size), " bytes"}));
+    else
+        page.row(Mark::no, "file",
+                 concat({quoted(attachment.name), " cannot be read: ", attachment.problem}));
+}
+
+void write_reply(const RuleFacts& rule, Page& page) {
+    if (rule.notice)
+        page.row(Mark::note, "notice",
+                 concat({"about missing files, to ", rule.notice->recipient, " from ",
+                         rule.notice->envelope_sender}));
+    if (!rule.reply)
+        return;
+    const ReplyFacts& reply = *rule.reply;
+    page.row(Mark::none, "envelope",
+             concat({"from ", reply.envelope_sender, " to ", reply.recipient}));
+    page.row(
+        reply.oversize ? Mark::no : Mark::yes, "size",
+        concat({reply.oversize ? "more than " : number(reply.size) + " of ", number(reply.limit),
+                " bytes", reply.oversize ? ": a short reply that says so goes out instead" : ""}));
+}
+
+/// In words, behind "rule 7: ".
+std::string_view verdict_of(const RuleFacts& rule) {
+    switch (rule.outcome) {
+    case Outcome::on:
+        return "is on";
+    case Outcome::off:
+        return "is switched off";
+    case Outcome::no_match:
+        return "stays silent: its trigger is not found";
+    case Outcome::limit_reached:
+        return rule.limit && rule.limit->most_answers <= 0
+                   ? "stays silent: it answers nobody (answers a day: 0, or no number)"
+                   : "stays silent: the sender has had today's answers";
+    case Outcome::refused:
+        return rule.forwards.empty() ? "does not answer: the mail is refused"
+                                     : "forwards, and does not answer: the mail is refused";
+    case Outcome::answered:
+        return rule.forwards.empty() ? "answers" : "forwards and answers";
+    case Outcome::failed:
+        return "ends the run with status 1";
+    case Outcome::not_reached:
+        break;
+    }
+    return "is not reached";
+}
+
+void write_rule(const RuleFacts& rule, const MailFacts& mail, Page& page) {
+    page.heading(concat({"Rule ", rule.id, rule.on ? ", on" : ", off"}));
+    write_trigger(rule.trigger, !mail.sender.empty(), page);
+    write_limit(rule, page);
+    if (!rule.forwards.empty())
+        page.row(Mark::none, "forwards to", joined(rule.forwards));
+    for (const AttachmentFacts& attachment : rule.attachments)
+        write_attachment(attachment, page);
+    write_reply(rule, page);
+    for (const std::string& complaint : rule.complaints)
+        page.row(Mark::note, "said", complaint);
+}
+
+void write_verdict(const Explanation& told, Page& page) {
+    page.heading("Verdict");
+    for (const RuleFacts& rule : told.rules)
+        page.verdict(rule.outcome == Outcome::answered || rule.outcome == Outcome::on ? Mark::yes
+                                                                                      : Mark::no,
+                     concat({"rule ", rule.id, " ", verdict_of(rule)}));
+    const bool good = told.no_reply.empty();
+    if (!told.mail.given) {
+        page.verdict(good ? Mark::yes : Mark::no,
+                     good ? std::string("a mail may be answered")
+                          : concat({"no mail is answered: ", told.no_reply}));
+        return;
+    }
+    std::string sum =
+        good ? counted(told.replies, "reply", "replies") : concat({"no reply: ", told.no_reply});
+    if (told.forwards > 0)
+        sum += ", " + counted(told.forwards, "forward", "forwards");
+    if (told.notices > 0)
+        sum += ", " + counted(told.notices, "notice", "notices");
+    page.verdict(good ? Mark::yes : Mark::no, sum);
+}
+
+} // namespace
+
+std::string as_text(const Explanation& explanation, const Style& style) {
+    Page page(style);
+    write_mail(explanation.mail, page);
+    write_mailbox(explanation.mailbox, page);
+    for (const RuleFacts& rule : explanation.rules)
+        write_rule(rule, explanation.mail, page);
+    write_verdict(explanation, page);
+    return page.text();
+}
