@@ -6,10 +6,14 @@ endif()
 include(GNUInstallDirs)
 set(OVK_PROGRAM_DIR "lib/ovk" CACHE PATH "Folder of the panel's programs")
 
-install(TARGETS autoresponder DESTINATION "${OVK_PROGRAM_DIR}"
+install(TARGETS autoresponder autoresponder-explain DESTINATION "${OVK_PROGRAM_DIR}"
   PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 install(PROGRAMS autoresponder/autoresponder-logged DESTINATION "${OVK_PROGRAM_DIR}")
-install(FILES man/autoresponder.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
+# On root's path, for it is typed by hand.
+file(RELATIVE_PATH OVK_EXPLAIN_LINK "/${CMAKE_INSTALL_SBINDIR}" "/${OVK_PROGRAM_DIR}/autoresponder-explain")
+file(CREATE_LINK "${OVK_EXPLAIN_LINK}" "${PROJECT_BINARY_DIR}/autoresponder-explain" SYMBOLIC)
+install(FILES "${PROJECT_BINARY_DIR}/autoresponder-explain" DESTINATION "${CMAKE_INSTALL_SBINDIR}")
+install(FILES man/autoresponder.8 man/autoresponder-explain.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
 install(FILES README.md CHANGELOG.md docs/FIRST-STEPS.md docs/OPERATION.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES examples/ovk.conf schema/panel.sql schema/resp_freq.sql schema/sample.sql

@@ -1,7 +1,6 @@
 #include "autoresponder/explain/rules.h"
 
 #include "autoresponder/attachments.h"
-#include "autoresponder/diagnostics.h"
 #include "autoresponder/explain/listener.h"
 #include "autoresponder/explain/search.h"
 #include "autoresponder/forward.h"
@@ -73,7 +72,8 @@ public:
         told.outcome = outcome(told);
         if (told.outcome == Outcome::answered || (has_content() && rule.id == question_.reply_of))
             compose(rule, told);
-        told.complaints = listener.lines();
+        for (std::string& line : listener.lines())
+            told.complaints.push_back(std::move(line));
         return told;
     }
 
@@ -127,7 +127,7 @@ private:
             if (rule.id == question_.reply_of)
                 reply_ = reply_file.take();
         } catch (const orvek::idn::IdnaError& failure) {
-            report({"IDN conversion error: ", failure.what()});
+            told.complaints.push_back(concat({"IDN conversion error: ", failure.what()}));
             told.outcome = Outcome::failed;
             ended_ = true;
         }

@@ -23,6 +23,7 @@ class Explain(PanelCase):
 
     def explain(self, message: bytes | str | None, recipient: str, *options: str,
                 environment: dict[str, str] = {}) -> subprocess.CompletedProcess:
+        self.box.forget_calls()
         command = self.box.command(None)[:-1]
         for name, value in environment.items():
             command[-1:-1] = ["--setenv", name, value]
@@ -37,7 +38,6 @@ class Explain(PanelCase):
 
     def compare(self, message: bytes | str, recipient: str = BOX) -> tuple[str, dict, Run]:
         """Explains, delivers, and compares; the page, the document, and what came of it."""
-        self.box.forget_calls()
         text = self.explain(message, recipient)
         document = json.loads(self.explain(message, recipient, "--json").stdout)
         replies = [self.explain(message, recipient, "--reply", rule["id"])
@@ -67,29 +67,178 @@ class Explain(PanelCase):
         self.assertEqual(run.status, int(any(rule["outcome"] == "failed" for rule in rules)), page)
         self.assertEqual(sum(verdict[kind] for kind in ("replies", "forwards", "notices")),
                          len(run.calls), page)
-        for line in run.err.splitlines():
+        for line in run.err.replace("Abnormal exit.", "").replace("\\", "\\\\").splitlines():
             self.assertIn(line.split(": ")[-1], page)
         return page, document, run
 
     def test_every_way_out(self) -> None:
-        evil = "-C/tmp/x@client.example"
+        """Each row: the configuration and the rule, what more there is, the mail, and what names the
+        cause."""
         folder = self.box.attachments(BOX)
         (folder / "list.txt").write_text("9.99\n" * 40)
         (folder / "kept").mkdir()
         os.mkfifo(folder / "pipe")
-        for what, rule, message, words in (
-            ("answered", {}, mail(), ["joe@client.example (From)", "2 lines", "rule 1 answers",
-                                      "1 reply"]),
-            ("off", {"resp_on": None}, mail(), ["rule 1 is switched off", "no rule is on"]),
-        ):
-            with self.subTest(what):
-                self.database.execute("delete from mail_resp; delete from resp_freq;"
-                                      "delete from resp_forward; delete from resp_attach")
+        evil = "-C/tmp/x@client.example"
+        shown = "AUTORESPONDER_READ_AS_SHOWN true\n"
+        refuse = "AUTORESPONDER_REFUSE_AUTOMATIC true\n"
+        modern = "AUTORESPONDER_MODERN true\n"
+        nested = mail("Order", "--b\n\n<none>\n--b\nContent-Type: text/html\n\n<p>the <b>pri</b>ce"
+                      "</p>\n--b\nContent-Disposition: attachment\nContent-Type: text/plain\n\n"
+                      "PRICE\n--b--\n", MULTIPART)
+        twice = "insert into resp_freq (rn_id, email, num) values (1, '{}', 2)"
+        for number, (conf, rule, sql, message, words) in enumerate((
+            # The mail
+            ("", {}, "", mail(), ["joe@client.example (From)", "1 line\n", "0 of 10 answers",
+                                  "rule 1 answers", "1 reply"]),
+            ("", {}, "", mail("=?utf-8?B?R3LDvMOfZQ==?=", "=E9\n", "Reply-To: <ann@x.test>\n"
+             "Date: today\nContent-Type: text/plain; charset=iso-8859-1\n"
+             "Content-Transfer-Encoding: quoted-printable\n"),
+             ["ann@x.test (Reply-To)", "Gr\\u{00FC}\\u{00DF}e", "today", "iso-8859-1",
+              "quoted-printable"]),
+            ("", {}, "", mail("=?nope?Q?x?=", "x", "Content-Type: text/plain; charset=nope\n"),
+             ["Could not convert message body text from nope"]),
+            ("", {}, "", "From: <>\n\n", ["Could not get sender's", "no reply: Could not"]),
+            ("", {}, "", mail(sender=BOX), ["refused      Field From: equial"]),
+            ("", {}, "", mail(sender="MAILER-DAEMON@x.test"), ["contains MAILER-DAEMON"]),
+            ("", {}, "", mail(sender="a" * 65 + "@x.test"), ["address is too long"]),
+            (refuse, {}, "", mail(headers="Return-Path: <>\n"), ["Return-Path is null"]),
+            (refuse, {"forward": ["a@x.test"]}, "", mail(headers="Precedence: bulk\n"),
+             ["refused      Precedence is bulk", "forwards, and does not answer", ", 1 forward"]),
+            ("AUTORESPONDER_ADDRESSED_ONLY true\n", {}, "", mail().replace("To:", "X:"),
+             ["name no address of the mailbox"]),
+            (refuse, {}, "insert into mail_aliases (mn_id, alias) values (1, 'other')",
+             mail(sender="other@example.com"), ["is the mailbox itself"]),
+            ("", {"forward": ["a@x.test"]}, "", mail(sender=evil), ["looks like an option"]),
+            # The rules
+            ("", {"resp_on": None}, "", mail(), ["rule 1 is switched off", "no rule is on"]),
+            ("", {}, "delete from mail_resp", mail(), ["the mailbox has no rules"]),
+            ("", {"keystr": "ell", "key_where": "subj"}, "", mail(), ["line 1: H>>ell<<o"]),
+            ("", {"keystr": "are", "key_where": "body"}, "", mail(body="\nHow are you?"),
+             ["text, line 2: How >>are<< you?"]),
+            ("", {"keystr": "hello", "key_where": "subj"}, "", mail(),
+             ["not in the subject", "but          subject, line 1: >>Hello<<", "not found"]),
+            ("", {"keystr": "price", "key_where": "body"}, "", nested,
+             ["part 2, text/html", "part 2 (text/html), line 1: the >>price<<",
+              "attachment, part 3 (text/plain), line 1: >>PRICE<<"]),
+            (shown, {"keystr": "price", "key_where": "body"}, "", nested.replace("<none>", " "),
+             ["part 2, text/html", "text, line 1: the >>price<<", "1 reply"]),
+            ("", {"keystr": "my order", "key_where": "body"}, "", mail(body="my\norder"),
+             [">>my order<<"]),
+            ("", {"ans_freq": "0"}, "", mail(), ["answers nobody"]),
+            ("", {"ans_freq": "2"}, twice.format(SENDER), mail(),
+             ["2 of 2 answers today", "has had today's answers", "limit of every rule"]),
+            ("", {"ans_freq": "2"}, twice.format(SENDER) + "; update resp_freq set time_resp ="
+             " now() - interval 1 day", mail(), ["0 of 2 answers", "0 of 1000 senders"]),
+            ("", {"mem_limit": "1"}, twice.format("old@x.test"), mail(),
+             ["1 of 1 senders", "forgets      old@x.test"]),
+            # What goes out
+            ("", {"forward": ["a@x.test", evil, None], "attach": ["list.txt", "kept", "pipe", "gone"]},
+             "", mail(), ["forwards to  a@x.test\n", '"list.txt", 200 bytes', '"kept" cannot be read',
+                          '"pipe" cannot be read: No such device', '"gone" is missing: No such',
+                          "to anna@alpha.test from root@localhost", "Address looks like an option",
+                          "1 reply, 1 forward, 1 notice"]),
+            ("", {"attach": ["gone"]}, f"update clients set email='{evil}'", mail(),
+             ["Address looks like an option", "1 reply\n"]),
+            ("", {"attach": ["gone"]}, "delete from clients", mail(), ["This client does not exist"]),
+            (modern, {"charset": "koi8-r", "text": "Привет", "attach": ["gone", "list.txt"]}, "",
+             mail(headers="Message-ID: <1@x.test>\n"), ["from <> to joe@client.example"]),
+        )):
+            with self.subTest(number=number, words=words):
+                (self.box.etc / "ovk.conf").write_text(self.conf + conf)
+                self.database.load("panel.sql")
+                self.fill()
                 self.rule(**rule)
+                self.rule(id=2, resp_on="false")
+                self.database.execute(sql or "do 0")
                 page, _, _ = self.compare(message)
-                print(page)
                 for word in words:
                     self.assertIn(word, page)
+
+    def test_replies(self) -> None:
+        """Two rules answer; a size limit; an address without an ASCII form ends the run."""
+        self.rule(attach=["gone"])
+        self.rule(id=2, text="x" * 500)
+        self.rule(id=3, text="y")
+        self.assertIn("3 replies, 1 notice", self.compare(mail())[0])
+        self.box.databytes("400")
+        self.assertIn("more than 400 bytes: a short reply", self.compare(mail())[0])
+        run = self.explain(mail(), BOX, "--reply", "4")
+        self.assertEqual((run.returncode, run.stdout), (2, b""))
+        self.database.execute("update mail_resp set resp_on = 'false' where id = 3")
+        run = self.explain(mail(), BOX, "--reply", "3")
+        self.assertEqual(run.returncode, 1)
+        self.assertIn(b"\n\ny\n", run.stdout)
+        name = "x" * 70
+        self.database.execute(f"insert into mail (id, dom_id, mail_name) values (2, 1, '{name}ä')")
+        for id in (4, 5):
+            self.rule(id=id, mn_id=2)
+        page, document, _ = self.compare(mail(), f"{name}ä@example.com")
+        self.assertEqual([rule["outcome"] for rule in document["rules"]], ["failed", "not reached"])
+        self.assertIn("IDN conversion error", page)
+
+    def test_mailboxes(self) -> None:
+        """Which lookup finds it, and what there is nearby when none does."""
+        self.database.execute(
+            "insert into domains (id, cl_id, name) values (2, 1, 'example.org');"
+            "insert into mail (id, dom_id, mail_name) values (2, 2, 'office');"
+            "insert into mail_aliases (mn_id, alias) values (1, 'orders');"
+            "insert into domainaliases (dom_id, name, mail) values (1, 'example.net', 'true'),"
+            " (1, 'parked.test', 'false')")
+        self.rule()
+        (self.box.etc / "ovk.conf").write_text(self.conf + "AUTORESPONDER_RECIPIENT_DELIMITER +\n")
+        for recipient, words in (
+            ("orders@example.com", ["- looked up    mailbox orders@example.com: none",
+                                    "+ looked up    alias orders@example.com: found"]),
+            ("sales@example.net", ["mailbox at the alias domain sales@example.net: found"]),
+            ("orders@example.net", ["alias at the alias domain orders@example.net: found",
+                                    "mailbox      sales@example.com"]),
+            ("sales+x@example.com", ["mailbox sales+x@example.com: none",
+                                     "mailbox sales@example.com: found"]),
+            ("saless@example.com", ["no mailbox and no alias", "there is     sales@example.com",
+                                    "no such mailbox"]),
+            ("office@example.com", ["there is     office@example.org"]),
+            ("order@example.net", ["there is     orders@example.net"]),
+            ("sales@parked.test", ["alias domain of example.com, and its mail is switched off"]),
+            ("sales@nowhere.test", ["does not know the domain"]),
+            ("o'x\\@example.com", ["no such mailbox"]),
+        ):
+            with self.subTest(recipient):
+                page, _, _ = self.compare(mail(), recipient)
+                for word in words:
+                    self.assertIn(word, page)
+
+    def test_what_cannot_be_told(self) -> None:
+        self.rule()
+        for change, words in ((lambda: (self.box.etc / ".ovk.shadow").unlink(), "password file"),):
+            change()
+            run = self.explain(mail(), BOX)
+            self.assertEqual((run.returncode, run.stdout), (2, b""))
+            self.assertIn(words, run.stderr.decode())
+
+    def test_without_a_mail(self) -> None:
+        self.rule(keystr="x", key_where="subj")
+        run = self.explain(None, BOX)
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertIn(b"rule 1 is on", run.stdout)
+        self.assertIsNone(json.loads(self.explain(None, BOX, "--json").stdout)["mail"])
+        self.assertEqual(self.explain(None, "nobody@example.com").returncode, 1)
+
+    def test_strangers_texts(self) -> None:
+        """Nothing that a terminal would obey gets there, whatever field it stands in."""
+        bad = "\x1b]0;evil\x07\u202e\x9b31m\r\u2028\x00\x7f\\"
+        self.rule(keystr="\x1b[2J", key_where="body", attach=["\x1b[1m"],
+                  forward=["a\x1b@x.test"])
+        message = mail(bad, f"a\x1b[2Jb{bad}\n", f"Date: {bad}\nContent-Type: text/plain;"
+                       " charset=utf-8\n").encode() + b"\xff\x9b"
+        for environment in ({}, {"LANG": "de_DE.UTF-8"}):
+            run = self.explain(message, BOX, environment=environment)
+            self.assertEqual([c for c in run.stdout.decode()
+                              if c in "\x1b\x07\u202e\x9b\r\u2028\x00\x7f"], [])
+            self.assertIn("a>>\\x1B[2J<<b\\x1B]0;evil\\x07\\u{202E}", run.stdout.decode())
+        self.assertTrue(self.explain(mail("Grüße"), BOX).stdout.isascii())
+        self.assertTrue(self.explain(message, BOX, "--json").stdout.isascii())
+        run = self.explain(mail("Grüße"), BOX, environment={"LC_ALL": "C.UTF-8"})
+        self.assertIn("Grüße", run.stdout.decode())
 
 
 if __name__ == "__main__":
