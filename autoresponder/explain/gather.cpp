@@ -11,13 +11,14 @@
 namespace {
 
 void count(const RuleFacts& rule, Explanation& told) {
-    const bool forwards = rule.outcome == Outcome::answered || rule.outcome == Outcome::refused ||
-                          rule.outcome == Outcome::failed;
     const bool replies = rule.outcome == Outcome::answered;
+    // Its forward and its notice are sent before a reply fails.
+    const bool comes_to_reply = replies || rule.outcome == Outcome::failed;
+    const bool forwards = comes_to_reply || rule.outcome == Outcome::refused;
     const auto one_if = [](bool holds) { return static_cast<std::size_t>(holds); };
     told.forwards += one_if(forwards && !rule.forwards.empty());
     told.replies += one_if(replies);
-    told.notices += one_if(replies && rule.notice);
+    told.notices += one_if(comes_to_reply && rule.notice);
 }
 
 std::string reason_of_rules(const std::vector<RuleFacts>& rules) {

@@ -171,7 +171,7 @@ class Explain(PanelCase):
         name = "x" * 70
         self.database.execute(f"insert into mail (id, dom_id, mail_name) values (2, 1, '{name}ä')")
         for id in (4, 5):
-            self.rule(id=id, mn_id=2)
+            self.rule(id=id, mn_id=2, attach=["gone"])
         page, document, _ = self.compare(mail(), f"{name}ä@example.com")
         self.assertEqual([rule["outcome"] for rule in document["rules"]], ["failed", "not reached"])
         self.assertIn("IDN conversion error", page)
