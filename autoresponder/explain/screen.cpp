@@ -63,17 +63,6 @@ std::pair<utf8proc_int32_t, std::size_t> first_character(std::string_view text) 
     return {character, length > 0 && character >= 0 ? static_cast<std::size_t>(length) : 0};
 }
 
-/// Columns that a printable text takes.
-std::size_t columns(std::string_view text) {
-    std::size_t count = 0;
-    while (!text.empty()) {
-        const auto [character, length] = first_character(text);
-        count += length == 0 ? 1 : static_cast<std::size_t>(utf8proc_charwidth(character));
-        text.remove_prefix(std::max<std::size_t>(length, 1));
-    }
-    return count;
-}
-
 /// How much of a printable text fits into so many columns: up to a blank where there is one, else
 /// up to the last character.
 std::size_t fitting(std::string_view text, std::size_t room) {
@@ -146,8 +135,8 @@ std::string Page::marked(Mark mark) const {
 void Page::put(std::size_t indent, std::string_view front, std::string_view text) {
     const std::size_t room = style_.width > indent ? style_.width - indent : 0;
     page_ += front;
-    while (room > 0 && columns(text) > room) {
-        const std::size_t length = fitting(text, room);
+    std::size_t length = 0;
+    while (room > 0 && (length = fitting(text, room)) < text.size()) {
         page_.append(text.substr(0, length)).append("\n").append(indent, ' ');
         text.remove_prefix(length);
         text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));

@@ -1,9 +1,13 @@
 """What autoresponder-explain announces is what the program then does, and it changes nothing."""
 
+import contextlib
 import json
 import os
+import pty
 import re
 import subprocess
+import termios
+import threading
 import unittest
 
 from support.case import BOX, SENDER, PanelCase, mail, quote
@@ -222,6 +226,28 @@ class Explain(PanelCase):
         self.assertIn(b"rule 1 is on", run.stdout)
         self.assertIsNone(json.loads(self.explain(None, BOX, "--json").stdout)["mail"])
         self.assertEqual(self.explain(None, "nobody@example.com").returncode, 1)
+
+    def test_terminal(self) -> None:
+        """Marks, colours and the width of a terminal; a long subject takes no longer than others."""
+        self.rule()
+        ours, theirs = pty.openpty()
+        termios.tcsetwinsize(theirs, (24, 60))
+        command = self.box.command(None)[:-1] + ["/explain", BOX]
+        with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=theirs) as run:
+            os.close(theirs)
+            threading.Thread(target=lambda: (run.stdin.write(mail("word " * 200_000).encode()),
+                                             run.stdin.close())).start()
+            late = threading.Timer(20, run.kill)
+            late.start()
+            page = b""
+            with contextlib.suppress(OSError):  # the end of a terminal
+                while block := os.read(ours, 65536):
+                    page += block
+            late.cancel()
+        os.close(ours)
+        lines = re.sub(r"\x1b\[\d+m", "", page.decode()).splitlines()
+        self.assertEqual((run.returncode, max(map(len, lines))), (0, 60))
+        self.assertIn(b"\x1b[32m+\x1b[0m 1 reply", page)
 
     def test_strangers_texts(self) -> None:
         """Nothing that a terminal would obey gets there, whatever field it stands in."""
