@@ -245,8 +245,7 @@ std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t* 
     std::size_t count = 0;
     for (DwBodyPartReader parts(message.Body()); parts.Next();) {
         ++count;
-        const DwHeaders& own = parts.Part().Headers();
-        if (own.HasContentType() && own.ContentType().Type() == DwMime::kTypeText) {
+        if (parts.Part().Headers().ContentType().Type() == DwMime::kTypeText) {
             if (number != nullptr)
                 *number = count;
             return parts.Part();

@@ -143,7 +143,7 @@ std::string_view HtmlTokens::take_raw_text(std::string_view name) {
     for (std::size_t end = html_.find("</", at_); end != std::string_view::npos;
          end = html_.find("</", end + 2)) {
         const std::string_view rest = html_.substr(end + 2, name.size() + 1);
-        if (rest.size() > name.size() && equals_ignoring_case(rest.substr(0, name.size()), name) &&
+        if (equals_ignoring_case(rest.substr(0, name.size()), name) &&
             (white.find(rest.back()) != std::string_view::npos || rest.back() == '/' ||
              rest.back() == '>')) {
             at_ = end;
