@@ -2,6 +2,7 @@
 #include "autoresponder/intake.h"
 #include "autoresponder/shown/trigger.h"
 #include "base/text.h"
+#include "codecs/letters.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -90,6 +91,13 @@ TEST(Shown, MailsAreReadAsPersonsSeeThem) {
             }
         }
     }
+}
+
+TEST(Shown, ALetterWithManyMarksTakesItsFormAsWell) {
+    std::string letter = "a";
+    while (letter.size() < 2000)
+        letter += "\u0301";
+    EXPECT_TRUE(contains(orvek::letters_of_line(letter, orvek::Case::counts), "\u00e1"));
 }
 
 } // namespace
