@@ -35,7 +35,7 @@ void add_shown_lines(std::string_view text, LineFormat format, orvek::Paragraphs
         apart |= separator || depth != last_depth;
         if (apart || !flows)
             out.add(apart ? "\n\n" : "\n");
-        flows = format.flowed && format.del_space && !separator && line.ends_with(' ');
+        flows = format.flowed && format.del_space && line.ends_with(' ');
         if (flows)
             line.remove_suffix(1);
         out.add(line);

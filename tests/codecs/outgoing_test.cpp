@@ -62,6 +62,7 @@ TEST(Outgoing, OtherForms) {
     EXPECT_EQ(outgoing::with_ascii_domains("B <a@b\xC3\xBC.example>, c@d.example"),
               "B <a@xn--b-eha.example>, c@d.example");
     EXPECT_EQ(outgoing::folded("a, b", 990), "a, b");
+    EXPECT_EQ(outgoing::folded("aa bbbbbb", 992), "aa\n bbbbbb");
     EXPECT_EQ(outgoing::folded(times(600, "a,"), 10).find('\n'), 988u);
     for (const Case& row : cases("codecs/codecs.cases", "quoted-printable", 3)) {
         EXPECT_EQ(outgoing::needs_quoted_printable(row[0]), row[1] == "yes") << row[0];
