@@ -7,10 +7,13 @@
 #include "autoresponder/process.h"
 #include "autoresponder/temporary_file.h"
 #include "base/io.h"
+#include "base/text.h"
 #include "lib/forkexec.h"
 #include "lib/product_log.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <sys/wait.h>
@@ -41,6 +44,12 @@ Handover outcome_of(int status) {
 }
 
 } // namespace
+
+std::string sendmail_problem() {
+    if (access(sendmail_path, X_OK) == 0)
+        return {};
+    return concat({sendmail_path, ": ", std::strerror(errno)});
+}
 
 bool looks_like_option(std::string_view text) {
     return text.starts_with('-');

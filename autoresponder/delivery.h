@@ -9,6 +9,9 @@
 #include <string_view>
 #include <vector>
 
+/// Why there is no sendmail to be started: the system error; empty where there is one.
+std::string sendmail_problem();
+
 /// Whether sendmail would take `text` for an option where it takes one: what somebody outside chose
 /// can so name a configuration that runs programs as root. What stands behind "-f" needs no asking:
 /// -f takes its argument.

@@ -55,8 +55,10 @@ struct MailboxFacts {
 struct PlaceFacts {
     /// "subject", "text", "part 2.1 (text/html)".
     std::string where;
+    /// What is counted: a part that is not searched by the rule is laid out in paragraphs.
+    const char* unit = "line";
     /// From 1 on.
-    std::size_t line = 1;
+    std::size_t number = 1;
     std::string before;
     std::string match;
     std::string after;
@@ -143,6 +145,8 @@ struct Explanation {
     std::size_t replies = 0;
     std::size_t forwards = 0;
     std::size_t notices = 0;
+    /// Why what is sent goes nowhere; empty when nothing is known.
+    std::string sendmail_problem;
     /// Why there is no reply, in words; empty when there is one, and without a mail when there may
     /// be one.
     std::string no_reply;

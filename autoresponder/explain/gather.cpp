@@ -1,5 +1,6 @@
 #include "autoresponder/explain/gather.h"
 
+#include "autoresponder/delivery.h"
 #include "autoresponder/explain/mailbox.h"
 #include "autoresponder/explain/rules.h"
 #include "autoresponder/panel_query.h"
@@ -43,8 +44,10 @@ std::string reason_of_rules(const std::vector<RuleFacts>& rules) {
 std::string reason(const Explanation& told) {
     if (told.mail.stopped || (!told.mail.refusal.empty() && told.mailbox.found))
         return told.mail.refusal;
+    if (!told.mailbox.found && !told.mailbox.switched_off_alias_of.empty())
+        return "the mail of the alias domain is switched off";
     if (!told.mailbox.found)
-        return "no such mailbox";
+        return told.mailbox.domain_known ? "no such mailbox" : "no such domain";
     return told.replies > 0 ? "" : reason_of_rules(told.rules);
 }
 
@@ -71,6 +74,7 @@ Explanation explain(const Question& question, const Policy& policy, Descriptor& 
     }
     for (const RuleFacts& rule : told.rules)
         count(rule, told);
+    told.sendmail_problem = sendmail_problem();
     told.no_reply = reason(told);
     return told;
 }

@@ -7,11 +7,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json of_place(const PlaceFacts& place) {
-    return {{"where", place.where},
-            {"line", place.line},
-            {"before", place.before},
-            {"match", place.match},
-            {"after", place.after}};
+    return {{"where", place.where},   {"unit", place.unit},   {"number", place.number},
+            {"before", place.before}, {"match", place.match}, {"after", place.after}};
 }
 
 Json of_mail(const MailFacts& mail) {
@@ -144,6 +141,7 @@ std::string as_json(const Explanation& explanation) {
                             {{"replies", explanation.replies},
                              {"forwards", explanation.forwards},
                              {"notices", explanation.notices},
+                             {"sendmail_problem", explanation.sendmail_problem},
                              {"no_reply", explanation.no_reply}}}};
     return document.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
 }

@@ -55,7 +55,7 @@ public:
              Descriptor& reply)
         : context_(context), mail_(mail), question_(question),
           triggers_(context.mail, context.policy),
-          texts_(question.mail.value_or(DwString()), context.mail), reply_(reply) {}
+          texts_(question.mail.value_or(DwString()), context.mail, mail.text), reply_(reply) {}
 
     RuleFacts explain(const ResponderRule& rule) {
         RuleFacts told;
@@ -90,7 +90,7 @@ private:
         if (!has_content())
             return;
         if (const std::optional<Occurrence> found = triggers_.find(rule))
-            told.found = place_in(told.where, *found);
+            told.found = place_in(told.where, "line", *found);
         else
             told.elsewhere = texts_.places_of(rule.keystr);
     }

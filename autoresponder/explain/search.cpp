@@ -96,15 +96,18 @@ std::string name_of(const DwEntity& entity, const std::string& number) {
 
 } // namespace
 
-PlaceFacts place_in(std::string where, const Occurrence& occurrence) {
+PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occurrence) {
     const std::string_view text = occurrence.text;
     const std::string_view front = text.substr(0, occurrence.offset);
     const std::size_t start = front.rfind('\n') + 1; // 0 for none
     const std::string_view match = text.substr(occurrence.offset, occurrence.length);
     const std::string_view rest = text.substr(occurrence.offset + match.size());
     const auto lines_before = std::count(front.begin(), front.end(), '\n');
-    return {std::move(where), static_cast<std::size_t>(lines_before) + 1,
-            std::string(last_of(front.substr(start))), std::string(match),
+    return {std::move(where),
+            unit,
+            static_cast<std::size_t>(lines_before) + 1,
+            std::string(last_of(front.substr(start))),
+            std::string(match),
             std::string(first_of(rest.substr(0, rest.find('\n'))))};
 }
 
@@ -113,7 +116,8 @@ void MailTexts::read() {
     const auto add = [&](const DwEntity& entity, const std::string& number) {
         if (is_text(entity))
             texts_.push_back({name_of(entity, number),
-                              paragraphs_of(shown_entity(entity, charsets), orvek::Case::counts)});
+                              paragraphs_of(shown_entity(entity, charsets), orvek::Case::counts),
+                              own_.exists && number == own_.number});
     };
     read_ = true;
     const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(message_);
@@ -136,16 +140,21 @@ void MailTexts::read() {
 
 std::vector<PlaceFacts> MailTexts::places_of(const std::string& trigger) {
     std::vector<PlaceFacts> places;
-    const auto look_in = [&](const std::string& where, const std::string& text) {
+    const auto look_in = [&](const std::string& where, const char* unit, const std::string& text) {
         if (places.size() == most_places)
-            return;
-        if (const std::optional<Occurrence> found = find_ignoring_case(text, trigger))
-            places.push_back(place_in(where, *found));
+            return false;
+        const std::optional<Occurrence> found = find_ignoring_case(text, trigger);
+        if (found)
+            places.push_back(place_in(where, unit, *found));
+        return found.has_value();
     };
     if (!read_)
         read();
-    look_in("subject", mail_.subject);
-    for (const Text& text : texts_)
-        look_in(text.where, text.lines);
+    look_in("subject", "line", mail_.subject);
+    const bool in_own = look_in("text", "line", mail_.body.text());
+    for (const Text& text : texts_) {
+        if (!in_own || !text.is_own)
+            look_in(text.where, "paragraph", text.paragraphs);
+    }
     return places;
 }

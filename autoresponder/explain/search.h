@@ -6,17 +6,20 @@
 #include "autoresponder/rules.h"
 #include "mimelib/mimelib.h"
 
+#include <utility>
 #include <vector>
 
 /// The line around an occurrence, cut where it is long.
-PlaceFacts place_in(std::string where, const Occurrence& occurrence);
+PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occurrence);
 
 /// All texts of one mail, whatever part they stand in: HTML, parts within parts, attachments and
 /// forwarded mails as well.
 class MailTexts {
 public:
-    /// `message` is the whole mail, and is looked at when the first trigger is sought.
-    MailTexts(DwString message, const Mail_content& mail) : message_(message), mail_(mail) {}
+    /// `message` is the whole mail, and is looked at when the first trigger is sought. `own` is the
+    /// part that triggers are sought in, `mail` what the program makes of it.
+    MailTexts(DwString message, const Mail_content& mail, PartPlace own)
+        : message_(message), mail_(mail), own_(std::move(own)) {}
 
     /// The first places where `trigger` occurs as a person reads, whatever the case of letters: in
     /// the subject, in the text that triggers are sought in, in the other parts. At most five.
@@ -25,12 +28,14 @@ public:
 private:
     struct Text {
         std::string where;
-        std::string lines;
+        std::string paragraphs;
+        bool is_own;
     };
     void read();
 
     DwString message_;
     const Mail_content& mail_;
+    PartPlace own_;
     bool read_ = false;
     std::vector<Text> texts_;
 };

@@ -43,8 +43,8 @@ void write_mail(const MailFacts& mail, Page& page) {
     page.heading("Mail");
     if (!mail.sender.empty()) {
         page.row(Mark::none, "sender", concat({mail.sender, " (", mail.sender_field, ")"}));
-        page.row(Mark::none, "subject", mail.subject);
-        page.row(Mark::none, "date", mail.date);
+        page.row(Mark::none, "subject", mail.subject.empty() ? "none" : mail.subject);
+        page.row(Mark::none, "date", mail.date.empty() ? "none" : mail.date);
         write_text_part(mail, page);
     }
     for (const std::string& complaint : mail.complaints)
@@ -78,10 +78,11 @@ void write_mailbox(const MailboxFacts& mailbox, Page& page) {
     page.row(Mark::none, "files", mailbox.found->attachments_dir);
 }
 
-void write_place(Mark mark, std::string_view label, const PlaceFacts& place, Page& page) {
+void write_place(Mark mark, std::string_view label, const PlaceFacts& place, std::string_view how,
+                 Page& page) {
     page.row(mark, label,
-             concat({place.where, ", line ", number(place.line), ": ", place.before, ">>",
-                     place.match, "<<", place.after}));
+             concat({how, place.where, ", ", place.unit, " ", number(place.number), ": ",
+                     place.before, ">>", place.match, "<<", place.after}));
 }
 
 void write_trigger(const TriggerFacts& trigger, bool sought, Page& page) {
@@ -91,11 +92,13 @@ void write_trigger(const TriggerFacts& trigger, bool sought, Page& page) {
     }
     page.row(Mark::none, "trigger", concat({quoted(trigger.text), " in the ", trigger.where}));
     if (trigger.found)
-        write_place(Mark::yes, "found", *trigger.found, page);
+        write_place(Mark::yes, "found", *trigger.found, "", page);
     else if (sought)
         page.row(Mark::no, "found", concat({"not in the ", trigger.where}));
     for (const PlaceFacts& place : trigger.elsewhere)
-        write_place(Mark::note, "but", place, page);
+        write_place(
+            Mark::note, "but", place,
+            place.match == trigger.text ? "" : "if case and white space played no part: ", page);
 }
 
 void write_limit(const RuleFacts& rule, Page& page) {
@@ -189,6 +192,8 @@ void write_verdict(const Explanation& told, Page& page) {
                                                                                       : Mark::no,
                      concat({"rule ", rule.id, " ", verdict_of(rule)}));
     const bool good = told.no_reply.empty();
+    if (!told.sendmail_problem.empty())
+        page.verdict(Mark::note, concat({"what is sent is lost: ", told.sendmail_problem}));
     if (!told.mail.given) {
         page.verdict(good ? Mark::yes : Mark::no,
                      good ? std::string("a mail may be answered")

@@ -120,14 +120,16 @@ class Explain(PanelCase):
             ("", {"keystr": "are", "key_where": "body"}, "", mail(body="\nHow are you?"),
              ["text, line 2: How >>are<< you?"]),
             ("", {"keystr": "hello", "key_where": "subj"}, "", mail(),
-             ["not in the subject", "but          subject, line 1: >>Hello<<", "not found"]),
+             ["not in the subject", "but          if case and white space played no part: subject, line 1: >>Hello<<", "not found"]),
+            ("", {"keystr": "are you", "key_where": "body"}, "", mail(body="\nHow ARE  you?"),
+             ["but          if case and white space played no part: text, line 2: How >>ARE  you<<?"]),
             ("", {"keystr": "price", "key_where": "body"}, "", nested,
-             ["part 2, text/html", "part 2 (text/html), line 1: the >>price<<",
-              "attachment, part 3 (text/plain), line 1: >>PRICE<<"]),
+             ["part 2, text/html", "part 2 (text/html), paragraph 1: the >>price<<",
+              "attachment, part 3 (text/plain), paragraph 1: >>PRICE<<"]),
             (shown, {"keystr": "price", "key_where": "body"}, "", nested.replace("<none>", " "),
              ["part 2, text/html", "text, line 1: the >>price<<", "1 reply"]),
             ("", {"keystr": "my order", "key_where": "body"}, "", mail(body="my\norder"),
-             [">>my order<<"]),
+             ["the mail itself (text/plain), paragraph 1: >>my order<<"]),
             ("", {"ans_freq": "0"}, "", mail(), ["answers nobody"]),
             ("", {"ans_freq": "2"}, twice.format(SENDER), mail(),
              ["2 of 2 answers today", "has had today's answers", "limit of every rule"]),
@@ -202,8 +204,9 @@ class Explain(PanelCase):
                                     "no such mailbox"]),
             ("office@example.com", ["there is     office@example.org"]),
             ("order@example.net", ["there is     orders@example.net"]),
-            ("sales@parked.test", ["alias domain of example.com, and its mail is switched off"]),
-            ("sales@nowhere.test", ["does not know the domain"]),
+            ("sales@parked.test", ["alias domain of example.com, and its mail is switched off",
+                                    "no reply: the mail of the alias domain"]),
+            ("sales@nowhere.test", ["does not know the domain", "no reply: no such domain"]),
             ("o'x\\@example.com", ["no such mailbox"]),
         ):
             with self.subTest(recipient):
@@ -213,11 +216,43 @@ class Explain(PanelCase):
 
     def test_what_cannot_be_told(self) -> None:
         self.rule()
-        for change, words in ((lambda: (self.box.etc / ".ovk.shadow").unlink(), "password file"),):
+        shadow = self.box.etc / ".ovk.shadow"
+        for change, words in (
+            (lambda: self.database.execute("drop table resp_attach"), b"resp_attach' doesn't exist"),
+            (lambda: self.database.execute("drop table mail_aliases"), b"Unable to query: "),
+            (shadow.unlink, b"password file"),
+        ):
             change()
-            run = self.explain(mail(), BOX)
+            for options in ((), ("--json",), ("--reply", "1")):
+                run = self.explain(mail(), "orders@example.com" if b"query" in words else BOX, *options)
+                self.assertEqual((run.returncode, run.stdout), (2, b""))
+                self.assertIn(words, run.stderr)
+            self.database.load("panel.sql")
+            self.fill()
+            self.rule()
+        for arguments, words in (((), b"usage: "), (("--nonsense", "a@b"), b"usage: "),
+                                 ((BOX, "/none"), b"/none: No such file"), ((BOX, "/"), b"/: Is a")):
+            run = subprocess.run([*self.box.command(None)[:-1], "/explain", *arguments],
+                                 stdin=subprocess.DEVNULL, capture_output=True)
             self.assertEqual((run.returncode, run.stdout), (2, b""))
-            self.assertIn(words, run.stderr.decode())
+            self.assertIn(words, run.stderr)
+
+    def test_statements(self) -> None:
+        """Selects alone, in a transaction that cannot write."""
+        self.rule(attach=["gone"], forward=["a@x.test"], mem_limit="0")
+        self.database.listen()
+        self.explain(mail(), BOX)
+        heard = [statement for statement in self.database.heard() if "hecksum" not in statement]
+        self.assertEqual(heard[:2], ["SET NAMES utf8",
+                                     "start transaction with consistent snapshot, read only"])
+        self.assertEqual([s for s in heard[2:] if not s.startswith("select ")], [])
+        self.assertGreater(len(heard), 9)
+        self.assertNotIn("GET_LOCK", str(heard))
+
+    def test_sendmail_is_missing(self) -> None:
+        self.rule()
+        self.box.sendmail = None
+        self.assertIn(b"sendmail: No such file", self.explain(mail(), BOX).stdout)
 
     def test_without_a_mail(self) -> None:
         self.rule(keystr="x", key_where="subj")
