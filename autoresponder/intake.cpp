@@ -255,13 +255,8 @@ std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t* 
 }
 
 DwString GetCharset(const DwEntity& entity) {
-    for (DwParameterReader reader(entity.Headers().ContentType()); reader.Next();) {
-        DwString attribute = reader.Parameter().Attribute();
-        attribute.ConvertToLowerCase();
-        if (attribute == "charset")
-            return reader.Parameter().Value();
-    }
-    return DwString(std::string(default_charset));
+    return entity.Headers().ContentType().FirstParameter("charset").value_or(
+        DwString(default_charset));
 }
 
 void DecodeBody(const DwEntity& entity, DwString& out) {

@@ -37,14 +37,10 @@ struct RunLog {
 
 /// Printable ASCII that ends no value as it is, other bytes as "\xHH"; cut where it is long.
 std::string escaped(std::string_view value) {
-    constexpr char hex[] = "0123456789ABCDEF";
     std::string text;
     for (const char c : value) {
-        const auto byte = static_cast<unsigned char>(c);
-        const bool plain = byte >= 32 && byte < 127 &&
-                           std::string_view("\\<>\",").find(c) == std::string_view::npos;
-        const std::string form =
-            plain ? std::string(1, c) : std::string{'\\', 'x', hex[byte >> 4], hex[byte & 15]};
+        const bool plain = c >= 32 && c < 127 && !contains("\\<>\",", {&c, 1});
+        const std::string form = plain ? std::string(1, c) : hex_form("\\x", c);
         if (text.size() + form.size() > max_value - 3)
             return text + "...";
         text += form;

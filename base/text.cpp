@@ -36,6 +36,17 @@ std::string to_lower(std::string_view text) {
     return result;
 }
 
+std::string hex_form(std::string_view mark, char byte) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    const auto value = static_cast<unsigned char>(byte);
+    return std::string(mark) + digits[value >> 4] + digits[value & 15];
+}
+
+std::string_view trim(std::string_view text, std::string_view white) {
+    text.remove_prefix(std::min(text.find_first_not_of(white), text.size()));
+    return text.substr(0, text.find_last_not_of(white) + 1);
+}
+
 bool equals_ignoring_case(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return to_lower(x) == to_lower(y); });

@@ -1,4 +1,4 @@
-// Byte strings with explicit lengths: joining, and letters compared as ASCII, whatever the locale.
+// Byte strings with explicit lengths: joining, and characters of ASCII, whatever the locale.
 #pragma once
 
 #include <initializer_list>
@@ -25,6 +25,33 @@ constexpr char to_lower(char c) {
 
 /// The text with its ASCII letters in lower case.
 std::string to_lower(std::string_view text);
+
+/// ASCII letters.
+constexpr bool is_letter(char c) {
+    return to_lower(c) >= 'a' && to_lower(c) <= 'z';
+}
+
+/// ASCII letters and digits.
+constexpr bool is_alphanumeric(char c) {
+    return is_letter(c) || (c >= '0' && c <= '9');
+}
+
+constexpr bool is_control(char c) {
+    return static_cast<unsigned char>(c) < 32 || c == 127;
+}
+
+/// The value of a hexadecimal digit; -1 when `c` is none.
+constexpr int hex_value(char c) {
+    if (!is_alphanumeric(c) || to_lower(c) > 'f')
+        return -1;
+    return is_letter(c) ? to_lower(c) - 'a' + 10 : c - '0';
+}
+
+/// `mark` and the two hexadecimal digits of the byte: "=0A".
+std::string hex_form(std::string_view mark, char byte);
+
+/// The text without the bytes of `white` around it.
+std::string_view trim(std::string_view text, std::string_view white);
 
 /// Whether the texts are the same but for the case of ASCII letters.
 bool equals_ignoring_case(std::string_view a, std::string_view b);

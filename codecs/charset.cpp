@@ -69,10 +69,8 @@ private:
     static std::string plain_name(std::string_view charset) {
         std::string name;
         for (const char c : charset.substr(0, charset.find('/'))) {
-            if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
-                name += c;
-            else if (c >= 'a' && c <= 'z')
-                name += static_cast<char>(c - 'a' + 'A');
+            if (is_alphanumeric(c))
+                name += to_lower(c);
         }
         return name;
     }
@@ -191,15 +189,13 @@ bool rfc1522_nonprintable(char c) {
 }
 
 std::string qp_encode(std::string_view s) {
-    constexpr char hex[] = "0123456789ABCDEF";
     std::string encoded;
     encoded.reserve(3 * s.size());
     for (const char c : s) {
-        const unsigned char byte = static_cast<unsigned char>(c);
         if (c == ' ')
             encoded += '_';
         else if (rfc1522_nonprintable(c))
-            encoded.append(1, '=').append(1, hex[byte >> 4]).append(1, hex[byte & 15]);
+            encoded += hex_form("=", c);
         else
             encoded += c;
     }

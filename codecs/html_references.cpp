@@ -1,8 +1,12 @@
 #include "codecs/html_references.h"
 
+#include "base/text.h"
+
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
+#include <utf8proc.h>
 #include <vector>
 
 namespace orvek {
@@ -19,43 +23,14 @@ constexpr std::string_view named_references =
 constexpr std::size_t longest_name = 31;
 constexpr std::size_t longest_without_semicolon = 6;
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool is_alphanumeric(char c) {
-    return is_digit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-int digit_value(char c, unsigned base) {
-    if (is_digit(c))
-        return c - '0';
-    const char lower = static_cast<char>(c | 0x20);
-    return base == 16 && lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-void append_character(std::uint32_t c, std::string& out) {
-    const auto byte = [&](std::uint32_t value) { out += static_cast<char>(value); };
-    const auto follow = [&](unsigned shift) { byte(0x80 | (c >> shift & 0x3f)); };
-    if (c < 0x80) {
-        byte(c);
-    } else if (c < 0x800) {
-        byte(0xc0 | c >> 6);
-        follow(0);
-    } else if (c < 0x10000) {
-        byte(0xe0 | c >> 12);
-        follow(6);
-        follow(0);
-    } else {
-        byte(0xf0 | c >> 18);
-        follow(12);
-        follow(6);
-        follow(0);
-    }
+void append_character(int c, std::string& out) {
+    std::array<utf8proc_uint8_t, 4> bytes;
+    const utf8proc_ssize_t length = utf8proc_encode_char(c, bytes.data());
+    out.append(bytes.begin(), bytes.begin() + length);
 }
 
 /// What a number in a reference stands for: those of the C1 controls are windows-1252's.
-std::uint32_t character_of(std::uint32_t number) {
+int character_of(int number) {
     constexpr std::uint16_t windows[] = {
         0x20ac, 0x81,   0x201a, 0x192,  0x201e, 0x2026, 0x2020, 0x2021, 0x2c6,  0x2030, 0x160,
         0x2039, 0x152,  0x8d,   0x17d,  0x8f,   0x90,   0x2018, 0x2019, 0x201c, 0x201d, 0x2022,
@@ -67,15 +42,15 @@ std::uint32_t character_of(std::uint32_t number) {
 
 std::size_t resolve_number(std::string_view text, std::string& out) {
     const bool hexadecimal = text.size() > 2 && (text[2] | 0x20) == 'x';
-    const unsigned base = hexadecimal ? 16 : 10;
+    const int base = hexadecimal ? 16 : 10;
     const std::size_t start = hexadecimal ? 3 : 2;
     std::size_t end = start;
-    std::uint32_t number = 0;
+    int number = 0;
     for (; end < text.size(); ++end) {
-        const int digit = digit_value(text[end], base);
-        if (digit < 0)
+        const int digit = hex_value(text[end]);
+        if (digit < 0 || digit >= base)
             break;
-        number = std::min(number * base + static_cast<std::uint32_t>(digit), 0x110000u);
+        number = std::min(number * base + digit, 0x110000);
     }
     if (end == start)
         return 0;
@@ -115,7 +90,7 @@ void append_characters(std::string_view numbers, std::string& out) {
     const char* at = numbers.data();
     const char* const end = at + numbers.size();
     while (at < end) {
-        std::uint32_t number = 0;
+        int number = 0;
         at = std::from_chars(at, end, number, 16).ptr + 1;
         append_character(number, out);
     }

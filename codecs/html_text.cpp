@@ -17,13 +17,6 @@ namespace {
 
 constexpr std::string_view white = " \t\n\f\r";
 
-std::string_view trim(std::string_view text) {
-    const std::size_t start = text.find_first_not_of(white);
-    if (start == std::string_view::npos)
-        return {};
-    return text.substr(start, text.find_last_not_of(white) + 1 - start);
-}
-
 std::string resolve_references(std::string_view text) {
     std::string resolved;
     while (!text.empty()) {
@@ -73,8 +66,8 @@ bool style_hides(std::string_view style) {
     Hiding visibility("visibility", "hidden");
     for (std::string_view rest = resolved; !rest.empty();) {
         std::string_view declaration = take_to(rest, ';');
-        const std::string_view property = trim(take_to(declaration, ':'));
-        const std::string_view value = trim(take_to(declaration, '!'));
+        const std::string_view property = trim(take_to(declaration, ':'), white);
+        const std::string_view value = trim(take_to(declaration, '!'), white);
         const bool important = !declaration.empty();
         display.take(property, value, important);
         visibility.take(property, value, important);

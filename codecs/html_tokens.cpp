@@ -10,10 +10,6 @@ namespace {
 
 constexpr std::string_view white = " \t\n\f\r";
 
-bool is_letter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
 } // namespace
 
 bool HtmlTokens::next() {

@@ -1,5 +1,6 @@
 #include "codecs/outgoing.h"
 
+#include "base/text.h"
 #include "codecs/base64.h"
 #include "codecs/charset.h"
 #include "codecs/idn.h"
@@ -16,22 +17,8 @@ constexpr std::size_t preferred_line = 76;
 constexpr std::size_t max_encoded_word = 75;
 constexpr std::size_t frame = 12; // "=?utf-8?Q?" and "?="
 
-bool is_control(char c) {
-    return static_cast<unsigned char>(c) < 32 || c == 127;
-}
-
 bool is_ascii(char c) {
     return static_cast<unsigned char>(c) < 128;
-}
-
-bool is_letter_or_digit(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
-std::string hex_form(char lead, char c) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    const auto byte = static_cast<unsigned char>(c);
-    return {lead, digits[byte >> 4], digits[byte & 15]};
 }
 
 /// Well-formed UTF-8 without what has no place in a header: control characters, blanks at the end.
@@ -62,10 +49,10 @@ std::string q_form(std::string_view text) {
     for (const char c : text) {
         if (c == ' ')
             encoded += '_';
-        else if (is_letter_or_digit(c))
+        else if (is_alphanumeric(c))
             encoded += c;
         else
-            encoded += hex_form('=', c);
+            encoded += hex_form("=", c);
     }
     return encoded;
 }
@@ -217,10 +204,10 @@ std::string extended_parameter(std::string_view name, std::string_view value) {
     std::string parameter(name);
     parameter += "*=utf-8''";
     for (const char c : cleaned(value)) {
-        if (is_letter_or_digit(c) || c == '.' || c == '-' || c == '_')
+        if (is_alphanumeric(c) || c == '.' || c == '-' || c == '_')
             parameter += c;
         else
-            parameter += hex_form('%', c);
+            parameter += hex_form("%", c);
     }
     return parameter;
 }
@@ -253,7 +240,7 @@ std::string quoted_printable(std::string_view text) {
         const bool at_line_end =
             behind.empty() || behind.starts_with('\n') || behind.starts_with("\r\n");
         const bool literal = c == ' ' || c == '\t' ? !at_line_end : c > ' ' && c < 127 && c != '=';
-        const std::string form = literal ? std::string(1, c) : hex_form('=', c);
+        const std::string form = literal ? std::string(1, c) : hex_form("=", c);
         // One column stays for the "=" of a soft line break.
         if (column + form.size() >= preferred_line) {
             encoded += "=\n";

@@ -61,13 +61,6 @@ UTF-16LE csunicode iso-10646-ucs-2 ucs-2 unicode unicodefeff utf-16le
 
 constexpr std::string_view blanks = " \t\r\n\f";
 
-std::string_view trim(std::string_view text) {
-    const std::size_t start = text.find_first_not_of(blanks);
-    if (start == std::string_view::npos)
-        return {};
-    return text.substr(start, text.find_last_not_of(blanks) + 1 - start);
-}
-
 constexpr char no_character[] = "\xef\xbf\xbd"; // U+FFFD
 
 /// How long a text can become in any case. Only TSCII takes more than three bytes for one.
@@ -111,7 +104,7 @@ std::string without_ill_formed_utf8(std::string text) {
 } // namespace
 
 std::string charset_behind(std::string_view label) {
-    const std::string_view name = trim(label);
+    const std::string_view name = trim(label, blanks);
     if (name.empty() || name.size() > max_charset_name ||
         name.find_first_of(blanks) != std::string_view::npos)
         return std::string(name);

@@ -82,16 +82,6 @@ int read_line(char* line, conf_data* pconf) {
     return conf_set_r(name, value, pconf);
 }
 
-/// The buffer that getline() keeps for its lines.
-struct LineBuffer {
-    char* text = nullptr;
-    std::size_t size = 0;
-    LineBuffer() = default;
-    LineBuffer(const LineBuffer&) = delete;
-    LineBuffer& operator=(const LineBuffer&) = delete;
-    ~LineBuffer() { std::free(text); }
-};
-
 } // namespace
 
 int conf_init_r(conf_data* pconf) {
@@ -159,13 +149,15 @@ int conf_read_file_r(const char* conf_file, conf_data* pconf) {
         errno = reason;
         return -1;
     }
-    LineBuffer line;
-    int reason = 0;
-    while (errno = 0, getline(&line.text, &line.size, file.get()) != -1) {
-        if (read_line(line.text, pconf) == -1)
-            return -1;
-    }
-    reason = errno;
+    char* line = nullptr;
+    std::size_t size = 0;
+    bool stored = true;
+    while (stored && (errno = 0, getline(&line, &size, file.get()) != -1))
+        stored = read_line(line, pconf) == 0;
+    const int reason = errno;
+    const MallocedText owner(line);
+    if (!stored)
+        return -1;
     conf_finalize_r(pconf);
     if (std::feof(file.get()) && !std::ferror(file.get())) {
         errno = 0;

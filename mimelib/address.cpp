@@ -1,6 +1,9 @@
 #include "mimelib/address.h"
 
-using mimelib::is_control;
+#include "base/text.h"
+
+#include <algorithm>
+
 using mimelib::Scanner;
 
 namespace {
@@ -24,14 +27,6 @@ std::string quote(std::string_view content) {
         quoted += c;
     }
     return quoted += '"';
-}
-
-bool holds_control(std::string_view text) {
-    for (const char c : text) {
-        if (is_control(c))
-            return true;
-    }
-    return false;
 }
 
 /// Puts an addr-spec together from the pieces of an address as they come. The first piece that
@@ -87,7 +82,7 @@ public:
 private:
     /// Two words need a dot between them.
     void word(std::string_view text, bool possible) {
-        spoiled_ |= !possible || after_word_ || holds_control(text);
+        spoiled_ |= !possible || after_word_ || std::any_of(text.begin(), text.end(), is_control);
         after_word_ = true;
         if (!spoiled_)
             (in_domain_ ? domain_ : local_) += text;

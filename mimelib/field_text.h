@@ -16,10 +16,6 @@ inline bool is_white(char c) {
     return is_blank(c) || c == '\r' || c == '\n';
 }
 
-inline bool is_control(char c) {
-    return static_cast<unsigned char>(c) < 32 || c == 127;
-}
-
 /// A position in a field's text that only moves forward.
 class Scanner {
 public:

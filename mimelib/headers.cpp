@@ -4,7 +4,6 @@
 #include "mimelib/field_text.h"
 
 using mimelib::is_blank;
-using mimelib::is_control;
 using mimelib::is_white;
 
 namespace {
@@ -43,12 +42,6 @@ std::size_t field_end(std::string_view text, std::size_t start) {
     return end;
 }
 
-template <typename Field>
-const Field& field_or_empty(const std::optional<Field>& field) {
-    static const Field empty{DwString()};
-    return field ? *field : empty;
-}
-
 } // namespace
 
 std::size_t HeaderLength(std::string_view text) {
@@ -85,28 +78,4 @@ void DwHeaders::keep(std::string_view name, std::string_view body) {
     keep_first(date_, "date");
     keep_first(content_type_, "content-type");
     keep_first(transfer_encoding_, "content-transfer-encoding");
-}
-
-const DwAddressList& DwHeaders::ReplyTo() const {
-    return field_or_empty(reply_to_);
-}
-
-const DwMailboxList& DwHeaders::From() const {
-    return field_or_empty(from_);
-}
-
-const DwText& DwHeaders::Subject() const {
-    return field_or_empty(subject_);
-}
-
-const DwText& DwHeaders::Date() const {
-    return field_or_empty(date_);
-}
-
-const DwMediaType& DwHeaders::ContentType() const {
-    return field_or_empty(content_type_);
-}
-
-const DwMechanism& DwHeaders::ContentTransferEncoding() const {
-    return field_or_empty(transfer_encoding_);
 }

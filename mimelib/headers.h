@@ -36,19 +36,25 @@ public:
     explicit DwHeaders(const DwString& text);
 
     bool HasReplyTo() const { return reply_to_.has_value(); }
-    const DwAddressList& ReplyTo() const;
+    const DwAddressList& ReplyTo() const { return or_empty(reply_to_); }
     bool HasFrom() const { return from_.has_value(); }
-    const DwMailboxList& From() const;
+    const DwMailboxList& From() const { return or_empty(from_); }
     bool HasSubject() const { return subject_.has_value(); }
-    const DwText& Subject() const;
+    const DwText& Subject() const { return or_empty(subject_); }
     bool HasDate() const { return date_.has_value(); }
-    const DwText& Date() const;
+    const DwText& Date() const { return or_empty(date_); }
     bool HasContentType() const { return content_type_.has_value(); }
-    const DwMediaType& ContentType() const;
+    const DwMediaType& ContentType() const { return or_empty(content_type_); }
     bool HasContentTransferEncoding() const { return transfer_encoding_.has_value(); }
-    const DwMechanism& ContentTransferEncoding() const;
+    const DwMechanism& ContentTransferEncoding() const { return or_empty(transfer_encoding_); }
 
 private:
+    template <typename Field>
+    static const Field& or_empty(const std::optional<Field>& field) {
+        static const Field empty{DwString()};
+        return field ? *field : empty;
+    }
+
     void keep(std::string_view name, std::string_view body);
 
     std::optional<DwAddressList> reply_to_;

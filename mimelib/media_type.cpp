@@ -59,8 +59,26 @@ DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
     Scanner field(AsString().view());
     field.skip_white_and_comments();
     type_ = look_up(media_types, field.take_until("/;(\""), DwMime::kTypeUnknown);
+    field.skip_white_and_comments();
+    if (!field.at_end() && field.peek() == '/') {
+        field.take();
+        field.skip_white_and_comments();
+        subtype_ = AsString().slice(field.take_until(";(\""));
+    }
     skip_to_parameter(field);
     parameters_ = field.position();
+}
+
+bool DwMediaType::HasSubtype(std::string_view subtype) const {
+    return equals_ignoring_case(subtype_.view(), subtype);
+}
+
+std::optional<DwString> DwMediaType::FirstParameter(std::string_view name) const {
+    for (DwParameterReader reader(*this); reader.Next();) {
+        if (equals_ignoring_case(reader.Parameter().Attribute().view(), name))
+            return reader.Parameter().Value();
+    }
+    return std::nullopt;
 }
 
 bool DwParameterReader::Next() {

@@ -5,6 +5,7 @@
 #include "mimelib/field_text.h"
 
 #include <cstddef>
+#include <optional>
 
 namespace DwMime {
 
@@ -32,11 +33,18 @@ public:
     /// A DwMime::MediaType. Known by the type alone: "text" without a subtype is text.
     int Type() const { return type_; }
 
+    /// Whether the subtype is `subtype`, in any case; "" where there is none.
+    bool HasSubtype(std::string_view subtype) const;
+
+    /// The value of the first parameter of that name, in any case.
+    std::optional<DwString> FirstParameter(std::string_view name) const;
+
     /// What stands behind the first semicolon: the parameters.
     DwString ParameterText() const { return AsString().substr(parameters_); }
 
 private:
     int type_;
+    DwString subtype_;
     std::size_t parameters_;
 };
 

@@ -1,24 +1,16 @@
 #include "mimelib/message.h"
 
-#include "base/text.h"
 #include "mimelib/field_text.h"
 
 namespace {
-
-DwString without_white_end(const DwString& text) {
-    return text.substr(0, text.view().find_last_not_of(" \t") + 1);
-}
 
 /// The boundary of a multipart, without the blanks that it must not end in: the lines that it
 /// occurs in lose theirs on the way. Empty when there is none.
 DwString find_boundary(const DwHeaders& headers) {
     if (headers.ContentType().Type() != DwMime::kTypeMultipart)
         return {};
-    for (DwParameterReader reader(headers.ContentType()); reader.Next();) {
-        if (equals_ignoring_case(reader.Parameter().Attribute().view(), "boundary"))
-            return without_white_end(reader.Parameter().Value());
-    }
-    return {};
+    const DwString boundary = headers.ContentType().FirstParameter("boundary").value_or(DwString());
+    return boundary.substr(0, boundary.view().find_last_not_of(" \t") + 1);
 }
 
 std::size_t skip_line(std::string_view text, std::size_t start) {

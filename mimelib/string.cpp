@@ -1,8 +1,5 @@
 #include "mimelib/string.h"
 
-#include "base/text.h"
-#include "mimelib/field_text.h"
-
 #include <algorithm>
 
 DwString::DwString(std::string bytes) {
@@ -19,8 +16,4 @@ DwString DwString::slice(std::string_view part) const {
     DwString result(*this);
     result.view_ = part;
     return result;
-}
-
-void DwString::ConvertToLowerCase() {
-    *this = DwString(to_lower(view_));
 }

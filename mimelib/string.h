@@ -36,9 +36,6 @@ public:
     /// A slice for `part`, which must lie within view().
     DwString slice(std::string_view part) const;
 
-    /// ASCII letters only, whatever the locale. Other slices of the same buffer do not change.
-    void ConvertToLowerCase();
-
     friend bool operator==(const DwString& a, std::string_view b) { return a.view_ == b; }
 
 private:

@@ -1,6 +1,7 @@
 #include "mimelib/transfer.h"
 
 #include "base/base64_alphabet.h"
+#include "base/text.h"
 #include "mimelib/field_text.h"
 
 #include <cstdint>
@@ -30,14 +31,6 @@ std::size_t decode_groups(std::string_view text, char*& to) {
         put_group(a << 18 | b << 12 | c << 6 | d, to);
     }
     return at;
-}
-
-int hex_value(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
 /// Behind "=": length of the soft line break's rest; npos when it is none.

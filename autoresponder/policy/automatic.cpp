@@ -61,13 +61,10 @@ std::string spam_sign(std::string_view body) {
 }
 
 std::string content_type_sign(std::string_view body) {
-    Scanner scanner(body);
-    if (next_word(scanner, "/;(") != "multipart")
-        return {};
-    scanner.skip_white_and_comments();
-    if (scanner.at_end() || scanner.take() != '/')
-        return {};
-    return next_word(scanner, ";(") == "report" ? "Content-Type is multipart/report" : "";
+    const DwMediaType type{DwString(body)};
+    return type.Type() == DwMime::kTypeMultipart && type.HasSubtype("report")
+               ? "Content-Type is multipart/report"
+               : "";
 }
 
 std::string return_path_sign(std::string_view body) {

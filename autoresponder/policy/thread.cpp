@@ -22,8 +22,7 @@ constexpr std::string_view in_reply_to = "In-Reply-To: ";
 constexpr std::string_view references = "References: ";
 
 bool is_atom_character(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("!#$%&'*+-/=?^_`{|}~").find(c) != std::string_view::npos;
+    return is_alphanumeric(c) || contains("!#$%&'*+-/=?^_`{|}~", {&c, 1});
 }
 
 bool is_dot_atom(std::string_view text) {

@@ -14,13 +14,6 @@ constexpr std::size_t longest_value = 1000;
 
 using Pieces = std::array<std::optional<std::string>, most_pieces>;
 
-int hex_value(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    const char lower = to_lower(c);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 /// "%41" is "A"; what is malformed stays.
 std::string percent_decode(std::string_view text) {
     std::string decoded;
@@ -83,17 +76,6 @@ std::string shown_parameter(const DwMediaType& type, std::string_view name) {
     for (std::size_t number = 0; number < most_pieces && pieces[number]; ++number)
         whole += *pieces[number];
     return whole;
-}
-
-std::string shown_subtype(const DwMediaType& type) {
-    mimelib::Scanner field(type.AsString().view());
-    field.skip_white_and_comments();
-    field.take_until("/;(\"");
-    if (field.at_end() || field.peek() != '/')
-        return {};
-    field.take();
-    field.skip_white_and_comments();
-    return to_lower(field.take_until(";(\""));
 }
 
 bool is_attachment(const DwEntity& entity) {

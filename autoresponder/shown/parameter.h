@@ -11,8 +11,5 @@
 /// when there is none of at most 1,000 bytes.
 std::string shown_parameter(const DwMediaType& type, std::string_view name);
 
-/// The subtype in lower case: "html" of "text/HTML". Empty without one.
-std::string shown_subtype(const DwMediaType& type);
-
 /// Whether the entity is an attachment by its Content-Disposition.
 bool is_attachment(const DwEntity& entity);

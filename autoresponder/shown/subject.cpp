@@ -2,7 +2,6 @@
 
 #include "base/text.h"
 #include "codecs/shown_charset.h"
-#include "mimelib/field_text.h"
 #include "mimelib/transfer.h"
 
 #include <algorithm>
@@ -146,7 +145,7 @@ std::string without_controls(std::string text) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         const bool beyond_ascii = text[at] == '\xc2' && at + 1 < text.size() &&
                                   static_cast<unsigned char>(text[at + 1]) < 0xa0;
-        text[kept++] = beyond_ascii || mimelib::is_control(text[at]) ? ' ' : text[at];
+        text[kept++] = beyond_ascii || is_control(text[at]) ? ' ' : text[at];
         at += beyond_ascii;
     }
     text.resize(kept);

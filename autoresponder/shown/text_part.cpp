@@ -33,14 +33,13 @@ Kind kind_of(const DwEntity& entity) {
     if (!headers.HasContentType() || headers.ContentType().AsString().empty())
         return Kind::plain;
     const DwMediaType& type = headers.ContentType();
-    const std::string subtype = shown_subtype(type);
     if (type.Type() == DwMime::kTypeMultipart)
-        return subtype == "digest" ? Kind::nothing : Kind::html_or_multipart;
+        return type.HasSubtype("digest") ? Kind::nothing : Kind::html_or_multipart;
     if (type.Type() != DwMime::kTypeText)
         return Kind::nothing;
-    if (subtype == "html")
+    if (type.HasSubtype("html"))
         return Kind::html_or_multipart;
-    return subtype == "plain" || subtype.empty() ? Kind::plain : Kind::other_text;
+    return type.HasSubtype("plain") || type.HasSubtype("") ? Kind::plain : Kind::other_text;
 }
 
 /// Blanks at the end of a line of quoted-printable come from those who passed the mail on (RFC 2045
@@ -87,7 +86,7 @@ std::optional<PartText> text_of(const DwEntity& entity, std::string number,
 class Multipart {
 public:
     explicit Multipart(const DwEntity& entity)
-        : alternatives_(shown_subtype(entity.Headers().ContentType()) == "alternative"),
+        : alternatives_(entity.Headers().ContentType().HasSubtype("alternative")),
           body_(entity.Body().AsString(), boundary_of(entity)), parts_(std::in_place, body_) {}
     Multipart(const Multipart&) = delete;
     Multipart& operator=(const Multipart&) = delete;
@@ -169,7 +168,7 @@ PartText shown_entity(const DwEntity& entity, orvek::ShownCharsets& charsets) {
     PartText shown;
     shown.charset = until_nul(shown_parameter(type, "charset"));
     shown.text = charsets.to_utf8(decode(entity).view(), shown.charset);
-    if (shown_subtype(type) == "html")
+    if (type.HasSubtype("html"))
         shown.text = orvek::html_text(std::move(shown.text));
     else
         shown.lines = line_format(type);
