@@ -50,9 +50,11 @@ class Escaping(PanelCase):
             for calls in (2, 0):
                 run = self.deliver(message)
                 self.assertEqual((run.status, run.err, len(run.calls)), (0, "", calls), sender)
+            # In hexadecimal, for clients differ in which backslashes they escape where letters have two bytes.
             self.assertEqual(
-                sorted(self.database.rows("select email, num from resp_freq where rn_id = 1")),
-                sorted([[sender, "1"], [SENDER, "1"]]))
+                sorted(self.database.rows("select hex(email), num from resp_freq where rn_id = 1")),
+                sorted([address.encode(errors="surrogateescape").hex().upper(), "1"]
+                       for address in (sender, SENDER)))
 
     def parameters(self) -> None:
         """What other programs of the panel store."""
