@@ -1,13 +1,15 @@
-"""load.py BUILD-FOLDER [MAILS]: many mails at once over many mailboxes, and afterwards a count of
-every reply, forward and entry of the bookkeeping. Fails when one is missing or one too many."""
+"""load.py BUILD-FOLDER [MAILS [PROGRAM...]]: many mails at once over many mailboxes, and afterwards a
+count of every reply, forward and entry of the bookkeeping. Fails when one is missing or one too many. Other
+builds of the program may be named, and take their turns."""
 
+import itertools
 import json
 import pathlib
 import statistics
 import sys
 from collections import Counter
 
-from common.bench import Bench
+from common.bench import Bench, server_cpu
 
 AT_ONCE = (1, 2, 4, 8, 32)
 MAILBOXES = 200
@@ -81,24 +83,31 @@ def differences(bench: Bench, mails: int) -> tuple[int, int]:
     return (expected - found).total(), (found - expected).total() + doubled
 
 
-def main(build: pathlib.Path, mails: int = 2000) -> None:
+def main(build: pathlib.Path, mails: int = 2000, *others: pathlib.Path) -> None:
     ok = True
     with Bench(build) as bench:
         bench.box.sendmail = str(build / "bench/tally")
         bench.box.extra[bench.box.extra.index("--ro-bind")] = "--bind"  # /bench
+        programs = [bench.box.program, *others]
         print(f"load: {mails} mails to {MAILBOXES} mailboxes, each with two forwards and a reply")
-        print(f"{'at once':>8}{'mails/s':>10}{'median ms':>11}{'99% ms':>9}{'lost':>6}{'doubled':>9}")
-        for at_once in AT_ONCE:
+        print(f"{'at once':>8}{'mails/s':>10}{'median ms':>11}{'99% ms':>9}{'server CPU ms':>15}"
+              f"{'lost':>6}{'doubled':>9}")
+        for at_once, program in itertools.product(AT_ONCE, programs):
+            bench.box.program = program
             prepare(bench, mails)
+            cpu = server_cpu(bench)
             told = bench.inside("/usr/bin/python3", "-c", DRIVER, str(at_once))
+            cpu = (server_cpu(bench) - cpu) / mails
             duration, seconds = json.loads(told)
             lost, doubled = differences(bench, mails)
             ok = ok and lost == doubled == 0
             print(f"{at_once:8}{mails / duration:10.0f}{statistics.median(seconds) * 1000:11.2f}"
-                  f"{seconds[len(seconds) * 99 // 100] * 1000:9.2f}{lost:6}{doubled:9}")
+                  f"{seconds[len(seconds) * 99 // 100] * 1000:9.2f}{cpu:15.2f}{lost:6}{doubled:9}"
+                  f"  {program if others else ''}", flush=True)
     if not ok:
         sys.exit("load: mails were lost or doubled")
 
 
 if __name__ == "__main__":
-    main(pathlib.Path(sys.argv[1]).resolve(), *map(int, sys.argv[2:3]))
+    main(pathlib.Path(sys.argv[1]).resolve(), *map(int, sys.argv[2:3]),
+         *(pathlib.Path(name).resolve() for name in sys.argv[3:]))

@@ -5,12 +5,10 @@ The same for a hundredth and a tenth of that, with what a crowd gets done, and f
 says about each statement of a run. Takes some minutes and 2 GB below /tmp."""
 
 import json
-import os
-import pathlib
 import re
 import statistics
 
-from common.bench import PROGRAM, Bench, arguments
+from common.bench import PROGRAM, Bench, arguments, server_cpu
 from load import DRIVER
 from support.case import mail
 
@@ -62,13 +60,6 @@ def recipients(boxes: int, count: int, name: str, domain: str) -> list[list[str]
 def rows_read(bench: Bench) -> int:
     return sum(int(value or 0) for _, value in bench.database.rows(
         "show global status like 'Handler_read%'"))
-
-
-def server_cpu(bench: Bench) -> float:
-    """Milliseconds so far; says what a mail costs the server also where the machine is busy."""
-    pid = bench.database._server.pid
-    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) * 1000 / os.sysconf("SC_CLK_TCK")
 
 
 def mails_a_second(bench: Bench, boxes: int) -> float:

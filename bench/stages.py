@@ -4,8 +4,7 @@ Runs that end at one stage after the other, by turns with a spawn of a program t
 difference between two lines is what the stage costs. Then, one stage at a time: statements, the server's
 processor time and its disk syncs, with innodb_flush_log_at_trx_commit at 1 as servers have it."""
 
-from common.bench import MAILBOX, NOTHING, PROGRAM, Bench, arguments
-from panel import server_cpu
+from common.bench import MAILBOX, NOTHING, PROGRAM, Bench, arguments, server_cpu
 from support.case import SENDER, mail
 
 PANEL = """

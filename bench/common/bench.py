@@ -1,6 +1,7 @@
 """What the parts of script/bench share: a panel in a sandbox, runs in turn, a table."""
 
 import dataclasses
+import os
 import pathlib
 import re
 import statistics
@@ -89,6 +90,13 @@ class Bench:
         heard = self.database.heard()
         once = heard[len(heard) // 2:]  # the first run warmed up
         return [re.sub(r"(?<=_LOCK\(')[^']*|(?<=num=)\d+", "...", statement) for statement in once]
+
+
+def server_cpu(bench: Bench) -> float:
+    """Milliseconds so far; says what a mail costs the server also where the machine is busy."""
+    pid = bench.database._server.pid
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) * 1000 / os.sysconf("SC_CLK_TCK")
 
 
 def table(program: Figures, reference: Figures, name: str, goals: dict[str, float]) -> None:
