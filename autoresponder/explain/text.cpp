@@ -193,7 +193,7 @@ void write_verdict(const Explanation& told, Page& page) {
                      concat({"rule ", rule.id, " ", verdict_of(rule)}));
     const bool good = told.no_reply.empty();
     if (!told.sendmail_problem.empty())
-        page.verdict(Mark::note, concat({"what is sent is lost: ", told.sendmail_problem}));
+        page.verdict(Mark::note, concat({"sendmail takes nothing: ", told.sendmail_problem}));
     if (!told.mail.given) {
         page.verdict(good ? Mark::yes : Mark::no,
                      good ? std::string("a mail may be answered")
