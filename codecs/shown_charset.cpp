@@ -4,7 +4,6 @@
 #include "codecs/utf8.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace orvek {
 
@@ -84,20 +83,17 @@ bool looks_like_utf8(std::string_view text) {
 }
 
 /// The C library's converters let through UTF-8 of old, and halves of pairs of UTF-16.
-std::string without_ill_formed_utf8(std::string text) {
-    std::string_view rest = text;
-    std::size_t length = well_formed_utf8_length(rest);
-    if (length == rest.size())
-        return text;
+std::string without_ill_formed_utf8(std::string_view text) {
     std::string result;
     result.reserve(3 * text.size());
-    for (;; length = well_formed_utf8_length(rest)) {
-        result += rest.substr(0, length);
-        rest.remove_prefix(length);
-        if (rest.empty() || is_cut_character(rest))
+    for (;;) {
+        const std::size_t length = well_formed_utf8_length(text);
+        result += text.substr(0, length);
+        text.remove_prefix(length);
+        if (text.empty() || is_cut_character(text))
             return result;
         result += no_character;
-        rest.remove_prefix(1);
+        text.remove_prefix(1);
     }
 }
 
@@ -149,13 +145,15 @@ std::string ShownCharsets::to_utf8(std::string_view text, const std::string& lab
     Charset& named = find(label);
     Charset& charset = named.is_known() ? named : beyond_;
     if (charset.name.empty() ? looks_like_utf8(text) : charset.name == "UTF-8")
-        return without_ill_formed_utf8(std::string(text));
+        return without_ill_formed_utf8(text);
     const std::size_t most = std::max(3 * text.size(), allowance);
     std::string result;
     result.reserve(most + Conversion::room); // what is not used is never touched
     charset.conversion().convert(text, result, no_character, most);
     charset.conversion().finish(result);
-    return without_ill_formed_utf8(std::move(result));
+    if (well_formed_utf8_length(result) == result.size())
+        return result;
+    return without_ill_formed_utf8(result);
 }
 
 } // namespace orvek
