@@ -144,21 +144,25 @@ LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::i
             decimal_number(entries.value_or("0")), mem_limit};
 }
 
-/// Whether the sender may be answered; if so, it is recorded, in a transaction. What comes before
-/// that only reads, or deletes what no longer counts: outside, it keeps no lock, so that a crowd
-/// does not wait for one another, and a mail that is refused costs no transaction.
+/// Whether the sender may be answered; if so, it is recorded, in a transaction, which a statement
+/// by itself is without more ado. What comes before that only reads, or deletes what no longer
+/// counts: outside, it keeps no lock, so that a crowd does not wait for one another, and a mail
+/// that is refused costs no transaction.
 bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit) {
     books.run(purge_of_earlier_days(books.rule));
     const LimiterVerdict verdict = read_verdict(books, limit, mem_limit, "");
     if (!verdict.allows())
         return false;
+    if (!verdict.answers && !verdict.evicts()) {
+        insert_sender(books);
+        return true;
+    }
     books.run("begin");
     bool may_answer = true;
     if (verdict.answers) {
         may_answer = count_one_more(books, limit);
     } else {
-        if (verdict.evicts())
-            evict_oldest(books);
+        evict_oldest(books);
         insert_sender(books);
     }
     books.run("commit");
