@@ -1,15 +1,15 @@
 // The mail autoresponder. The mail server starts it once for every mail delivered to a mailbox
 // with an autoresponder: the mail on standard input, the recipient in RESP_RECIPIENT.
-#include "autoresponder/diagnostics.h"
-#include "autoresponder/guards.h"
-#include "autoresponder/intake.h"
-#include "autoresponder/mail_content.h"
-#include "autoresponder/policy/retry_later.h"
-#include "autoresponder/policy/switches.h"
-#include "autoresponder/process.h"
+#include "autoresponder/deciding/guards.h"
+#include "autoresponder/incoming/intake.h"
+#include "autoresponder/incoming/mail_content.h"
 #include "autoresponder/responder.h"
+#include "autoresponder/run/diagnostics.h"
+#include "autoresponder/run/process.h"
+#include "autoresponder/run/retry_later.h"
+#include "autoresponder/run/switches.h"
+#include "autoresponder/run/temporary_file.h"
 #include "autoresponder/run_log.h"
-#include "autoresponder/temporary_file.h"
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
 

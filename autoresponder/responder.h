@@ -2,8 +2,8 @@
 // process. It holds the one database connection of the run.
 #pragma once
 
-#include "autoresponder/mail_content.h"
-#include "autoresponder/policy/switches.h"
+#include "autoresponder/incoming/mail_content.h"
+#include "autoresponder/run/switches.h"
 #include "lib/mysql_owned.h"
 
 /// The connection of a run, never null. A failure ends the process through give_up, with its

@@ -1,7 +1,7 @@
 #include "autoresponder/run_log.h"
 
-#include "autoresponder/diagnostics.h"
-#include "autoresponder/policy/header_facts.h"
+#include "autoresponder/incoming/header_facts.h"
+#include "autoresponder/run/diagnostics.h"
 #include "base/text.h"
 
 #include <chrono>

@@ -3,7 +3,7 @@
 // they did; whatever way the process exits, the line then holds how far it got.
 #pragma once
 
-#include "autoresponder/mail_content.h"
+#include "autoresponder/incoming/mail_content.h"
 
 #include <cstddef>
 #include <string_view>

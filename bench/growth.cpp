@@ -3,7 +3,7 @@
 // and the size of the message. Without arguments it lists the dimensions. Only the reading is
 // measured; all diagnostics are thrown away.
 
-#include "autoresponder/intake.h"
+#include "autoresponder/incoming/intake.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // The whole intake, from the blocks of standard input to Mail_content, and the message's structure.
-#include "autoresponder/intake.h"
-#include "autoresponder/policy/destinations.h"
+#include "autoresponder/incoming/intake.h"
+#include "autoresponder/incoming/destinations.h"
 
 #include "base/text.h"
 #include "codecs/utf8.h"

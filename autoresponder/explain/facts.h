@@ -1,8 +1,8 @@
 // What an explanation has found out: plain values, for whoever prints them.
 #pragma once
 
-#include "autoresponder/mailbox.h"
-#include "autoresponder/shown/text_part.h"
+#include "autoresponder/deciding/mailbox.h"
+#include "autoresponder/incoming/text_part.h"
 
 #include <cstddef>
 #include <cstdint>

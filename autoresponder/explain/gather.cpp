@@ -1,12 +1,12 @@
 #include "autoresponder/explain/gather.h"
 
-#include "autoresponder/delivery.h"
+#include "autoresponder/deciding/refusal.h"
 #include "autoresponder/explain/mailbox.h"
 #include "autoresponder/explain/rules.h"
-#include "autoresponder/panel_query.h"
-#include "autoresponder/policy/refusal.h"
-#include "autoresponder/reply_context.h"
+#include "autoresponder/outgoing/delivery.h"
+#include "autoresponder/outgoing/reply_context.h"
 #include "autoresponder/responder.h"
+#include "autoresponder/run/panel_query.h"
 #include "base/text.h"
 
 namespace {

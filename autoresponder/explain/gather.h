@@ -3,9 +3,9 @@
 #pragma once
 
 #include "autoresponder/explain/facts.h"
-#include "autoresponder/mail_content.h"
-#include "autoresponder/policy/header_facts.h"
-#include "autoresponder/policy/switches.h"
+#include "autoresponder/incoming/header_facts.h"
+#include "autoresponder/incoming/mail_content.h"
+#include "autoresponder/run/switches.h"
 #include "base/owned.h"
 #include "mimelib/mimelib.h"
 

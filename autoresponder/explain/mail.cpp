@@ -1,7 +1,7 @@
+#include "autoresponder/deciding/guards.h"
 #include "autoresponder/explain/gather.h"
 #include "autoresponder/explain/listener.h"
-#include "autoresponder/guards.h"
-#include "autoresponder/intake.h"
+#include "autoresponder/incoming/intake.h"
 
 #include <algorithm>
 #include <string_view>

@@ -1,6 +1,6 @@
 #include "autoresponder/explain/mailbox.h"
 
-#include "autoresponder/panel_query.h"
+#include "autoresponder/run/panel_query.h"
 #include "base/text.h"
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "autoresponder/explain/facts.h"
-#include "autoresponder/mail_content.h"
-#include "autoresponder/policy/switches.h"
+#include "autoresponder/incoming/mail_content.h"
+#include "autoresponder/run/switches.h"
 
 #include <mysql.h>
 

@@ -1,12 +1,12 @@
 // autoresponder-explain: what the autoresponder would do with a mail, and why. Sends nothing,
 // counts nothing, changes nothing.
-#include "autoresponder/diagnostics.h"
 #include "autoresponder/explain/gather.h"
 #include "autoresponder/explain/listener.h"
 #include "autoresponder/explain/writers.h"
-#include "autoresponder/intake.h"
-#include "autoresponder/policy/switches.h"
-#include "autoresponder/process.h"
+#include "autoresponder/incoming/intake.h"
+#include "autoresponder/run/diagnostics.h"
+#include "autoresponder/run/process.h"
+#include "autoresponder/run/switches.h"
 #include "base/io.h"
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"

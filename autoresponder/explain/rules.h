@@ -3,7 +3,7 @@
 
 #include "autoresponder/explain/facts.h"
 #include "autoresponder/explain/gather.h"
-#include "autoresponder/reply_context.h"
+#include "autoresponder/outgoing/reply_context.h"
 
 #include "base/owned.h"
 

@@ -1,10 +1,10 @@
 #include "autoresponder/explain/search.h"
 
-#include "autoresponder/shown/parameter.h"
-#include "autoresponder/shown/text_part.h"
-#include "autoresponder/shown/trigger.h"
+#include "autoresponder/deciding/trigger.h"
+#include "autoresponder/incoming/parameter.h"
+#include "autoresponder/incoming/text_part.h"
 #include "base/text.h"
-#include "codecs/letters.h"
+#include "reading/letters.h"
 
 #include <algorithm>
 #include <memory>

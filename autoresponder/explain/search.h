@@ -1,9 +1,9 @@
 // Where a trigger occurs in a mail: in the place where it is sought, and in all others.
 #pragma once
 
+#include "autoresponder/deciding/rules.h"
 #include "autoresponder/explain/facts.h"
-#include "autoresponder/mail_content.h"
-#include "autoresponder/rules.h"
+#include "autoresponder/incoming/mail_content.h"
 #include "mimelib/mimelib.h"
 
 #include <utility>

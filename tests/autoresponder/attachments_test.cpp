@@ -1,4 +1,4 @@
-#include "autoresponder/attachments.h"
+#include "autoresponder/outgoing/attachments.h"
 
 #include "tests/support/cases.h"
 

@@ -1,4 +1,4 @@
-#include "autoresponder/intake.h"
+#include "autoresponder/incoming/intake.h"
 
 #include "tests/support/cases.h"
 

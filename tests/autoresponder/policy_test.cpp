@@ -1,6 +1,7 @@
 // What the host's choices go by: signs of automatic mail, and the identity of a mail.
-#include "autoresponder/policy/automatic.h"
-#include "autoresponder/policy/thread.h"
+#include "autoresponder/incoming/automatic.h"
+#include "autoresponder/incoming/thread.h"
+#include "autoresponder/outgoing/reply_headers.h"
 
 #include "tests/support/cases.h"
 

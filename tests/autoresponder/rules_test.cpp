@@ -1,5 +1,5 @@
-#include "autoresponder/rules.h"
-#include "autoresponder/shown/trigger.h"
+#include "autoresponder/deciding/rules.h"
+#include "autoresponder/deciding/trigger.h"
 
 #include "tests/support/cases.h"
 

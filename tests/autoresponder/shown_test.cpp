@@ -1,8 +1,8 @@
 // Mails as programs of today write them, read in both ways: the table in shown.mails.
-#include "autoresponder/intake.h"
-#include "autoresponder/shown/trigger.h"
+#include "autoresponder/deciding/trigger.h"
+#include "autoresponder/incoming/intake.h"
 #include "base/text.h"
-#include "codecs/letters.h"
+#include "reading/letters.h"
 
 #include <fstream>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "autoresponder/template.h"
+#include "autoresponder/outgoing/template.h"
 
 #include "tests/support/cases.h"
 

@@ -1,0 +1,245 @@
+#include "autoresponder/deciding/limiter.h"
+
+#include "autoresponder/run/diagnostics.h"
+#include "autoresponder/run/number.h"
+#include "autoresponder/run/panel_query.h"
+#include "autoresponder/run/process.h"
+#include "autoresponder/run/retry_later.h"
+#include "autoresponder/run/switches.h"
+#include "base/owned.h"
+#include "base/text.h"
+#include "codecs/utf8.h"
+#include "lib/get_param.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <ctime>
+#include <string_view>
+
+namespace {
+
+/// Keeps two runs for the same rule and sender from both reading the same count where the table
+/// knows neither transactions nor a unique key, and from getting into each other's way where it
+/// does: an advisory lock of the database, held from construction to destruction. When the process
+/// ends in between, the server releases it with the connection. Other servers of a cluster do not
+/// know it.
+class BookkeepingLock {
+public:
+    BookkeepingLock(MYSQL* connection, const std::string& rule, std::string_view sender)
+        : connection_(connection), name_(lock_name(rule, sender)) {
+        MysqlResult result;
+        held_ = run_query(connection_, concat({"select GET_LOCK('", name_, "', 5)"}), result);
+        const std::optional<Row> row = next_row(result);
+        held_ = held_ && row && row->text(0) == "1";
+        // A reply too many is better than none.
+        if (!held_)
+            report({"autoresponder: Unable to lock reply bookkeeping, going on without"});
+    }
+    BookkeepingLock(const BookkeepingLock&) = delete;
+    BookkeepingLock& operator=(const BookkeepingLock&) = delete;
+    ~BookkeepingLock() {
+        MysqlResult ignored;
+        if (held_)
+            run_query(connection_, concat({"select RELEASE_LOCK('", name_, "')"}), ignored);
+    }
+
+private:
+    /// Names are limited to 64 characters, senders are not. That other senders share the lock where
+    /// the hashes meet costs them a moment.
+    static std::string lock_name(const std::string& rule, std::string_view sender) {
+        std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+        for (const char c : sender)
+            hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+        return concat({"autoresponder-", rule, "-", std::to_string(hash)});
+    }
+
+    MYSQL* connection_;
+    std::string name_;
+    bool held_ = false;
+};
+
+/// One rule's bookkeeping for one sender.
+struct Bookkeeping {
+    MYSQL* connection;
+    const std::string& rule;
+    /// Escaped for a quoted literal.
+    std::string sender;
+
+    MysqlResult run(const std::string& statement) const {
+        return run_query_in_transaction(connection, statement);
+    }
+
+    /// First column of the first row: `when_null` for NULL; none without a row.
+    std::optional<std::string> value(const std::string& statement, const char* when_null) const {
+        const MysqlResult result = run(statement);
+        const std::optional<Row> row = next_row(result);
+        return row ? std::optional(row->text(0, when_null)) : std::nullopt;
+    }
+};
+
+std::string purge_of_earlier_days(const std::string& rule) {
+    return concat(
+        {"delete from resp_freq where rn_id=", rule, " and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"});
+}
+
+std::string escape_sender(MYSQL* connection, const std::string& sender) {
+    return MallocedText(escape_mysql_param(connection, sender.c_str())).get();
+}
+
+/// As a further condition, what is there once earlier days have been purged.
+constexpr char today[] = " and ((TO_DAYS(NOW())-TO_DAYS(time_resp))>0) is not true";
+
+std::string count_of_sender(const Bookkeeping& books) {
+    return concat(
+        {"select num from resp_freq where rn_id=", books.rule, " and email='", books.sender, "'"});
+}
+
+/// What was read before may have changed since. The row is read once more and locked, on this
+/// server and, up to the commit, against all others of a cluster, and whether there may be one more
+/// is asked anew.
+bool count_one_more(const Bookkeeping& books, std::int32_t limit) {
+    const std::optional<std::string> num = books.value(count_of_sender(books) + " for update", "0");
+    if (!num)
+        throw Conflict(); // evicted meanwhile
+    if (decimal_number(*num) >= limit)
+        return false;
+    books.run(concat({"update resp_freq set num=", *num, "+1 where rn_id=", books.rule,
+                      " and email='", books.sender, "'"}));
+    return true;
+}
+
+/// Those with the oldest time, as statements go on behind "from". Senders that share it go
+/// together.
+std::string oldest_entries(const Bookkeeping& books, const char* condition) {
+    const std::optional<std::string> oldest = books.value(
+        concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule, condition}), "0");
+    return concat(
+        {" from resp_freq where rn_id=", books.rule, " and time_resp='", oldest.value_or(""), "'"});
+}
+
+void evict_oldest(const Bookkeeping& books) {
+    books.run("delete" + oldest_entries(books, ""));
+}
+
+/// Of two first answers one meets the other's key.
+void insert_sender(const Bookkeeping& books) {
+    books.run(concat(
+        {"insert into resp_freq set rn_id=", books.rule, ", email='", books.sender, "', num=1"}));
+}
+
+/// The sender as the table has it: one, whatever the case of its letters. A utf8mb4 literal with
+/// characters beyond U+FFFF cannot be compared with a column of utf8mb3.
+std::string bookkeeping_name(const std::string& sender) {
+    return to_lower(configured_policy().standard_mail ? orvek::without_supplementary(sender)
+                                                      : sender);
+}
+
+/// How the bookkeeping stands as far as `condition` lets it count.
+LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit,
+                            const char* condition) {
+    const std::optional<std::string> entries = books.value(
+        concat({"select COUNT(*) from resp_freq where rn_id=", books.rule, condition}), "0");
+    const std::optional<std::string> num = books.value(count_of_sender(books) + condition, "0");
+    return {num ? std::optional(decimal_number(*num)) : std::nullopt, limit,
+            decimal_number(entries.value_or("0")), mem_limit};
+}
+
+/// Whether the sender may be answered; if so, it is recorded, in a transaction, which a statement
+/// by itself is without more ado. What comes before that only reads, or deletes what no longer
+/// counts: outside, it keeps no lock, so that a crowd does not wait for one another, and a mail
+/// that is refused costs no transaction.
+bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit) {
+    books.run(purge_of_earlier_days(books.rule));
+    const LimiterVerdict verdict = read_verdict(books, limit, mem_limit, "");
+    if (!verdict.allows())
+        return false;
+    if (!verdict.answers && !verdict.evicts()) {
+        insert_sender(books);
+        return true;
+    }
+    books.run("begin");
+    bool may_answer = true;
+    if (verdict.answers) {
+        may_answer = count_one_more(books, limit);
+    } else {
+        evict_oldest(books);
+        insert_sender(books);
+    }
+    books.run("commit");
+    return may_answer;
+}
+
+/// The same; none when another run stood in the way, and nothing has been recorded.
+std::optional<bool> try_to_decide(const Bookkeeping& books, std::int32_t limit,
+                                  std::int32_t mem_limit) {
+    try {
+        return decide(books, limit, mem_limit);
+    } catch (const Conflict&) {
+        MysqlResult ignored;
+        run_query(books.connection, "rollback", ignored);
+        return std::nullopt;
+    }
+}
+
+/// Should the answer not be sent after all.
+void take_back_on_retry(const Bookkeeping& books) {
+    const std::string row =
+        concat({" where rn_id=", books.rule, " and email='", books.sender, "'"});
+    take_back_on_retry(books.connection, concat({"update resp_freq set num=num-1", row}));
+    take_back_on_retry(books.connection, concat({"delete from resp_freq", row, " and num<=0"}));
+}
+
+/// Twice as long after each try, up to a tenth of a second and some, and not the same for two runs
+/// that stood in each other's way.
+void pause_after(int attempt) {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const long longest = 1000000L << std::min(attempt, 7);
+    const timespec pause = {0, longest / 2 + now.tv_nsec % (longest / 2)};
+    nanosleep(&pause, nullptr);
+}
+
+} // namespace
+
+LimiterVerdict limiter_verdict(MYSQL* connection, const Mail_content& mail, const std::string& id,
+                               const std::string& ans_freq, const std::string& mem_limit) {
+    const Bookkeeping books{connection, id, escape_sender(connection, bookkeeping_name(mail.from))};
+    return read_verdict(books, decimal_number(ans_freq), decimal_number(mem_limit), today);
+}
+
+std::vector<std::string> senders_to_evict(MYSQL* connection, const std::string& id) {
+    const Bookkeeping books{connection, id, {}};
+    const MysqlResult rows = books.run("select email" + oldest_entries(books, today));
+    std::vector<std::string> senders;
+    while (const std::optional<Row> row = next_row(rows))
+        senders.push_back(row->text(0));
+    return senders;
+}
+
+int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
+                      std::string ans_freq, std::string mem_limit) {
+    constexpr int attempts = 20;
+    constexpr std::time_t seconds = 60; // a try may have waited that long for a lock
+    const std::int32_t limit = decimal_number(ans_freq);
+    if (limit <= 0) {
+        run_query_or_exit(connection, purge_of_earlier_days(id));
+        return 0;
+    }
+    // One sender, whatever the case of the letters: the column may tell them apart.
+    const std::string sender = bookkeeping_name(mail->from);
+    const BookkeepingLock lock(connection, id, sender);
+    const Bookkeeping books{connection, id, escape_sender(connection, sender)};
+    const std::time_t begin = std::time(nullptr);
+    for (int attempt = 1; attempt <= attempts && std::time(nullptr) - begin <= seconds; ++attempt) {
+        if (const std::optional<bool> may =
+                try_to_decide(books, limit, decimal_number(mem_limit))) {
+            if (*may)
+                take_back_on_retry(books);
+            return *may;
+        }
+        pause_after(attempt);
+    }
+    report({"autoresponder: Other runs stood in the way of reply bookkeeping, not answered"});
+    give_up_if_retried();
+    return 0;
+}

@@ -1,0 +1,60 @@
+// Responder rules: the rows of a mailbox, and which of them a message triggers.
+#pragma once
+
+#include "autoresponder/incoming/mail_content.h"
+#include "lib/mysql_owned.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// One row of mail_resp. Every field is the column of its name as the database returned it; the
+/// value given here stands in only for NULL.
+struct ResponderRule {
+    std::string id = "0";
+    /// Trigger text, in UTF-8.
+    std::string keystr;
+    /// "subj" or "body"; anything else is a rule without a trigger.
+    std::string key_where = "no";
+    /// Reply text, in UTF-8; nothing is substituted in it.
+    std::string text;
+    /// "false" switches the rule off; anything else leaves it on.
+    std::string resp_on = "false";
+    /// Most replies to one sender a day, as decimal text.
+    std::string ans_freq = "10";
+    /// Most senders that the bookkeeping keeps, as decimal text.
+    std::string mem_limit = "1000";
+    /// Subject of the reply with placeholders; empty for "Re: " and the incoming subject.
+    std::string subject;
+    /// Reply-To of the reply; empty for none.
+    std::string reply_to;
+    std::string charset = "UTF-8";
+    std::string content_type = "text/plain";
+};
+
+/// All rules of a mailbox, in the server's order; `mailbox_id` goes unquoted into the statement. A
+/// failure ends the process through give_up, with its message.
+MysqlResult query_rules(MYSQL* connection, const std::string& mailbox_id);
+
+/// The next rule of the result; none after the last.
+std::optional<ResponderRule> next_rule(const MysqlResult& rows);
+
+bool is_on(const ResponderRule& rule);
+
+/// A trigger in the text that it was sought in.
+struct Occurrence {
+    /// The subject, or the lines of the body with line feeds between them; empty for a rule without
+    /// a trigger. Valid as long as what was searched.
+    std::string_view text;
+    /// In bytes.
+    std::size_t offset = 0;
+    std::size_t length = 0;
+};
+
+/// `trigger` at `offset` in `text`; none where that is npos.
+std::optional<Occurrence> occurrence_in(std::string_view text, std::size_t offset,
+                                        std::string_view trigger);
+
+/// Where the rule's trigger first occurs, byte for byte, in the subject or within one line of the
+/// body; none where it does not. A rule without a trigger always has an occurrence, of nothing.
+std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail);

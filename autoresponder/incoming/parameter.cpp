@@ -1,0 +1,90 @@
+#include "autoresponder/incoming/parameter.h"
+
+#include "base/text.h"
+
+#include <array>
+#include <charconv>
+#include <optional>
+
+namespace {
+
+/// More than a parameter can need.
+constexpr std::size_t most_pieces = 32;
+constexpr std::size_t longest_value = 1000;
+
+using Pieces = std::array<std::optional<std::string>, most_pieces>;
+
+/// "%41" is "A"; what is malformed stays.
+std::string percent_decode(std::string_view text) {
+    std::string decoded;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool sign = text[at] == '%' && at + 2 < text.size();
+        const int high = sign ? hex_value(text[at + 1]) : -1;
+        const int low = sign ? hex_value(text[at + 2]) : -1;
+        if (high >= 0 && low >= 0) {
+            decoded += static_cast<char>(high << 4 | low);
+            at += 2;
+        } else {
+            decoded += text[at];
+        }
+    }
+    return decoded;
+}
+
+/// Behind the charset and the language that an encoded value begins with.
+std::string_view without_charset(std::string_view value) {
+    const std::size_t first = value.find('\'');
+    const std::size_t second =
+        first == std::string_view::npos ? first : value.find('\'', first + 1);
+    return second == std::string_view::npos ? value : value.substr(second + 1);
+}
+
+/// Keeps a piece whose name has `section` behind the parameter's: "*", "*0" or "*0*".
+void keep_piece(std::string_view section, std::string_view value, Pieces& pieces) {
+    section.remove_prefix(1);
+    const bool encoded = section.empty() || section.back() == '*';
+    if (!section.empty() && encoded)
+        section.remove_suffix(1);
+    std::size_t number = 0;
+    const char* const end = section.data() + section.size();
+    if (!section.empty() && std::from_chars(section.data(), end, number).ptr != end)
+        return;
+    if (number >= most_pieces || pieces[number])
+        return;
+    if (encoded)
+        pieces[number] = percent_decode(number == 0 ? without_charset(value) : value);
+    else
+        pieces[number] = value;
+}
+
+} // namespace
+
+std::string shown_parameter(const DwMediaType& type, std::string_view name) {
+    Pieces pieces;
+    for (DwParameterReader reader(type); reader.Next();) {
+        const std::string_view attribute = reader.Parameter().Attribute().view();
+        const std::string_view value = reader.Parameter().Value().view();
+        if (value.size() > longest_value ||
+            !equals_ignoring_case(attribute.substr(0, name.size()), name))
+            continue;
+        if (attribute.size() == name.size())
+            return std::string(value);
+        if (attribute[name.size()] == '*')
+            keep_piece(attribute.substr(name.size()), value, pieces);
+    }
+    std::string whole;
+    for (std::size_t number = 0; number < most_pieces && pieces[number]; ++number)
+        whole += *pieces[number];
+    return whole;
+}
+
+bool is_attachment(const DwEntity& entity) {
+    for (DwFieldReader field(entity.Headers().AsString().view()); field.Next();) {
+        if (!equals_ignoring_case(field.Name(), "content-disposition"))
+            continue;
+        mimelib::Scanner body(field.Body());
+        body.skip_white_and_comments();
+        return equals_ignoring_case(body.take_until(";("), "attachment");
+    }
+    return false;
+}

@@ -1,0 +1,100 @@
+#include "autoresponder/incoming/thread.h"
+
+#include "base/text.h"
+#include "mimelib/field_text.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+bool is_atom_character(char c) {
+    return is_alphanumeric(c) || contains("!#$%&'*+-/=?^_`{|}~", {&c, 1});
+}
+
+bool is_dot_atom(std::string_view text) {
+    char before = '.';
+    for (const char c : text) {
+        if (c == '.' ? before == '.' : !is_atom_character(c))
+            return false;
+        before = c;
+    }
+    return before != '.';
+}
+
+bool is_domain_literal(std::string_view text) {
+    return text.size() >= 2 && text.front() == '[' && text.back() == ']' &&
+           std::all_of(text.begin() + 1, text.end() - 1, [](char c) {
+               return c > ' ' && c < 127 && c != '[' && c != ']' && c != '\\';
+           });
+}
+
+/// The one msg-id that a field holds, comments around it allowed; empty for anything else.
+std::string single_id(std::string_view body) {
+    mimelib::Scanner scanner(body);
+    scanner.skip_white_and_comments();
+    const std::string_view id = scanner.take_until("(");
+    scanner.skip_white_and_comments();
+    return scanner.at_end() && is_msg_id(id) ? std::string(id) : std::string();
+}
+
+/// The last msg-ids of a field that fit into `room` characters with a blank behind each, in their
+/// order. Reads backwards, so that it need not keep those that do not fit.
+std::string last_ids(std::string_view body, std::size_t room) {
+    std::string ids;
+    for (;;) {
+        const std::size_t end = body.rfind('>');
+        const std::size_t start = end == std::string_view::npos ? end : body.rfind('<', end);
+        if (start == std::string_view::npos)
+            return ids;
+        const std::string_view id = body.substr(start, end + 1 - start);
+        if (is_msg_id(id)) {
+            if (ids.size() + id.size() + 1 > room)
+                return ids;
+            ids.insert(0, concat({id, " "}));
+        }
+        body = body.substr(0, start);
+    }
+}
+
+} // namespace
+
+bool is_msg_id(std::string_view text) {
+    if (text.size() < 5 || text.size() > thread_line::max_line - thread_line::in_reply_to.size() ||
+        text.front() != '<' || text.back() != '>')
+        return false;
+    const std::string_view id = text.substr(1, text.size() - 2);
+    const std::size_t at = id.find('@');
+    if (at == std::string_view::npos)
+        return false;
+    const std::string_view right = id.substr(at + 1);
+    return is_dot_atom(id.substr(0, at)) && (is_dot_atom(right) || is_domain_literal(right));
+}
+
+MailThread read_thread(const DwHeaders& headers) {
+    std::string_view id_field, reference_field, parent_field;
+    bool has_references = false;
+    for (DwFieldReader field(headers.AsString().view()); field.Next();) {
+        const auto is = [&](std::string_view name) {
+            return equals_ignoring_case(field.Name(), name);
+        };
+        if (is("message-id") && id_field.empty()) {
+            id_field = field.Body();
+        } else if (is("references")) {
+            reference_field = field.Body();
+            has_references = true;
+        } else if (is("in-reply-to")) {
+            parent_field = field.Body();
+        }
+    }
+    MailThread thread;
+    thread.message_id = single_id(id_field);
+    if (thread.message_id.empty())
+        return thread;
+    // Without References, the parent's one parent is all that is known of the thread.
+    const std::string parent = has_references ? std::string() : single_id(parent_field);
+    thread.references =
+        last_ids(has_references ? reference_field : parent,
+                 thread_line::max_line - thread_line::references.size() - thread.message_id.size());
+    return thread;
+}

@@ -1,0 +1,227 @@
+#include "autoresponder/outgoing/attachments.h"
+
+#include "autoresponder/run/panel_query.h"
+#include "base/io.h"
+#include "base/text.h"
+#include "codecs/base64.h"
+#include "lib/libcommon.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <optional>
+#include <string_view>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+/// Names are joined to the directory by a "/", so a leading one of their own adds nothing.
+std::string relative_path(const std::string& name) {
+    const std::size_t start = name.find_first_not_of('/');
+    return start == std::string::npos ? "." : name.substr(start);
+}
+
+/// A link counts only when root made it where it is: one of root's from elsewhere may have been
+/// linked to.
+bool is_link_of_root(const struct stat& status) {
+    return S_ISLNK(status.st_mode) && status.st_uid == 0 && status.st_nlink == 1;
+}
+
+Descriptor open_directory_at(int parent, const char* path) {
+    return Descriptor(openat(parent, path, O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// Where the link that was looked at leads, so that it may be exchanged for another meanwhile.
+Descriptor follow_link(int parent, int link) {
+    std::array<char, PATH_MAX> target;
+    const ssize_t length = readlinkat(link, "", target.data(), target.size() - 1);
+    if (length == -1)
+        return {};
+    target[static_cast<std::size_t>(length)] = '\0';
+    return open_directory_at(parent, target.data());
+}
+
+Descriptor open_trusted_component(int parent, const std::string& name) {
+    Descriptor found(openat(parent, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status;
+    if (!found || fstat(found.get(), &status) == -1 || S_ISDIR(status.st_mode))
+        return found;
+    if (is_link_of_root(status))
+        return follow_link(parent, found.get());
+    errno = S_ISLNK(status.st_mode) ? ELOOP : ENOTDIR;
+    return {};
+}
+
+/// The last two components, the mailbox's folder and its repository, are where its owner may write.
+Descriptor open_repository(const std::string& directory) {
+    const std::size_t last = directory.rfind('/');
+    const std::size_t mailbox = directory.rfind('/', last - 1);
+    const Descriptor domain = open_directory_at(AT_FDCWD, directory.substr(0, mailbox).c_str());
+    if (!domain)
+        return {};
+    const Descriptor parent =
+        open_trusted_component(domain.get(), directory.substr(mailbox + 1, last - mailbox - 1));
+    return parent ? open_trusted_component(parent.get(), directory.substr(last + 1)) : Descriptor();
+}
+
+/// The path below `directory` of what `name` leads to in the end, without links; none when that
+/// lies elsewhere.
+std::optional<std::string> path_inside(const std::string& directory, const std::string& name) {
+    const MallocedText root(realpath(directory.c_str(), nullptr));
+    const MallocedText target(realpath(concat({directory, "/", name}).c_str(), nullptr));
+    if (!root || !target)
+        return std::nullopt;
+    const std::string_view path = target.get();
+    const std::string above = concat({root.get(), "/"});
+    if (path.substr(0, above.size()) != above)
+        return std::nullopt;
+    return std::string(path.substr(above.size()));
+}
+
+/// An absolute link counts as leading out, even one that leads back in: then what it leads to is
+/// opened, confined as well.
+Descriptor open_inside(const std::string& directory, const std::string& name, int flags) {
+    const Descriptor root = open_repository(directory);
+    if (!root)
+        return {};
+    const std::string path = relative_path(name);
+    Descriptor file = attachments_detail::open_beneath(root.get(), path, flags);
+    if (file || errno != EXDEV)
+        return file;
+    if (const std::optional<std::string> inside = path_inside(directory, path))
+        return attachments_detail::open_beneath(root.get(), *inside, flags);
+    errno = EXDEV;
+    return {};
+}
+
+/// Opening a device may act on it, and opening a FIFO waits for a writer.
+bool can_be_read(int fd) {
+    struct stat status;
+    if (fstat(fd, &status) == -1)
+        return false;
+    if (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode))
+        return true;
+    errno = ENXIO;
+    return false;
+}
+
+std::size_t size_of(int fd) {
+    struct stat status;
+    return fstat(fd, &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+} // namespace
+
+namespace attachments_detail {
+
+Descriptor open_beneath(int directory, const std::string& name, int flags) {
+    struct open_how how = {};
+    how.flags = static_cast<unsigned>(flags);
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
+    // EAGAIN means that a rename elsewhere kept the kernel from proving that ".." stays inside.
+    for (int attempts = 0; attempts < 16; ++attempts) {
+        const long fd = syscall(SYS_openat2, directory, name.c_str(), &how, sizeof how);
+        if (fd != -1)
+            return Descriptor(static_cast<int>(fd));
+        if (errno != EAGAIN && errno != EINTR)
+            break;
+    }
+    if (errno == ENOSYS || errno == EPERM)
+        return walk_beneath(directory, name, flags);
+    return {};
+}
+
+Descriptor walk_beneath(int directory, const std::string& name, int flags) {
+    Descriptor held;
+    std::string_view rest = name;
+    for (;;) {
+        const std::size_t slash = std::min(rest.find('/'), rest.size());
+        const std::string component(rest.substr(0, slash));
+        rest.remove_prefix(std::min(rest.find_first_not_of('/', slash), rest.size()));
+        if (component == "..") {
+            errno = EXDEV;
+            return {};
+        }
+        const int at = held ? held.get() : directory;
+        if (rest.empty()) {
+            // O_PATH with O_NOFOLLOW opens a link itself instead of refusing it.
+            Descriptor found(openat(at, component.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+            struct stat status;
+            if (!found || fstat(found.get(), &status) == -1)
+                return {};
+            if (S_ISLNK(status.st_mode)) {
+                errno = ELOOP;
+                return {};
+            }
+            return Descriptor(openat(at, component.c_str(), flags | O_NOFOLLOW));
+        }
+        held = Descriptor(
+            openat(at, component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!held)
+            return {};
+    }
+}
+
+} // namespace attachments_detail
+
+bool attachment_exists(const std::string& directory, const std::string& name) {
+    return static_cast<bool>(open_inside(directory, name, O_PATH | O_CLOEXEC));
+}
+
+Descriptor open_attachment(const std::string& directory, const std::string& name) {
+    const Descriptor seen = open_inside(directory, name, O_PATH | O_CLOEXEC);
+    if (!seen || !can_be_read(seen.get()))
+        return {};
+    // Looked at once more after opening: the name may have changed hands in between.
+    Descriptor file = open_inside(directory, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (file && !can_be_read(file.get()))
+        file.reset();
+    return file;
+}
+
+AttachmentNames find_attachments(MYSQL* connection, const std::string& rule_id,
+                                 const std::string& directory) {
+    const MysqlResult rows = run_query_or_exit(
+        connection, concat({"select filename from resp_attach where rn_id=", rule_id}));
+    AttachmentNames names;
+    while (const std::optional<Row> row = next_row(rows)) {
+        std::string stored = row->text(0);
+        if (stored.empty())
+            continue;
+        std::string name = orvek_trim(stored.data());
+        if (attachment_exists(directory, name))
+            names.found.push_back(std::move(name));
+        else
+            names.missing.append(name).append(1, '\n');
+    }
+    return names;
+}
+
+void write_encoded(int file, TemporaryFile& message) {
+    constexpr std::size_t bytes_per_line = 45;
+    constexpr std::size_t line_length = 60;
+    constexpr std::size_t lines_per_block = 256;
+    std::vector<unsigned char> bytes(bytes_per_line * lines_per_block);
+    std::vector<char> lines((line_length + 1) * lines_per_block + 1);
+    std::size_t left = size_of(file);
+    while (const std::size_t count =
+               message.takes_more() ? read_fully(file, bytes.data(), std::min(left, bytes.size()))
+                                    : 0) {
+        left -= count;
+        std::size_t length = 0;
+        for (std::size_t at = 0; at < count; at += bytes_per_line) {
+            const std::size_t chunk = std::min(bytes_per_line, count - at);
+            base64Encode(bytes.data() + at, chunk, lines.data() + length);
+            length += (chunk + 2) / 3 * 4;
+            lines[length++] = '\n';
+        }
+        message.write({lines.data(), length});
+    }
+}

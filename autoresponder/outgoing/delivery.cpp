@@ -1,0 +1,127 @@
+#include "autoresponder/outgoing/delivery.h"
+
+#include "autoresponder/deciding/refusal.h"
+#include "autoresponder/outgoing/pipe_stream.h"
+#include "autoresponder/run/diagnostics.h"
+#include "autoresponder/run/process.h"
+#include "autoresponder/run/retry_later.h"
+#include "autoresponder/run/switches.h"
+#include "autoresponder/run/temporary_file.h"
+#include "base/io.h"
+#include "base/text.h"
+#include "lib/forkexec.h"
+#include "lib/product_log.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/wait.h>
+#include <sysexits.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr char sendmail_path[] = "/usr/sbin/sendmail";
+
+/// Says so unless sendmail took the message. One that is stopped may go on.
+Handover outcome_of(int status) {
+    constexpr int not_started = 255;
+    if (WIFSIGNALED(status)) {
+        report({"autoresponder: Not sent, sendmail was ended by signal ",
+                std::to_string(WTERMSIG(status))});
+        return Handover::unsent;
+    }
+    if (!WIFEXITED(status) || WEXITSTATUS(status) == 0)
+        return Handover::sent;
+    const int code = WEXITSTATUS(status);
+    if (code == EX_TEMPFAIL || code == not_started) {
+        report({"autoresponder: Not sent, sendmail ended with status ", std::to_string(code)});
+        return Handover::unsent;
+    }
+    report({"autoresponder: Refused, sendmail ended with status ", std::to_string(code)});
+    return Handover::refused;
+}
+
+} // namespace
+
+std::string sendmail_problem() {
+    if (access(sendmail_path, X_OK) == 0)
+        return {};
+    return concat({sendmail_path, ": ", std::strerror(errno)});
+}
+
+bool is_safe_argument(const std::string& text) {
+    if (!looks_like_option(text))
+        return true;
+    report({"autoresponder: Address looks like an option: ", text});
+    return false;
+}
+
+Handover hand_to_sendmail(Descriptor message, const std::string& envelope_sender,
+                          const std::vector<std::string>& recipients,
+                          const std::function<void()>& meanwhile) {
+    const Policy policy = configured_policy();
+    std::vector<const char*> arguments = {sendmail_path};
+    // Without it a line that holds nothing but a dot is the end of the message.
+    if (policy.standard_mail)
+        arguments.push_back("-i");
+    arguments.insert(arguments.end(), {"-f", envelope_sender.c_str()});
+    for (const std::string& recipient : recipients)
+        arguments.push_back(recipient.c_str());
+    arguments.push_back(nullptr);
+    const pid_t sendmail = fork_execv_pipes(message.get(), fileno(stdout), fileno(stderr),
+                                            sendmail_path, arguments.data());
+    message.reset();
+    meanwhile();
+    int status = 0;
+    wait_for(sendmail, &status, WUNTRACED);
+    return policy.retry_status == 0 ? Handover::sent : outcome_of(status);
+}
+
+bool send_message(Descriptor message, const std::string& envelope_sender,
+                  const std::vector<std::string>& recipients) {
+    const Handover outcome = hand_to_sendmail(std::move(message), envelope_sender, recipients);
+    if (outcome == Handover::sent)
+        rule_out_retry();
+    if (outcome == Handover::unsent)
+        give_up_if_retried();
+    return outcome == Handover::sent;
+}
+
+bool deliver_reply(const std::string& envelope_sender, const std::string& recipient) {
+    Descriptor reply = reply_file.open_to_read();
+    if (!reply) {
+        report_system_error({"autoresponder: Failed to open temporary file with response mail "
+                             "contents '",
+                             reply_file.name(), "': "});
+        end_with_failure("Send error: %s", "Failed to generate response mail contents");
+    }
+    bool sent = reply_file.is_whole() || configured_policy().retry_status == 0;
+    if (sent) {
+        sent = send_message(std::move(reply), envelope_sender, {recipient});
+    } else {
+        report({"autoresponder: Not sent, the reply could not be written whole"});
+        give_up_if_retried();
+    }
+    reply_file.remove();
+    return sent;
+}
+
+void deliver_notice(const std::string& envelope_sender, const std::string& recipient,
+                    const std::string& text) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1) {
+        report_system_error({"autoresponder: Failed to create pipe to sendmail to notify about "
+                             "missing attachment files: "});
+        return;
+    }
+    hand_to_sendmail(Descriptor(ends[0]), envelope_sender, {recipient}, [&] {
+        ofd_pipestream message(ends[1]);
+        if (!message)
+            report({"Unable to send mail with notify of not exist attachment."});
+        else
+            message << text;
+    });
+}

@@ -1,0 +1,48 @@
+// Delivery: how a message reaches sendmail. The envelope goes on sendmail's command line, so no
+// header line decides where a message goes.
+#pragma once
+
+#include "base/owned.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Why there is no sendmail to be started: the system error; empty where there is one.
+std::string sendmail_problem();
+
+/// Whether sendmail takes `text` for no option (refusal.h); if it would, that is told on standard
+/// error.
+bool is_safe_argument(const std::string& text);
+
+/// What sendmail made of a message.
+enum class Handover {
+    sent,    ///< taken, or there is no telling
+    unsent,  ///< may be taken another time
+    refused, ///< for good
+};
+
+/// Starts sendmail with `message` as its standard input, does what there is to do `meanwhile`, and
+/// waits until it has ended or stopped, however long that takes. The recipients are safe arguments.
+/// What sendmail makes of the message is looked at, and told on standard error, only where the host
+/// has mail tried again; else it counts as sent. A failed fork ends the process (status 1).
+Handover hand_to_sendmail(
+    Descriptor message, const std::string& envelope_sender,
+    const std::vector<std::string>& recipients, const std::function<void()>& meanwhile = [] {});
+
+/// The same for a forward or a reply: once one is sent, the mail is not tried again; one that is
+/// not ends the process through give_up_if_retried. Whether it is sent.
+bool send_message(Descriptor message, const std::string& envelope_sender,
+                  const std::vector<std::string>& recipients);
+
+/// Sends the finished reply file and removes it; whether it is sent. When it cannot be opened, the
+/// process ends with status 1 after a message on both output streams; the file then stays. Where
+/// the host has mail tried again, a reply that could not be written whole counts as not sent.
+bool deliver_reply(const std::string& envelope_sender, const std::string& recipient);
+
+/// Streams `text` into sendmail through a pipe. Both addresses are safe arguments. Failures are
+/// reported on standard error and give the notice up; only a failed fork ends the process (status
+/// 1).
+void deliver_notice(const std::string& envelope_sender, const std::string& recipient,
+                    const std::string& text);

@@ -1,0 +1,68 @@
+#include "autoresponder/outgoing/form.h"
+
+#include "base/text.h"
+#include "codecs/charset.h"
+#include "codecs/idn.h"
+#include "codecs/outgoing.h"
+#include "codecs/utf8.h"
+
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view reply_to_field = "Reply-To: ";
+constexpr std::string_view subject_field = "Subject: ";
+
+OutgoingText recoded(const std::string& text, const std::string& charset, bool flush) {
+    try {
+        return {orvek::iconvRecode(text, "UTF-8", charset, true, flush), charset};
+    } catch (const std::runtime_error&) {
+        return {text, "UTF-8"};
+    }
+}
+
+} // namespace
+
+std::string own_address(const std::string& address, const Policy& policy) {
+    return policy.standard_mail ? orvek::idn::emailToAscii(address) : orvek::idn::toAscii(address);
+}
+
+std::string reply_to_lines(const std::string& reply_to, const Policy& policy) {
+    if (reply_to.empty())
+        return {};
+    const std::string value =
+        policy.standard_mail
+            ? orvek::outgoing::folded(orvek::outgoing::with_ascii_domains(reply_to),
+                                      reply_to_field.size())
+            : reply_to;
+    return concat({reply_to_field, value, "\n"});
+}
+
+std::string subject_value(const std::string& subject, const Policy& policy) {
+    return policy.standard_mail ? orvek::outgoing::header_text(subject, subject_field.size())
+                                : orvek::rfc1522::encode(subject);
+}
+
+std::string file_name_parameters(const std::string& name, const Policy& policy) {
+    std::string parameters;
+    // In front, where readers that know both forms take it.
+    if (policy.standard_mail && orvek::ascii_length(name) != name.size())
+        parameters = concat({";\n\t", orvek::outgoing::extended_parameter("filename", name)});
+    return parameters += concat({";\n\tfilename=\"", orvek::rfc1522::encode(name), "\""});
+}
+
+OutgoingText outgoing_text(const std::string& text, const std::string& charset,
+                           const Policy& policy) {
+    if (!policy.standard_mail)
+        return recoded(text, charset, false);
+    OutgoingText out =
+        recoded(text, orvek::outgoing::holds_ascii(charset) ? charset : "UTF-8", true);
+    // What iconv is told behind it ("//TRANSLIT") is no part of a charset's name.
+    out.charset = out.charset.substr(0, out.charset.find('/'));
+    if (orvek::outgoing::needs_quoted_printable(out.body)) {
+        out.body = orvek::outgoing::quoted_printable(out.body);
+        out.encoding = "quoted-printable";
+    }
+    return out;
+}

@@ -1,0 +1,139 @@
+#include "autoresponder/outgoing/notice.h"
+
+#include "autoresponder/outgoing/delivery.h"
+#include "autoresponder/outgoing/form.h"
+#include "autoresponder/run/diagnostics.h"
+#include "autoresponder/run/panel_query.h"
+#include "autoresponder/run_log.h"
+#include "base/owned.h"
+#include "base/text.h"
+#include "codecs/idn.h"
+#include "lib/get_param.h"
+
+#include <optional>
+
+namespace {
+
+constexpr char product[] = "ovk";
+constexpr char fallback_sender[] = "root@localhost";
+
+struct Client {
+    std::string email;
+    /// Personal name, or the login of a client without one.
+    std::string name;
+};
+
+/// The clients of the domain with this name; false, after a message, when the query fails.
+bool query_clients(MYSQL* connection, const char* escaped_domain, MysqlResult& found) {
+    if (run_query(connection,
+                  concat({"select c.email, c.pname, c.login from clients c, domains d"
+                          " where d.cl_id=c.id and d.name='",
+                          escaped_domain, "'"}),
+                  found))
+        return true;
+    report({"Unable to define client email and personal name :", mysql_error(connection)});
+    return false;
+}
+
+/// The client who owns the domain; none when there is nobody to write to.
+std::optional<Client> find_client(const ReplyContext& context) {
+    MYSQL* const connection = context.connection;
+    MysqlResult found;
+    if (!query_clients(connection, context.escaped_domain, found))
+        return std::nullopt;
+    std::optional<Row> row = next_row(found);
+    const std::string other = orvek::idn::other_form(context.mail.domain);
+    if (!row && context.policy.standard_mail && other != context.mail.domain) {
+        const MallocedText escaped(escape_mysql_param(connection, other.c_str()));
+        if (!query_clients(connection, escaped.get(), found))
+            return std::nullopt;
+        row = next_row(found);
+    }
+    if (!row) {
+        report({"This client does not exist :", mysql_error(connection)});
+        return std::nullopt;
+    }
+    Client client{row->text(0), row->text(1)};
+    if (client.email.empty())
+        return std::nullopt;
+    if (client.name.empty())
+        client.name = row->text(2);
+    return client;
+}
+
+/// A parameter that cannot be read counts as empty.
+std::string parameter(const char* name, MYSQL* connection) {
+    const char* const value = get_param(name, connection);
+    return value == nullptr ? "" : value;
+}
+
+std::string notice_sender(MYSQL* connection) {
+    std::string admin = parameter("admin_email", connection);
+    if (!admin.empty())
+        return admin;
+    const std::string host = parameter("FullHostName", connection);
+    return host.empty() ? fallback_sender : "root@" + host;
+}
+
+std::string notice_text(const std::string& sender, const Client& client, const std::string& missing,
+                        const ResponderRule& rule, const ReplyContext& context) {
+    const Mail_content& mail = context.mail;
+    const Policy& policy = context.policy;
+    return concat({
+        reply_to_lines(rule.reply_to, policy),
+        "From: ",
+        sender,
+        "\n",
+        "To: ",
+        client.email,
+        "\n",
+        policy.standard_mail ? "MIME-Version: 1.0\n" : "CC: \n",
+        "Subject: ",
+        product,
+        " notification (files missing in attachments repository). \n",
+        context.chosen_headers(),
+        "Content-Type: text/plain; charset=utf-8\n",
+        "Content-Disposition: inline\n",
+        "Content-Transfer-Encoding: 8bit\n",
+        "\n",
+        "\n",
+        "Notification for ",
+        product,
+        " client '",
+        client.name,
+        "'.\n",
+        "\n",
+        "The following files are missing in the attachment repository\n",
+        "for the mailname '",
+        mail.mailname,
+        "' on domain '",
+        mail.domain,
+        "':\n",
+        missing,
+        "\n",
+    });
+}
+
+} // namespace
+
+std::optional<NoticePlan> plan_notice(const std::string& missing, const ResponderRule& rule,
+                                      const ReplyContext& context) {
+    const std::optional<Client> client = find_client(context);
+    if (!client)
+        return std::nullopt;
+    const std::string sender = notice_sender(context.connection);
+    const std::string envelope_sender = context.policy.null_sender ? null_path : sender;
+    if (!is_safe_argument(envelope_sender) || !is_safe_argument(client->email))
+        return std::nullopt;
+    return NoticePlan{envelope_sender, client->email,
+                      notice_text(sender, *client, missing, rule, context)};
+}
+
+void notify_about_missing(const std::string& missing, const ResponderRule& rule,
+                          const ReplyContext& context) {
+    const std::optional<NoticePlan> plan = plan_notice(missing, rule, context);
+    if (!plan)
+        return;
+    deliver_notice(plan->envelope_sender, plan->recipient, plan->text);
+    log_notice();
+}

@@ -1,0 +1,16 @@
+// The limit on the size of a reply, and what goes out instead of a larger one.
+#pragma once
+
+#include "autoresponder/deciding/rules.h"
+#include "autoresponder/outgoing/reply_context.h"
+#include "autoresponder/run/temporary_file.h"
+
+#include <cstdint>
+
+/// The most bytes that a reply may have: the mail system's limit (/var/qmail/control/databytes), or
+/// 1 GiB where that names none.
+std::uint64_t size_limit();
+
+/// Writes the short reply that says so, in place of what `reply` holds.
+void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context,
+                          const std::string& own_address, TemporaryFile& reply);

@@ -1,0 +1,90 @@
+#include "autoresponder/run/temporary_file.h"
+
+#include "base/io.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+char mail_file_name[sizeof mail_file_template] = "/tmp/ovk-autoresponder-XXXXXX";
+char resp_uu_file_name[sizeof reply_file_template] = "/tmp/ovk-response-uu-XXXXXX";
+
+TemporaryFile mail_copy(mail_file_name, mail_file_template, 0); // comes in blocks
+TemporaryFile reply_file(resp_uu_file_name, reply_file_template, 65536);
+
+bool TemporaryFile::create(std::uint64_t limit) {
+    std::copy(name_template_.begin(), name_template_.end(), name_);
+    file_.reset(mkostemp(name_, O_CLOEXEC));
+    why_not_made_ = file_ ? 0 : errno;
+    begin(limit);
+    return static_cast<bool>(file_);
+}
+
+void TemporaryFile::write(std::string_view bytes) {
+    if (!takes_more())
+        return;
+    written_ += bytes.size();
+    if (buffer_.size() + bytes.size() > buffer_size_)
+        flush();
+    if (bytes.size() < buffer_size_)
+        buffer_ += bytes;
+    else
+        failed_ = failed_ || !write_fully(file_.get(), bytes);
+}
+
+void TemporaryFile::line(std::initializer_list<std::string_view> pieces) {
+    for (const std::string_view piece : pieces)
+        write(piece);
+    write("\n");
+}
+
+std::uint64_t TemporaryFile::size() {
+    flush();
+    struct stat status;
+    return fstat(file_.get(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+void TemporaryFile::restart() {
+    begin(no_limit);
+    failed_ = ftruncate(file_.get(), 0) == -1 || lseek(file_.get(), 0, SEEK_SET) == -1;
+}
+
+void TemporaryFile::finish() {
+    flush();
+    file_.reset();
+}
+
+Descriptor TemporaryFile::take() {
+    flush();
+    lseek(file_.get(), 0, SEEK_SET);
+    return std::move(file_);
+}
+
+Descriptor TemporaryFile::open_to_read() const {
+    if (why_not_made_ != 0) {
+        errno = why_not_made_;
+        return {};
+    }
+    return Descriptor(open(name_, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+void TemporaryFile::remove() const noexcept {
+    unlink(name_);
+}
+
+void TemporaryFile::begin(std::uint64_t limit) {
+    limit_ = limit;
+    written_ = 0;
+    failed_ = false;
+    buffer_.clear();
+    buffer_.reserve(buffer_size_);
+}
+
+void TemporaryFile::flush() {
+    failed_ = failed_ || (file_ && !write_fully(file_.get(), buffer_));
+    buffer_.clear();
+}
