@@ -1,5 +1,5 @@
-"""What the program does when something around it fails. The table of a run stands in
-docs/RELIABILITY.md; with OVK_REWRITE=1 in the environment a run puts it there."""
+"""What the program does when something around it fails. The table of a run stands in faults.md; with
+OVK_REWRITE=1 in the environment a run puts it there."""
 
 import dataclasses
 import functools
@@ -510,9 +510,9 @@ class Faults(PanelCase):
                 later = self.observe(fault.arrange, later=True) if fault.matters_later() else observed
                 self.assertEqual(str(later), str(fault.expected_later()))
                 rows.append((fault, observed, later))
-        self.compare_with_document(rows)
+        self.compare_with_table(rows)
 
-    def compare_with_document(self, rows: list[tuple[Fault, Outcome, Outcome]]) -> None:
+    def compare_with_table(self, rows: list[tuple[Fault, Outcome, Outcome]]) -> None:
         lines = ["| fault | promise | observed | where mail is tried again |", "|---|---|---|---|"]
         for (name, promise, observed, later, tried), group in itertools.groupby(
                 rows, lambda row: (row[0].name, row[0].promise, *map(str, row[1:]), row[0].matters_later())):
@@ -522,7 +522,7 @@ class Faults(PanelCase):
             if later == observed.replace("status 0", f"status {TRIED_AGAIN}"):
                 later = f"status {TRIED_AGAIN}"
             lines.append(f"| {f'{name} {places}'.strip()} | {promise} | {observed} | {later} |")
-        path = REPOSITORY / "docs/RELIABILITY.md"
+        path = REPOSITORY / "tests/run/faults.md"
         text = path.read_text()
         made = re.sub(r"(?s)(<!-- begin[^>]*-->\n).*(<!-- end -->)",
                       lambda found: found[1] + "\n".join(lines) + "\n" + found[2], text)
