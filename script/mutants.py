@@ -1,39 +1,26 @@
 """What script/mutants does, which says what that is."""
 
+import argparse
 import pathlib
+import random
 import re
 import subprocess
 import sys
+from collections.abc import Iterator
 
 TOP = pathlib.Path(__file__).resolve().parents[1]
 COPY = TOP / "build/mutants"
 BUILD = COPY / "build"
-WHOLE = (["autoresponder", "capture_sendmail", "panel_probe"], "^run[.]")
-RESPONDER = (["responder_test", "fuzz_intake"], "^(responder_test|fuzz[.]intake)")
-CODECS = (["codecs_test", "fuzz_encoded_words", "fuzz_recode"], "^(codecs_test|fuzz[.](enc|rec))")
-MIME = (["mimelib_test", "fuzz_address"], "^(mimelib_test|fuzz[.]address)")
-LIBRARY = (["panel_test"], "^panel_test")
-STAGES = {"base": [MIME, CODECS, LIBRARY, RESPONDER, WHOLE], "mimelib": [MIME, RESPONDER, WHOLE],
-          "codecs": [CODECS, RESPONDER, WHOLE], "lib": [LIBRARY, WHOLE],
-          "autoresponder": [RESPONDER, WHOLE]}
-
-
-# The suites that most likely see a fault of a file; they go before the others.
-FIRST = {"attachments": "reply", "autoprepend": "parameters", "dbconnect": "parameters", "delivery": "refusals",
-         "forward": "forward", "get_param": "parameters", "guards": "refusals", "intake": "forward",
-         "limiter": "limiter", "mailbox": "rules", "notice": "notice", "number": "limiter",
-         "panel_query": "limiter", "process": "refusals", "refusal": "policy", "reply": "reply",
-         "responder": "rules", "retry_later": "policy", "rules": "rules", "run_log": "log", "set_uid_start": "refusals",
-         "size_limit": "reply", "spawn": "reply", "standard_mail": "reply", "switches": "policy",
-         "temporary_file": "reply", "thread": "policy"}
-
-
-def read_table() -> list[list[str]]:
-    lines = (TOP / "script/mutants.table").read_text().splitlines()
-    rows = [line.replace("↵", "\n").split(" => ") for line in lines if line and line[0] != "#"]
-    assert all(len(row) == 5 for row in rows), [row for row in rows if len(row) != 5]
-    assert len({row[0] for row in rows}) == len(rows), "a name twice"
-    return rows
+FAST = r"^\w+_test[.]|^fuzz[.]"
+WHOLE = r"^run[.]"
+OTHER = {" == ": " != ", " != ": " == ", " < ": " >= ", " >= ": " < ", " > ": " <= ", " <= ": " > ",
+         " && ": " || ", " || ": " && ", "true": "false", "false": "true"}
+MOVED = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " + 1": "", " - 1": ""}
+WORD = re.compile(r" (?:[=!<>]=|[<>]|&&|\|\|) |\b(?:true|false)\b| [+-] 1\b|\b\d+\b|!(?=[\w(])"
+                  r"|'(?:[^'\\]|\\.)+'|\"(?:[^\"\\]|\\.)*\"")
+CALL = re.compile(r"^ +(?!return |delete |else |throw )[\w:.>\[\]*-]+\([^;{}]*\);$", re.M)
+# What is no code of a function: comments, what is included, declarations of templates and checks of types.
+PASSED_OVER = re.compile(r"//.*|^\s*#.*|^\s*(?:template|static_assert|using)\b.*", re.M)
 
 
 def run(*command: object) -> tuple[int, str]:
@@ -44,69 +31,98 @@ def run(*command: object) -> tuple[int, str]:
 
 def copy_sources() -> None:
     """The sources as they are now; files that have not changed keep their time."""
-    COPY.mkdir(parents=True, exist_ok=True)
-    wanted = [str(path.relative_to(TOP)) for top in TOP.iterdir() if top.name not in (".git", "build")
-              for path in (top, *top.rglob("*")) if path.is_file() and "__pycache__" not in path.parts]
+    wanted = {path.relative_to(TOP) for top in TOP.iterdir() if top.name not in (".git", "build")
+              for path in (top, *top.rglob("*")) if path.is_file() and "__pycache__" not in path.parts}
     for name in wanted:
-        write(name, (TOP / name).read_bytes())
-        (COPY / name).chmod((TOP / name).stat().st_mode)
-    options = ["-DCMAKE_BUILD_TYPE=Release", "-DOVK_WERROR=OFF", "-DCMAKE_CXX_FLAGS_RELEASE=-O1"]
-    status, said = run("cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", *options)
+        copy, content = COPY / name, (TOP / name).read_bytes()
+        if not copy.exists() or copy.read_bytes() != content:
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            copy.write_bytes(content)
+            copy.chmod((TOP / name).stat().st_mode)
+    for path in COPY.rglob("*"):
+        if path.is_file() and path.relative_to(COPY) not in wanted and BUILD not in path.parents:
+            path.unlink()
+    status, said = run("cmake", "-S", COPY, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+                       "-DOVK_WERROR=OFF", "-DCMAKE_CXX_FLAGS_RELEASE=-O1")
     assert status == 0, said
 
 
-def write(name: str, content: bytes) -> None:
-    path = COPY / name
-    if path.exists() and path.read_bytes() == content:
+def places(where: str) -> Iterator[tuple[str, range]]:
+    """The files and lines that it names."""
+    named = re.fullmatch(r"([^:]+)(?::(\d+)(?:-(\d+))?)?", where)
+    if named and (TOP / named[1]).is_file():
+        first = int(named[2] or 1)
+        yield named[1], range(first, int(named[3] or named[2] or sys.maxsize) + 1)
         return
-    path.parent.mkdir(parents=True, exist_ok=True)
-    path.write_bytes(content)
+    diff = subprocess.run(["git", "diff", "--unified=0", "--no-prefix", where, "--", "*.cpp", "*.h"], cwd=TOP,
+                          check=True, capture_output=True, text=True).stdout
+    for header, file, first, count in re.findall(r"^(\+\+\+ (.*)|@@ .*?\+(\d+)(?:,(\d+))? @@.*)$", diff, re.M):
+        if file:
+            name = file
+        elif not re.match("tests/|fuzz/|bench/|/dev/null", name):
+            yield name, range(int(first), int(first) + int(count or 1))
 
 
-def verdict(file: str, fast: bool) -> str:
-    stages = list(STAGES[file.split("/")[0]])
-    if first := FIRST.get(pathlib.Path(file).stem):
-        stages.insert(-1, (WHOLE[0], f"^run[.]{first}$"))
-    for targets, tests in (stage for stage in stages if not (fast and stage[1].startswith("^run"))):
-        if file.startswith("lib/utilities/") and tests.startswith("^run"):
-            targets, tests = ["panel_probe", "autoresponder", "capture_sendmail"], "^run[.]parameters"
-        status, said = run("cmake", "--build", BUILD, "--target", *targets)
+def replacements(word: str) -> list[str]:
+    if word[0] == "!":
+        return [""]
+    if word[0] in "'\"":  # of another first letter
+        letter = r"\\?." if len(word) > 2 else ""
+        return [re.sub(f"^(.){letter}", lambda m: m[1] + ("x" if m[0][1:] != "x" else "y"), word)]
+    if word.isdigit():
+        return [str(int(word) + 1)]
+    return [table[word] for table in (OTHER, MOVED) if word in table]
+
+
+def faults(name: str, lines: range) -> Iterator[tuple[str, int, int, str]]:
+    """File, begin and end of what is replaced, and what by."""
+    text = (TOP / name).read_text()
+    code = PASSED_OVER.sub(lambda m: " " * len(m[0]), text)
+    for found in WORD.finditer(code):
+        for other in replacements(found[0]):
+            if text.count("\n", 0, found.start()) + 1 in lines:
+                yield name, found.start(), found.end(), other
+    for found in CALL.finditer(code):
+        if text.count("\n", 0, found.start()) + 1 in lines:
+            yield name, found.start(), found.end(), " ;"
+
+
+def verdict(whole: bool) -> str:
+    targets = re.findall(r"^(\w+_test|fuzz_\w+): phony", run("cmake", "--build", BUILD, "--target", "help")[1], re.M)
+    for wanted, tests in [(targets, FAST), (["all"], WHOLE)][:1 + whole]:
+        if run("cmake", "--build", BUILD, "--target", *wanted)[0] != 0:
+            return "does not build"
+        status, said = run("ctest", "--test-dir", BUILD, "-R", tests, "-j2", "--stop-on-failure", "--timeout", "120",
+                           "--no-tests=error")
         if status != 0:
-            return "does not build:\n" + said[-2000:]
-        status, said = run("ctest", "--test-dir", BUILD, "-R", tests, "-j2", "--stop-on-failure",
-                           "--timeout", "120", "--no-tests=error")
-        if status != 0:
-            failed = re.findall(r"^\s+\d+ - (\S+) \(", said, re.M)
-            return "caught by " + ", ".join(failed) if failed else said[-2000:]
-    return "survived"
+            return "caught by " + ", ".join(re.findall(r"^\s+\d+ - (\S+) \(", said, re.M) or [said[-2000:]])
+    return "SURVIVED"
 
 
-def main(names: list[str]) -> int:
-    fast = names[:1] == ["--fast"]
-    names = names[fast:]
-    rows = [row for row in read_table() if not names or row[0] in names or names == ["--stale"]]
-    stale = [row for row in rows if not (TOP / row[1]).exists()
-             or (TOP / row[1]).read_text().count(row[2]) != 1]
-    for name, file, text, *_ in stale:
-        print(f"stale: {name}: {file} does not hold this once: {text}")
-    if names == ["--stale"]:
-        return bool(stale)
+def main() -> int:
+    options = argparse.ArgumentParser()
+    options.add_argument("--whole", action="store_true")
+    options.add_argument("--only", type=int)
+    options.add_argument("where", nargs="+")
+    chosen = options.parse_args()
+    todo = sorted({fault for where in chosen.where for place in places(where) for fault in faults(*place)})
+    if chosen.only is not None and chosen.only < len(todo):
+        todo = sorted(random.Random(1).sample(todo, chosen.only))
     copy_sources()
-    bad = len(stale)
-    for row in (row for row in rows if row not in stale):
-        name, file, text, replacement, breaks = row
-        original = (COPY / file).read_bytes()
-        write(file, original.replace(text.encode(), replacement.encode()))
-        try:
-            result = verdict(file, fast)
-        finally:
-            write(file, original)
-        harmless = breaks.startswith("nothing: ")
-        bad += not (result == "survived" if harmless else result.startswith("caught"))
-        print(f"{name}: {result} ({breaks})", flush=True)
-    print(f"{len(rows)} faults, {bad} that want looking after")
-    return bool(bad)
+    if (sound := verdict(chosen.whole)) != "SURVIVED":
+        sys.exit(f"mutants: without a fault: {sound}")
+    came = []
+    for name, begin, end, other in todo:
+        text = (TOP / name).read_text()
+        (COPY / name).write_text(text[:begin] + other + text[end:])
+        came.append(verdict(chosen.whole))
+        (COPY / name).write_text(text)
+        line = text.count("\n", 0, begin) + 1
+        print(f"{name}:{line}: {text[begin:end].strip()!r} -> {other.strip()!r}: {came[-1]}", flush=True)
+    survived, lame = came.count("SURVIVED"), came.count("does not build")
+    print(f"{len(came) - lame} faults, {survived} that no test sees; {lame} more do not build")
+    return bool(survived)
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(main())
