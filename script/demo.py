@@ -1,9 +1,12 @@
-"""demo.py BUILD-FOLDER MESSAGE-FILE RECIPIENT: delivers one mail to the sample panel and shows what
-happened. Without a message it takes a bundled one that sets everything in motion."""
+"""demo.py BUILD-FOLDER MESSAGE-FILE RECIPIENT --modern: delivers one mail to the sample panel and shows what
+happened. Where the message is empty it takes a bundled one that sets everything in motion."""
 
+import email.errors
+import email.header
 import pathlib
 import re
 import shlex
+import subprocess
 import sys
 import time
 
@@ -63,12 +66,33 @@ def decode(message: bytes) -> str:
     return visible(text)
 
 
-def show_call(number: int, call: Call) -> None:
-    heading(f"sendmail, call {number}")
-    print(" ".join(shlex.quote(visible(arg)) for arg in call.args))
+def with_decoded_subject(message: str) -> str:
+    """The message with what a subject of encoded words says behind it."""
+    head, empty, body = message.partition("\n\n")
+    found = re.search(r"^Subject:(.*(?:\n[ \t].*)*)", head, re.M | re.I)
+    if found is None or "=?" not in found[1]:
+        return message
+    try:
+        words = email.header.decode_header(re.sub(r"\n[ \t]", " ", found[1]).strip())
+        subject = str(email.header.make_header(words))
+    except (email.errors.HeaderParseError, LookupError, ValueError) as error:
+        subject = f"not to be decoded: {error}"
+    return head[:found.end()] + f"\n[demo: Subject: {visible(subject)}]" + head[found.end():] + empty + body
+
+
+def show_message(title: str, message: bytes, *above: str) -> None:
+    heading(title)
+    for line in above:
+        print(line)
     print("-" * 97)
-    print(abridge(decode(call.message)), end="")
+    print(abridge(with_decoded_subject(decode(message))).rstrip("\n"))
     print("-" * 97)
+
+
+def show_call(number: int, call: Call, mail: bytes) -> None:
+    command = " ".join(shlex.quote(visible(arg)) for arg in call.args)
+    same = call.message.strip() == mail.strip()
+    show_message(f"sendmail, call {number}", b"[demo: the mail as it came]" if same else call.message, command)
 
 
 def sample_attachments(box: Sandbox) -> None:
@@ -93,38 +117,13 @@ demo: bubblewrap needs namespaces of its own, so
    (sysctl -w kernel.unprivileged_userns_clone=1, kernel.apparmor_restrict_unprivileged_userns=0).""")
 
 
-def what_became(rule: str, statements: list[str]) -> str:
-    """What the run did with a rule that is on, by what it asked the database."""
-    def asked(table: str) -> bool:
-        return any(re.search(rf"\b{table}\b.*\brn_id ?= ?'?{rule}\b", statement)
-                   for statement in statements)
-
-    if asked("resp_attach"):
-        return "answered"
-    if asked("resp_forward"):
-        return "matches; forwarded, not answered"
-    if asked("resp_freq"):
-        return "matches; not answered: this sender has had the answers of the day"
-    return "its trigger is not in the mail"
-
-
-def show_rules(database: Database, statements: list[str]) -> None:
-    heading("the rules of the mailbox")
-    mailbox = [found[1] for found in (re.search(r"\bmail_resp\b.*\bmn_id ?= ?'?(\d+)", statement)
-                                      for statement in statements) if found]
-    if not mailbox:
-        print("none was looked at: there is no such mailbox, or its mail is not answered"
-              " (standard error, above, says which)")
-        return
-    rules = database.rows("select id, resp_on, key_where, keystr, ans_freq from ovk.mail_resp"
-                          f" where mn_id = {mailbox[0]} order by id")
-    for rule, on, where, trigger, limit in rules:
-        places = {"subj": "the subject", "body": "the body"}
-        want = f'"{visible(trigger or "")}" in {places[where]}' if where in places else "every mail"
-        print(f"rule {rule} ({want}; at most {limit or 'the default number of'} answers a day to a sender): "
-              + (what_became(str(rule), statements) if on == "true" else "switched off"))
-    if not rules:
-        print("there are none")
+def show_reasons(box: Sandbox, explain: str, message: bytes, recipient: str) -> None:
+    """What autoresponder-explain says, before the mail is delivered."""
+    heading("autoresponder-explain: what it would do, and why")
+    box.extra = ["--ro-bind", explain, "/explain", "--setenv", "LC_ALL", "C.UTF-8"]
+    asked = subprocess.run(box.command(None)[:-1] + ["/explain", recipient], input=message, capture_output=True)
+    box.extra = []
+    print(visible((asked.stdout + asked.stderr).decode(errors="replace")).rstrip("\n"))
 
 
 def snapshot(database: Database) -> dict[str, list[str]]:
@@ -148,8 +147,9 @@ def show_changes(before: dict[str, list[str]], after: dict[str, list[str]]) -> N
         print("none")
 
 
-def main(build: pathlib.Path, message_file: pathlib.Path, recipient: str) -> None:
+def main(build: pathlib.Path, message_file: str, recipient: str, modern: bool) -> None:
     watch = Stopwatch()
+    message = sys.stdin.buffer.read() if message_file == "-" else pathlib.Path(message_file).read_bytes()
     with Database() as database:
         database.load("panel.sql", "sample.sql")
         watch.tell("starting a private MariaDB")
@@ -158,20 +158,22 @@ def main(build: pathlib.Path, message_file: pathlib.Path, recipient: str) -> Non
         try:
             check_sandbox(box)
             sample_attachments(box)
+            if modern:
+                with (box.etc / "ovk.conf").open("a") as configuration:
+                    configuration.write("AUTORESPONDER_MODERN true\n")
+            show_message(f"the mail to {recipient}", message)
+            show_reasons(box, str((build / "autoresponder/autoresponder-explain").resolve()), message, recipient)
             before = snapshot(database)
-            database.listen()
-            run = box.run(message_file.read_bytes(), recipient)
+            run = box.run(message, recipient)
             watch.tell("the run")
-            statements = database.heard()
-            heading(f"{message_file.name} to {recipient}: exit status {run.status}")
+            heading(f"the program has run: exit status {run.status}")
             print("standard error: " + (visible(run.err).rstrip("\n") or "(empty)"))
             print("standard output: " + (visible(run.out).rstrip("\n") or "(empty)"))
             print("left in /tmp: " + (", ".join(run.leftovers) or "nothing"))
             for number, call in enumerate(run.calls, 1):
-                show_call(number, call)
+                show_call(number, call, message)
             if not run.calls:
                 print("sendmail was not called")
-            show_rules(database, statements)
             show_changes(before, snapshot(database))
         finally:
             box.close()
@@ -189,10 +191,9 @@ is switched off.""")
 
 
 if __name__ == "__main__":
-    folder, message, to = sys.argv[1:4]
+    folder, message, to, modern = sys.argv[1:5]
     try:
-        main(pathlib.Path(folder), pathlib.Path(message) if message else BUNDLED,
-             to or "sales@example.com")
+        main(pathlib.Path(folder), message or str(BUNDLED), to or "sales@example.com", bool(modern))
     except DatabaseError as error:
         sys.exit(f"demo: {error}")
     if not message and not to:

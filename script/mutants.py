@@ -76,7 +76,7 @@ def replacements(word: str) -> list[str]:
 
 def faults(name: str, lines: range) -> Iterator[tuple[str, int, int, str]]:
     """File, begin and end of what is replaced, and what by."""
-    text = (TOP / name).read_text()
+    text = (COPY / name).read_text()
     code = PASSED_OVER.sub(lambda m: " " * len(m[0]), text)
     for found in WORD.finditer(code):
         for other in replacements(found[0]):
@@ -105,15 +105,15 @@ def main() -> int:
     options.add_argument("--only", type=int)
     options.add_argument("where", nargs="+")
     chosen = options.parse_args()
+    copy_sources()
     todo = sorted({fault for where in chosen.where for place in places(where) for fault in faults(*place)})
     if chosen.only is not None and chosen.only < len(todo):
         todo = sorted(random.Random(1).sample(todo, chosen.only))
-    copy_sources()
     if (sound := verdict(chosen.whole)) != "SURVIVED":
         sys.exit(f"mutants: without a fault: {sound}")
     came = []
     for name, begin, end, other in todo:
-        text = (TOP / name).read_text()
+        text = (COPY / name).read_text()
         (COPY / name).write_text(text[:begin] + other + text[end:])
         came.append(verdict(chosen.whole))
         (COPY / name).write_text(text)
