@@ -32,21 +32,22 @@ int main(int, char** argv) {
     autoprepend();
 
     Mail_content mail;
+    HeaderFacts facts;
     take_root();
     const Policy policy = configured_policy();
     if (policy.log)
-        start_run_log(mail);
+        start_run_log(mail, facts);
     if (policy.retry_status != 0)
         std::signal(SIGCHLD, SIG_DFL); // where it is ignored, nobody hears how sendmail ended
     // Nobody gets an answer, and the delivery is done all the same.
-    if (parse_message(&mail) != 0) {
+    if (parse_message(&mail, &facts) != 0) {
         log_refusal(last_report());
         report({"Abnormal exit."});
         if (!mail_copy.is_made())
             give_up();
         correct_exit();
     }
-    if (const Refusal refusal = guard(mail, header_facts, policy)) {
+    if (const Refusal refusal = guard(mail, facts, policy)) {
         report({refusal.reason});
         correct_exit();
     }
@@ -55,6 +56,6 @@ int main(int, char** argv) {
         give_up();
     }
 
-    db_mail_act(&mail);
+    db_mail_act(&mail, facts);
     correct_exit();
 }

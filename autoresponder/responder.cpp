@@ -60,14 +60,14 @@ MysqlConnection open_panel_database(const Policy& policy) {
     return connection;
 }
 
-int db_mail_act(Mail_content* mail) {
+int db_mail_act(Mail_content* mail, const HeaderFacts& facts) {
     const Policy policy = configured_policy();
     EscapedRecipient recipient = escape_recipient(*mail);
     const MysqlConnection connection = open_panel_database(policy);
     adapt_escaping(connection.get(), *mail, recipient);
     const ResolvedMailbox mailbox = resolve_mailbox(connection.get(), *mail, recipient, policy);
-    const ReplyContext context{*mail,  mailbox,     connection.get(), recipient.domain.get(),
-                               policy, header_facts};
+    const ReplyContext context{*mail,  mailbox, connection.get(), recipient.domain.get(),
+                               policy, facts};
     log_mailbox(mailbox.mail_name, mailbox.domain_name);
     const bool may_answer = is_to_be_answered(context);
 

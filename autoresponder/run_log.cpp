@@ -1,6 +1,5 @@
 #include "autoresponder/run_log.h"
 
-#include "autoresponder/incoming/header_facts.h"
 #include "autoresponder/run/diagnostics.h"
 #include "base/text.h"
 
@@ -26,6 +25,7 @@ struct Outcome {
 
 struct RunLog {
     const Mail_content* mail = nullptr;
+    const HeaderFacts* facts = nullptr;
     Clock::time_point start;
     bool completed = false;
     std::string refusal;
@@ -67,7 +67,7 @@ void write_line() {
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.start);
     const std::string& refusal =
         run.refusal.empty() && !run.completed ? last_report() : run.refusal;
-    std::string_view id = header_facts.thread.message_id;
+    std::string_view id = run.facts->thread.message_id;
     if (!id.empty())
         id = id.substr(1, id.size() - 2);
     const char* const recipient = std::getenv("RESP_RECIPIENT");
@@ -94,8 +94,9 @@ void at_exit() noexcept {
 
 } // namespace
 
-void start_run_log(const Mail_content& mail) {
+void start_run_log(const Mail_content& mail, const HeaderFacts& facts) {
     run.mail = &mail;
+    run.facts = &facts;
     run.start = Clock::now();
     std::atexit(at_exit);
 }

@@ -3,14 +3,15 @@
 // they did; whatever way the process exits, the line then holds how far it got.
 #pragma once
 
+#include "autoresponder/incoming/header_facts.h"
 #include "autoresponder/incoming/mail_content.h"
 
 #include <cstddef>
 #include <string_view>
 
-/// Starts the clock, and has the line written when the process exits. `mail` and header_facts are
-/// read at that moment and must still be there.
-void start_run_log(const Mail_content& mail);
+/// Starts the clock, and has the line written when the process exits. Both are read at
+/// that moment and must still be there.
+void start_run_log(const Mail_content& mail, const HeaderFacts& facts);
 
 /// Why nobody gets an answer to this mail. Without it, and without log_completed, the line has the
 /// last diagnostic of the run in its place.

@@ -55,21 +55,21 @@ std::string reason(const Explanation& told) {
 
 Explanation explain(const Question& question, const Policy& policy, Descriptor& reply) {
     Explanation told;
-    IncomingMail mail;
-    told.mail = read_mail(question, policy, &mail);
-    EscapedRecipient recipient = escape_recipient(mail.content);
+    Reading reading;
+    told.mail = read_mail(question, policy, &reading);
+    EscapedRecipient recipient = escape_recipient(reading.mail);
     const MysqlConnection connection = open_panel_database(policy);
     run_query_or_exit(connection.get(), "start transaction with consistent snapshot, read only");
-    adapt_escaping(connection.get(), mail.content, recipient);
-    told.mailbox = explain_mailbox(connection.get(), mail.content, recipient, policy);
+    adapt_escaping(connection.get(), reading.mail, recipient);
+    told.mailbox = explain_mailbox(connection.get(), reading.mail, recipient, policy);
     if (told.mailbox.found) {
-        const ReplyContext context{mail.content,     *told.mailbox.found,
+        const ReplyContext context{reading.mail,     *told.mailbox.found,
                                    connection.get(), recipient.domain.get(),
-                                   policy,           mail.facts};
+                                   policy,           reading.facts};
         if (told.mail.given && !told.mail.stopped)
-            told.mail.refusal =
-                refusal_of(mail.content, mail.facts, *told.mailbox.found, connection.get(), policy)
-                    .reason;
+            told.mail.refusal = refusal_of(reading.mail, reading.facts, *told.mailbox.found,
+                                           connection.get(), policy)
+                                    .reason;
         told.rules = explain_rules(context, told.mail, question, reply);
     }
     for (const RuleFacts& rule : told.rules)

@@ -3,8 +3,7 @@
 #pragma once
 
 #include "autoresponder/explain/facts.h"
-#include "autoresponder/incoming/header_facts.h"
-#include "autoresponder/incoming/mail_content.h"
+#include "autoresponder/incoming/reading.h"
 #include "autoresponder/run/switches.h"
 #include "base/owned.h"
 #include "mimelib/mimelib.h"
@@ -21,14 +20,8 @@ struct Question {
     std::string reply_of;
 };
 
-/// The mail as the program reads it, and what that tells.
-struct IncomingMail {
-    Mail_content content;
-    HeaderFacts facts;
-};
-
 /// Reads the mail. Whatever comes of it, the recipient is known.
-MailFacts read_mail(const Question& question, const Policy& policy, IncomingMail* mail);
+MailFacts read_mail(const Question& question, const Policy& policy, Reading* reading);
 
 /// Explains it all. `reply` becomes the one that the question asks for, if there is one. A failed
 /// statement ends the process through give_up, with its message.

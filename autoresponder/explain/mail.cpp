@@ -8,14 +8,14 @@
 
 namespace {
 
-void tell_content(const IncomingMail& mail, const ReadingPlaces& places, MailFacts& told) {
-    const std::string& text = mail.content.body.text();
-    told.sender = mail.content.from;
-    told.sender_field = places.sender;
-    told.subject = mail.content.subject;
-    told.date = mail.content.date;
-    told.text = places.text;
-    told.charset = mail.content.charset;
+void tell_content(const Reading& reading, MailFacts& told) {
+    const std::string& text = reading.mail.body.text();
+    told.sender = reading.mail.from;
+    told.sender_field = reading.sender_field;
+    told.subject = reading.mail.subject;
+    told.date = reading.mail.date;
+    told.text = reading.text;
+    told.charset = reading.mail.charset;
     const std::string_view filled =
         std::string_view(text).substr(0, text.find_last_not_of("\r\n") + 1);
     told.lines = filled.empty()
@@ -25,28 +25,27 @@ void tell_content(const IncomingMail& mail, const ReadingPlaces& places, MailFac
 
 } // namespace
 
-MailFacts read_mail(const Question& question, const Policy& policy, IncomingMail* mail) {
+MailFacts read_mail(const Question& question, const Policy& policy, Reading* reading) {
     MailFacts told;
-    set_recipient(question.recipient, &mail->content);
+    set_recipient(question.recipient, &reading->mail);
     if (!question.mail)
         return told;
     told.given = true;
-    ReadingPlaces places;
-    bool is_read = false;
+    std::optional<Reading> found;
     {
         const Listener listener;
-        is_read = read_content(*question.mail, question.recipient.c_str(), policy, &mail->content,
-                               &mail->facts, &places) == 0;
+        found = read_content(*question.mail, question.recipient.c_str(), policy);
         told.complaints = listener.lines();
     }
-    if (!is_read) {
+    if (!found) {
         told.refusal = told.complaints.back();
         told.complaints.pop_back();
         told.stopped = true;
         return told;
     }
-    tell_content(*mail, places, told);
-    told.refusal = guard(mail->content, mail->facts, policy).reason;
+    *reading = std::move(*found);
+    tell_content(*reading, told);
+    told.refusal = guard(reading->mail, reading->facts, policy).reason;
     told.stopped = !told.refusal.empty();
     return told;
 }

@@ -1,7 +1,7 @@
 #include "autoresponder/incoming/automatic.h"
 
 #include "base/text.h"
-#include "mimelib/field_text.h"
+#include "mimelib/mimelib.h"
 
 #include <algorithm>
 #include <array>
@@ -87,7 +87,9 @@ std::string list_sign(std::string_view name) {
     return {};
 }
 
-std::string field_sign(std::string_view name, std::string_view body) {
+} // namespace
+
+std::string automatic_sign(std::string_view name, std::string_view body) {
     static constexpr struct {
         std::string_view name;
         std::string (*sign)(std::string_view body);
@@ -99,36 +101,16 @@ std::string field_sign(std::string_view name, std::string_view body) {
         {"x-spam-status", spam_sign},
     };
     for (const auto& field : fields) {
-        if (equals_ignoring_case(name, field.name))
+        if (name == field.name)
             return field.sign(body);
     }
     return list_sign(name);
 }
 
-std::string bounce_field_sign(std::string_view name, std::string_view body) {
-    if (equals_ignoring_case(name, "content-type"))
+std::string bounce_sign(std::string_view name, std::string_view body) {
+    if (name == "content-type")
         return content_type_sign(body);
-    return equals_ignoring_case(name, "return-path") ? return_path_sign(body) : "";
-}
-
-std::string first_sign(const DwHeaders& headers,
-                       std::string (*sign_of)(std::string_view name, std::string_view body)) {
-    for (DwFieldReader field(headers.AsString().view()); field.Next();) {
-        std::string sign = sign_of(field.Name(), field.Body());
-        if (!sign.empty())
-            return sign;
-    }
-    return {};
-}
-
-} // namespace
-
-std::string automatic_sign(const DwHeaders& headers) {
-    return first_sign(headers, field_sign);
-}
-
-std::string bounce_sign(const DwHeaders& headers) {
-    return first_sign(headers, bounce_field_sign);
+    return name == "return-path" ? return_path_sign(body) : "";
 }
 
 std::string daemon_sign(const std::string& sender) {

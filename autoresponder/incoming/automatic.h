@@ -2,17 +2,16 @@
 // their like send. All of it pure: text in, a short reason out.
 #pragma once
 
-#include "mimelib/mimelib.h"
-
 #include <string>
+#include <string_view>
 
-/// Why the header says that no person wrote this mail, or that it is spam: a short text that names
-/// the field and holds nothing of its content but known words (RFC 3834, RFC 2369, RFC 2919). Empty
-/// for an ordinary mail.
-std::string automatic_sign(const DwHeaders& headers);
+/// Why the field, whose name is in lower case, says that no person wrote this mail, or that it is
+/// spam: a short text that names the field and holds nothing of its content but known words (RFC
+/// 3834, RFC 2369, RFC 2919). Empty for an ordinary field.
+std::string automatic_sign(std::string_view name, std::string_view body);
 
 /// The same for a bounce: a null Return-Path, or a report (RFC 5321 section 4.5.5, RFC 3462).
-std::string bounce_sign(const DwHeaders& headers);
+std::string bounce_sign(std::string_view name, std::string_view body);
 
 /// The same for a mailer daemon's name in the sender, in any case.
 std::string daemon_sign(const std::string& sender);

@@ -1,23 +1,9 @@
 #include "autoresponder/incoming/destinations.h"
 
 #include "base/text.h"
+#include "mimelib/mimelib.h"
 
 #include <algorithm>
-#include <array>
-#include <string_view>
-
-std::string read_destinations(const DwHeaders& headers) {
-    static constexpr std::array<std::string_view, 4> names = {"to", "cc", "resent-to", "resent-cc"};
-    std::string bodies;
-    for (DwFieldReader field(headers.AsString().view()); field.Next();) {
-        const auto is = [&](std::string_view name) {
-            return equals_ignoring_case(field.Name(), name);
-        };
-        if (std::any_of(names.begin(), names.end(), is))
-            bodies.append(field.Body()).append(1, '\0');
-    }
-    return bodies;
-}
 
 bool any_destination(std::string_view destinations,
                      const std::function<bool(const std::string& address)>& wanted) {

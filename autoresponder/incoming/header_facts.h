@@ -2,9 +2,9 @@
 // every run needs.
 #pragma once
 
-#include "mimelib/mimelib.h"
-
 #include <string>
+
+class DwHeaders;
 
 /// Identity of a message and of those that it answers. Every msg-id is of the strict syntax.
 struct MailThread {
@@ -14,20 +14,17 @@ struct MailThread {
     std::string references;
 };
 
-/// Filled by the intake, whatever the host has chosen: one pass over the header, and the intake
-/// stays a pure function of message and recipient. Only read from then on.
+/// The same whatever the host has chosen.
 struct HeaderFacts {
     /// Why the header says that no person wrote this mail; empty for an ordinary one.
     std::string automatic;
     /// Why the header says that it is a bounce; empty for any other mail.
     std::string bounce;
-    /// To, Cc, Resent-To and Resent-Cc (destinations.h).
+    /// The bodies of To, Cc, Resent-To and Resent-Cc, a NUL behind each (destinations.h).
     std::string destinations;
     /// From Message-ID, References and In-Reply-To.
     MailThread thread;
 };
 
-/// The facts of the one message of this run. Process-wide, as the names of the temporary files are.
-extern HeaderFacts header_facts;
-
+/// Reads them in one pass over the header.
 HeaderFacts read_header_facts(const DwHeaders& headers);

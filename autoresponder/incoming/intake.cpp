@@ -130,12 +130,46 @@ std::unique_ptr<const DwMailbox> first_valid_mailbox(DwAddressReader reader) {
     return nullptr;
 }
 
+/// The message's sender, and the name of the field that it stands in.
+struct Sender {
+    std::unique_ptr<const DwMailbox> mailbox;
+    const char* field;
+};
+
+/// First usable mailbox of Reply-To, else of From; null when there is none.
+Sender find_sender(const DwHeaders& headers, const Policy& policy) {
+    Sender sender = {GetMailboxFromAddressList(headers.ReplyTo()), "Reply-To"};
+    if (!sender.mailbox)
+        sender = {GetMailboxFromMailboxList(headers.From()), "From"};
+    if (!sender.mailbox && policy.read_as_shown)
+        sender = {only_bracketed(headers.ReplyTo().AsString().view()), "Reply-To"};
+    if (!sender.mailbox && policy.read_as_shown)
+        sender = {only_bracketed(headers.From().AsString().view()), "From"};
+    return sender;
+}
+
+/// The entity whose text the body comes from: the message itself, or the first direct part of a
+/// multipart that calls itself text, whose number then goes into `number`. None when there is none.
+std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t& number) {
+    const DwHeaders& headers = message.Headers();
+    if (!headers.HasContentType() || headers.ContentType().Type() == DwMime::kTypeText)
+        return message;
+    if (headers.ContentType().Type() != DwMime::kTypeMultipart)
+        return std::nullopt;
+    for (DwBodyPartReader parts(message.Body()); parts.Next();) {
+        ++number;
+        if (parts.Part().Headers().ContentType().Type() == DwMime::kTypeText)
+            return parts.Part();
+    }
+    return std::nullopt;
+}
+
 /// The text of the part that find_text_entity finds, not recoded yet.
 PartText text_of_part(const DwMessage& message) {
     PartText part{{}, default_charset, std::nullopt, {}};
     DwString decoded;
     std::size_t number = 0;
-    if (const std::optional<DwEntity> entity = find_text_entity(message, &number)) {
+    if (const std::optional<DwEntity> entity = find_text_entity(message, number)) {
         part.place = place_of(*entity, number == 0 ? "" : std::to_string(number));
         part.charset = until_nul(GetCharset(*entity).view());
         DecodeBody(*entity, decoded);
@@ -153,7 +187,7 @@ void set_recipient(std::string_view recipient, Mail_content* mail) {
     mail->domain = at == std::string_view::npos ? recipient : recipient.substr(at + 1);
 }
 
-int parse_message(Mail_content* mail) {
+int parse_message(Mail_content* mail, HeaderFacts* facts) {
     if (!mail_copy.create()) {
         report({"Could not create a temporary file."});
         return 1;
@@ -163,8 +197,13 @@ int parse_message(Mail_content* mail) {
         read_standard_input, [](std::string_view bytes) { mail_copy.write(bytes); },
         expected_size(STDIN_FILENO));
     mail_copy.finish();
-    return read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"),
-                        configured_policy(), mail, &header_facts);
+    std::optional<Reading> reading = read_content(
+        std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), configured_policy());
+    if (!reading)
+        return 1;
+    *mail = std::move(reading->mail);
+    *facts = std::move(reading->facts);
+    return 0;
 }
 
 DwString read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected) {
@@ -179,78 +218,44 @@ DwString read_message(const BlockSource& source, const BlockSink& copy, std::siz
     return std::move(message).text();
 }
 
-int read_content(DwString text, const char* recipient, const Policy& policy, Mail_content* mail,
-                 HeaderFacts* facts, ReadingPlaces* places) {
-    ReadingPlaces unasked;
-    if (places == nullptr)
-        places = &unasked;
+std::optional<Reading> read_content(DwString text, const char* recipient, const Policy& policy) {
     std::unique_ptr<DwMessage> message = DwMessage::NewMessage(std::exchange(text, DwString()));
     message->Parse();
     const DwHeaders& headers = message->Headers();
 
-    std::unique_ptr<const DwMailbox> sender = find_sender(headers, &places->sender);
-    if (!sender && policy.read_as_shown)
-        sender = save_sender(headers, &places->sender);
-    if (!sender) {
+    const Sender sender = find_sender(headers, policy);
+    if (!sender.mailbox) {
         report({"Could not get sender's e-mail address from Reply-To: or From: headers."});
-        return 1;
+        return std::nullopt;
     }
     if (recipient == nullptr) {
         report({"Could not get recipient e-mail address from RESP_RECIPIENT environment variable"});
-        return 1;
+        return std::nullopt;
     }
 
     PartText part = policy.read_as_shown ? shown_text(*message) : text_of_part(*message);
     const std::string subject = field_text(headers.HasSubject(), headers.Subject());
 
-    mail->from = until_nul(concat({sender->LocalPart().view(), "@", sender->Domain().view()}));
-    set_recipient(recipient, mail);
-    mail->date = field_text(headers.HasDate(), headers.Date());
-    *facts = read_header_facts(headers);
-    places->text = std::move(part.place);
+    Reading reading;
+    Mail_content& mail = reading.mail;
+    mail.from = until_nul(
+        concat({sender.mailbox->LocalPart().view(), "@", sender.mailbox->Domain().view()}));
+    set_recipient(recipient, &mail);
+    mail.date = field_text(headers.HasDate(), headers.Date());
+    reading.facts = read_header_facts(headers);
+    reading.sender_field = sender.field;
+    reading.text = std::move(part.place);
     // Recoding takes as much memory again; the message has told everything by now.
     message.reset();
     if (policy.read_as_shown) {
-        mail->body.append(paragraphs_of(part, case_of(policy)));
-        mail->subject = without_controls(shown_subject(subject));
+        mail.body.append(paragraphs_of(part, case_of(policy)));
+        mail.subject = without_controls(shown_subject(subject));
     } else {
-        mail->body.append(recode_body(std::move(part.text), part.charset, policy.standard_mail));
-        mail->subject = decode_subject(subject, part.charset, policy.standard_mail);
+        mail.body.append(recode_body(std::move(part.text), part.charset, policy.standard_mail));
+        mail.subject = decode_subject(subject, part.charset, policy.standard_mail);
     }
-    mail->charset = std::move(part.charset);
-    return 0;
-}
-
-std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers, const char** field) {
-    std::unique_ptr<const DwMailbox> sender;
-    if (headers.HasReplyTo())
-        sender = GetMailboxFromAddressList(headers.ReplyTo());
-    if (field != nullptr)
-        *field = sender ? "Reply-To" : "From";
-    if (!sender && headers.HasFrom())
-        sender = GetMailboxFromMailboxList(headers.From());
-    return sender;
-}
-
-std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t* number) {
-    const DwHeaders& headers = message.Headers();
-    if (!headers.HasContentType())
-        return message;
-    const int type = headers.ContentType().Type();
-    if (type == DwMime::kTypeText)
-        return message;
-    if (type != DwMime::kTypeMultipart)
-        return std::nullopt;
-    std::size_t count = 0;
-    for (DwBodyPartReader parts(message.Body()); parts.Next();) {
-        ++count;
-        if (parts.Part().Headers().ContentType().Type() == DwMime::kTypeText) {
-            if (number != nullptr)
-                *number = count;
-            return parts.Part();
-        }
-    }
-    return std::nullopt;
+    mail.charset = std::move(part.charset);
+    return reading;
 }
 
 DwString GetCharset(const DwEntity& entity) {

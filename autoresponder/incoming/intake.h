@@ -1,12 +1,10 @@
 // Intake: reads the one incoming message from standard input, keeps a copy of it on disk for
-// forwarding, parses it and fills Mail_content.
+// forwarding, parses it and says what it holds.
 //
 // Every failure is reported on standard error; nothing here ends the process.
 #pragma once
 
-#include "autoresponder/incoming/header_facts.h"
-#include "autoresponder/incoming/mail_content.h"
-#include "autoresponder/incoming/text_part.h"
+#include "autoresponder/incoming/reading.h"
 #include "autoresponder/run/switches.h"
 #include "mimelib/mimelib.h"
 
@@ -18,18 +16,11 @@
 #include <string_view>
 
 /// Copies standard input to a new temporary file (its name goes into mail_file_name; it stays
-/// there for correct_exit to remove), reads the recipient from RESP_RECIPIENT and fills `mail`.
-/// The copy is standard input and one line feed more; trouble while writing it goes unreported and
-/// leaves it incomplete. Returns 0, or 1 when the message cannot be used: `mail` is then untouched.
-int parse_message(Mail_content* mail);
-
-/// Where the intake has found what it gives, for whoever wants to know.
-struct ReadingPlaces {
-    /// Name of the field that the sender stands in.
-    const char* sender = "";
-    /// Of the text.
-    PartPlace text;
-};
+/// there for correct_exit to remove), reads the recipient from RESP_RECIPIENT and fills `mail` and
+/// `facts`. The copy is standard input and one line feed more; trouble while writing it goes
+/// unreported and leaves it incomplete. Returns 0, or 1 when the message cannot be used: both are
+/// then untouched.
+int parse_message(Mail_content* mail, HeaderFacts* facts);
 
 /// Fills the fields of `mail` that tell the recipient.
 void set_recipient(std::string_view recipient, Mail_content* mail);
@@ -43,21 +34,11 @@ using BlockSink = std::function<void(std::string_view bytes)>;
 /// no part. Memory for `expected` bytes is set aside at the start.
 DwString read_message(const BlockSource& source, const BlockSink& copy, std::size_t expected = 0);
 
-/// The part of parse_message without files and environment: fills `mail` and `facts` from the text
-/// of a message (RFC 822 and MIME), which is let go as soon as it has told everything: a large one
-/// is best handed over. `recipient` is null when there is none. `places` may be null. Results as
-/// above.
-int read_content(DwString text, const char* recipient, const Policy& policy, Mail_content* mail,
-                 HeaderFacts* facts, ReadingPlaces* places = nullptr);
-
-/// First usable mailbox of Reply-To, else of From, whose name then goes into `field`; null when
-/// there is none.
-std::unique_ptr<const DwMailbox> find_sender(const DwHeaders& headers,
-                                             const char** field = nullptr);
-
-/// The entity whose text the body comes from: the message itself, or the first direct part of a
-/// multipart that calls itself text, whose number then goes into `number`. None when there is none.
-std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t* number = nullptr);
+/// The part of parse_message without files and environment: what the text of a message (RFC 822 and
+/// MIME) says. The text is let go as soon as it has told everything: a large one is best handed
+/// over. `recipient` is null when there is none. No value when the message cannot be used, which is
+/// then reported.
+std::optional<Reading> read_content(DwString text, const char* recipient, const Policy& policy);
 
 /// The value of the entity's charset parameter as written, or "US-ASCII". The parameter's name
 /// matches in any case.

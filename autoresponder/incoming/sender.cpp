@@ -16,6 +16,8 @@ DwMailbox mailbox_of(std::string_view inside) {
     return reader.Next() ? reader.Address().Mailbox() : DwMailbox();
 }
 
+} // namespace
+
 std::unique_ptr<const DwMailbox> only_bracketed(std::string_view field) {
     std::unique_ptr<const DwMailbox> found;
     for (std::size_t open = field.find('<'); open != std::string_view::npos;) {
@@ -32,12 +34,4 @@ std::unique_ptr<const DwMailbox> only_bracketed(std::string_view field) {
         open = field.find('<', end);
     }
     return found;
-}
-
-} // namespace
-
-std::unique_ptr<const DwMailbox> save_sender(const DwHeaders& headers, const char** field) {
-    std::unique_ptr<const DwMailbox> sender = only_bracketed(headers.ReplyTo().AsString().view());
-    *field = sender ? "Reply-To" : "From";
-    return sender ? std::move(sender) : only_bracketed(headers.From().AsString().view());
 }

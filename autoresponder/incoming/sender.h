@@ -4,9 +4,9 @@
 #include "mimelib/mimelib.h"
 
 #include <memory>
+#include <string_view>
 
-/// The one "<local@domain>" that a Reply-To field holds, else that of From, whatever stands before
+/// The one "<local@domain>" that the body of a Reply-To or From field holds, whatever stands before
 /// and behind it; "mailto:" before the address and what "?" begins behind that play no part. Null
-/// when neither field holds exactly one. The name of the field goes into `field`. For mail where
-/// find_sender finds nothing.
-std::unique_ptr<const DwMailbox> save_sender(const DwHeaders& headers, const char** field);
+/// when it does not hold exactly one. For mail where neither field is written as it should be.
+std::unique_ptr<const DwMailbox> only_bracketed(std::string_view field);

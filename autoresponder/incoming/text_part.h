@@ -2,23 +2,13 @@
 #pragma once
 
 #include "autoresponder/incoming/lines.h"
+#include "autoresponder/incoming/reading.h"
 #include "autoresponder/run/switches.h"
 #include "mimelib/mimelib.h"
 #include "reading/shown_charset.h"
 
 #include <optional>
 #include <string>
-
-/// Where a text stands in a mail, and as what.
-struct PartPlace {
-    /// "1", of parts within parts "2.1"; empty for the mail itself.
-    std::string number;
-    /// Content-Type and Content-Transfer-Encoding, as written; empty without one.
-    std::string type;
-    std::string encoding;
-    /// Whether there is such a part at all.
-    bool exists = false;
-};
 
 struct PartText {
     /// The part's text in UTF-8, of HTML what is visible; empty when no part gives one.

@@ -71,30 +71,23 @@ bool is_msg_id(std::string_view text) {
     return is_dot_atom(id.substr(0, at)) && (is_dot_atom(right) || is_domain_literal(right));
 }
 
-MailThread read_thread(const DwHeaders& headers) {
-    std::string_view id_field, reference_field, parent_field;
-    bool has_references = false;
-    for (DwFieldReader field(headers.AsString().view()); field.Next();) {
-        const auto is = [&](std::string_view name) {
-            return equals_ignoring_case(field.Name(), name);
-        };
-        if (is("message-id") && id_field.empty()) {
-            id_field = field.Body();
-        } else if (is("references")) {
-            reference_field = field.Body();
-            has_references = true;
-        } else if (is("in-reply-to")) {
-            parent_field = field.Body();
-        }
-    }
-    MailThread thread;
-    thread.message_id = single_id(id_field);
+void ThreadFields::take(std::string_view name, std::string_view body) {
+    if (name == "message-id" && id_.empty())
+        id_ = body;
+    else if (name == "references")
+        references_ = body;
+    else if (name == "in-reply-to")
+        parent_ = body;
+}
+
+MailThread ThreadFields::thread() const {
+    MailThread thread{single_id(id_), {}};
     if (thread.message_id.empty())
         return thread;
     // Without References, the parent's one parent is all that is known of the thread.
-    const std::string parent = has_references ? std::string() : single_id(parent_field);
+    const std::string parent = references_ ? std::string() : single_id(parent_);
     thread.references =
-        last_ids(has_references ? reference_field : parent,
+        last_ids(references_ ? *references_ : parent,
                  thread_line::max_line - thread_line::references.size() - thread.message_id.size());
     return thread;
 }

@@ -2,6 +2,7 @@
 #include "autoresponder/incoming/automatic.h"
 #include "autoresponder/incoming/thread.h"
 #include "autoresponder/outgoing/reply_headers.h"
+#include "mimelib/mimelib.h"
 
 #include "tests/support/cases.h"
 
@@ -11,9 +12,8 @@
 namespace {
 
 std::string sign_of(const std::string& header) {
-    const DwHeaders headers{DwString(header)};
-    const std::string bounce = bounce_sign(headers);
-    return bounce.empty() ? automatic_sign(headers) : bounce;
+    const HeaderFacts facts = read_header_facts(DwHeaders(DwString(header)));
+    return facts.bounce.empty() ? facts.automatic : facts.bounce;
 }
 
 TEST(Automatic, Signs) {
@@ -28,7 +28,7 @@ TEST(Automatic, Signs) {
 }
 
 MailThread thread_of(const std::string& header) {
-    return read_thread(DwHeaders(DwString(header)));
+    return read_header_facts(DwHeaders(DwString(header))).thread;
 }
 
 TEST(Thread, OnlyStrictIdentitiesAreTaken) {

@@ -46,18 +46,20 @@ std::vector<Row> read_table() {
     return rows;
 }
 
-struct Reading {
+struct Mail {
     Policy policy;
     Mail_content mail;
 
-    Reading(const std::string& text, bool as_shown, bool ignore_case) {
+    Mail(const std::string& text, bool as_shown, bool ignore_case) {
         policy.read_as_shown = as_shown;
         policy.ignore_case = ignore_case;
-        HeaderFacts facts;
         testing::internal::CaptureStderr();
-        if (read_content(DwString(text), "box@example.com", policy, &mail, &facts) != 0)
-            mail.from.assign(1, '-');
+        std::optional<Reading> reading = read_content(DwString(text), "box@example.com", policy);
         testing::internal::GetCapturedStderr();
+        if (reading)
+            mail = std::move(reading->mail);
+        else
+            mail.from.assign(1, '-');
     }
 
     char finds(char where, const std::string& trigger) const {
@@ -73,9 +75,9 @@ TEST(Shown, MailsAreReadAsPersonsSeeThem) {
     ASSERT_GT(rows.size(), 10u);
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        const Reading shown(row.mail, true, false);
-        const Reading plain(row.mail, false, false);
-        const Reading folded(row.mail, true, true);
+        const Mail shown(row.mail, true, false);
+        const Mail plain(row.mail, false, false);
+        const Mail folded(row.mail, true, true);
         EXPECT_FALSE(row.expectations.empty());
         for (const std::string& expected : row.expectations) {
             if (expected.substr(0, 5) == "from ") {
