@@ -4,12 +4,12 @@
 #include "autoresponder/incoming/intake.h"
 #include "autoresponder/incoming/mail_content.h"
 #include "autoresponder/responder.h"
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/process.h"
 #include "autoresponder/run/retry_later.h"
 #include "autoresponder/run/switches.h"
 #include "autoresponder/run/temporary_file.h"
 #include "autoresponder/run_log.h"
+#include "base/report.h"
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
 
@@ -41,8 +41,7 @@ int main(int, char** argv) {
         std::signal(SIGCHLD, SIG_DFL); // where it is ignored, nobody hears how sendmail ended
     // Nobody gets an answer, and the delivery is done all the same.
     if (parse_message(&mail, &facts) != 0) {
-        log_refusal(last_report());
-        report({"Abnormal exit."});
+        report_consequence({"Abnormal exit."});
         if (!mail_copy.is_made())
             give_up();
         correct_exit();

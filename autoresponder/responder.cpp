@@ -8,11 +8,11 @@
 #include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/outgoing/forward.h"
 #include "autoresponder/outgoing/reply.h"
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/panel_query.h"
 #include "autoresponder/run/process.h"
 #include "autoresponder/run/switches.h"
 #include "autoresponder/run_log.h"
+#include "base/report.h"
 #include "lib/dbconnect_legacy.h"
 
 namespace {
@@ -23,7 +23,7 @@ bool is_to_be_answered(const ReplyContext& context) {
                                        context.connection, context.policy);
     if (refusal.fault == Fault::option_like_sender) {
         is_safe_argument(context.mail.from);
-        log_refusal(last_report());
+        log_refusal(last_said());
     } else if (refusal) {
         report({"autoresponder: Not answered: ", refusal.reason});
         log_refusal(refusal.reason);
@@ -51,7 +51,7 @@ const char* run_rule(const ResponderRule& rule, const ReplyContext& context,
 MysqlConnection open_panel_database(const Policy& policy) {
     MysqlConnection connection(db_connect());
     if (!connection) {
-        report({"autoresponder: Unable to connect to the mysql database "});
+        report_consequence({"autoresponder: Unable to connect to the mysql database "});
         give_up();
     }
     // The server's "utf8" has no characters beyond U+FFFF: it gives and takes "?" for them.

@@ -1,6 +1,6 @@
 #include "autoresponder/run_log.h"
 
-#include "autoresponder/run/diagnostics.h"
+#include "base/report.h"
 #include "base/text.h"
 
 #include <chrono>
@@ -12,8 +12,10 @@
 
 namespace {
 
-/// Six values of this length at most and their names leave 200 characters of the line to the rules.
+/// Four values of this length, a reason and their names leave 200 characters of the line to the
+/// rules.
 constexpr std::size_t max_value = 110;
+constexpr std::size_t max_reason = 200;
 constexpr std::size_t max_line = 970; // and " and N more"
 
 using Clock = std::chrono::steady_clock;
@@ -36,12 +38,12 @@ struct RunLog {
 } run;
 
 /// Printable ASCII that ends no value as it is, other bytes as "\xHH"; cut where it is long.
-std::string escaped(std::string_view value) {
+std::string escaped(std::string_view value, std::size_t most = max_value) {
     std::string text;
     for (const char c : value) {
         const bool plain = c >= 32 && c < 127 && !contains("\\<>\",", {&c, 1});
         const std::string form = plain ? std::string(1, c) : hex_form("\\x", c);
-        if (text.size() + form.size() > max_value - 3)
+        if (text.size() + form.size() > most - 3)
             return text + "...";
         text += form;
     }
@@ -65,8 +67,8 @@ void append_rules(std::string& line) {
 void write_line() {
     const auto spent =
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.start);
-    const std::string& refusal =
-        run.refusal.empty() && !run.completed ? last_report() : run.refusal;
+    const std::string_view refusal =
+        run.refusal.empty() && !run.completed ? last_said() : run.refusal;
     std::string_view id = run.facts->thread.message_id;
     if (!id.empty())
         id = id.substr(1, id.size() - 2);
@@ -77,7 +79,7 @@ void write_line() {
                 escaped(run.mailbox), ">, forwards=", std::to_string(run.forwards),
                 ", notices=", std::to_string(run.notices), ", ms=", std::to_string(spent.count())});
     if (!refusal.empty())
-        line += concat({", reason=\"", escaped(refusal), "\""});
+        line += concat({", reason=\"", escaped(refusal, max_reason), "\""});
     append_rules(line);
     openlog("autoresponder", LOG_PID, LOG_MAIL);
     syslog(LOG_MAIL | LOG_INFO, "%s", line.c_str());

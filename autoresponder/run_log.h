@@ -13,8 +13,8 @@
 /// that moment and must still be there.
 void start_run_log(const Mail_content& mail, const HeaderFacts& facts);
 
-/// Why nobody gets an answer to this mail. Without it, and without log_completed, the line has the
-/// last diagnostic of the run in its place.
+/// Why nobody gets an answer to this mail. Without it, and without log_completed, the line has what
+/// was said last in its place, whoever said it.
 void log_refusal(std::string_view reason);
 
 /// All rules have been dealt with.

@@ -1,12 +1,12 @@
 #include "codecs/charset.h"
 
 #include "base/base64_alphabet.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "codecs/conversion.h"
 #include "codecs/utf8.h"
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
 #include <map>
@@ -30,18 +30,14 @@ public:
     ~Complaints() {
         for (const auto& [problem, count] : counts_) {
             if (count > most)
-                std::fprintf(stderr, "%s%zu more\n", problem.data(), count - most);
+                say({problem, std::to_string(count - most), " more"});
         }
     }
 
     /// `problem` is a literal.
     void complain(const char* problem, std::string_view about) {
-        if (++counts_[problem] > most)
-            return;
-        std::string line(problem);
-        line.append(about).append(1, '\n');
-        std::fwrite(line.data(), 1, line.size(), stderr);
-        std::fflush(stderr);
+        if (++counts_[problem] <= most)
+            say({problem, about});
     }
 
 private:

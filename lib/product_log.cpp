@@ -1,12 +1,14 @@
 #include "lib/product_log.h"
 
 #include "base/owned.h"
+#include "base/report.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <libgen.h>
+#include <string_view>
 
 const char* PROGNAME = nullptr;
 int (*failure_status)() = [] { return EXIT_FAILURE; };
@@ -21,14 +23,6 @@ MallocedText program_name() {
         return nullptr;
     const MallocedText path(strdup(PROGNAME));
     return MallocedText(path ? strdup(basename(path.get())) : nullptr);
-}
-
-/// One write per stream where the message fits the stream's buffer or it has none.
-void write_message(std::FILE* stream, const char* name, const char* msg) {
-    const std::size_t length = std::strlen(msg);
-    const char* const end = length == 0 || msg[length - 1] != '\n' ? "\n" : "";
-    std::fprintf(stream, "%s%s%s%s", name ? name : "", name ? ": " : "", msg, end);
-    std::fflush(stream);
 }
 
 /// Grows `buffer` to `size` bytes; false leaves it as it was.
@@ -110,8 +104,15 @@ void end_with_failure(const char* fmt, ...) {
 
 int ex_messlog(const char* msg, int status, int) {
     const MallocedText name = program_name();
-    write_message(stderr, name.get(), msg);
-    write_message(stdout, name.get(), msg);
+    const char* const front = name ? name.get() : "";
+    const char* const colon = name ? ": " : "";
+    const std::string_view text = msg;
+    const bool has_end = text.ends_with('\n');
+    say({front, colon, text.substr(0, text.size() - has_end)});
+    if (!Listening::is_on()) {
+        std::fprintf(stdout, "%s%s%s%s", front, colon, msg, has_end ? "" : "\n");
+        std::fflush(stdout);
+    }
     if (status != 0)
         std::exit(status);
     return 0;

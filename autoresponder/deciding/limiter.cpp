@@ -1,12 +1,12 @@
 #include "autoresponder/deciding/limiter.h"
 
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/number.h"
 #include "autoresponder/run/panel_query.h"
 #include "autoresponder/run/process.h"
 #include "autoresponder/run/retry_later.h"
 #include "autoresponder/run/switches.h"
 #include "base/owned.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "codecs/utf8.h"
 #include "lib/get_param.h"

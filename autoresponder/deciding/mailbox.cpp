@@ -1,8 +1,8 @@
 #include "autoresponder/deciding/mailbox.h"
 
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/panel_query.h"
 #include "autoresponder/run/process.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "codecs/idn.h"
 #include "lib/autoprepend.h"

@@ -1,11 +1,13 @@
-// Hears what the stages say on standard error, for it is part of an explanation.
+// Hears what the stages say, for it is part of an explanation.
 #pragma once
+
+#include "base/report.h"
 
 #include <string>
 #include <vector>
 
-/// While it lives, standard error goes into memory. One at a time. When the process ends meanwhile,
-/// what was said goes out where it was meant to.
+/// While it lives, what is said is kept. One at a time. When the process ends meanwhile, it goes
+/// out where it was meant to.
 class Listener {
 public:
     Listener();
@@ -13,18 +15,13 @@ public:
     Listener& operator=(const Listener&) = delete;
     ~Listener();
 
-    /// The lines that were said so far.
-    std::vector<std::string> lines() const;
-};
-
-/// Has standard output lead nowhere while it lives: what stages say twice is said there as well.
-class SilentOutput {
-public:
-    SilentOutput();
-    SilentOutput(const SilentOutput&) = delete;
-    SilentOutput& operator=(const SilentOutput&) = delete;
-    ~SilentOutput();
+    /// What was said so far.
+    const std::vector<std::string>& lines() const { return lines_; }
 
 private:
-    int output_;
+    std::vector<std::string> lines_;
+    Listening listening_;
 };
+
+/// What is said outside of that goes to standard error alone.
+void hear_on_standard_error_only(std::string_view message);

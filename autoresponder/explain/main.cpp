@@ -4,10 +4,10 @@
 #include "autoresponder/explain/listener.h"
 #include "autoresponder/explain/writers.h"
 #include "autoresponder/incoming/intake.h"
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/process.h"
 #include "autoresponder/run/switches.h"
 #include "base/io.h"
+#include "base/report.h"
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
 
@@ -120,7 +120,7 @@ int explain_to_standard_output(const Options& options) {
     Explanation told;
     Descriptor reply;
     {
-        const SilentOutput silence;
+        const Listening listening(hear_on_standard_error_only);
         told = explain(question, configured_policy(), reply);
     }
     if (!options.reply_of.empty())

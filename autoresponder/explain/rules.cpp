@@ -72,8 +72,8 @@ public:
         told.outcome = outcome(told);
         if (told.outcome == Outcome::answered || (has_content() && rule.id == question_.reply_of))
             compose(rule, told);
-        for (std::string& line : listener.lines())
-            told.complaints.push_back(std::move(line));
+        told.complaints.insert(told.complaints.begin(), listener.lines().begin(),
+                               listener.lines().end());
         return told;
     }
 

@@ -2,12 +2,12 @@
 
 #include "autoresponder/deciding/refusal.h"
 #include "autoresponder/outgoing/pipe_stream.h"
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/process.h"
 #include "autoresponder/run/retry_later.h"
 #include "autoresponder/run/switches.h"
 #include "autoresponder/run/temporary_file.h"
 #include "base/io.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "lib/forkexec.h"
 #include "lib/product_log.h"

@@ -2,11 +2,11 @@
 
 #include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/outgoing/form.h"
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/panel_query.h"
 #include "autoresponder/run/process.h"
 #include "autoresponder/run/temporary_file.h"
 #include "autoresponder/run_log.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "codecs/idn.h"
 

@@ -2,10 +2,10 @@
 
 #include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/outgoing/form.h"
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/panel_query.h"
 #include "autoresponder/run_log.h"
 #include "base/owned.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "codecs/idn.h"
 #include "lib/get_param.h"

@@ -7,8 +7,8 @@
 #include "autoresponder/outgoing/notice.h"
 #include "autoresponder/outgoing/size_limit.h"
 #include "autoresponder/outgoing/template.h"
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/process.h"
+#include "base/report.h"
 #include "codecs/idn.h"
 
 #include <array>

@@ -1,7 +1,7 @@
 #include "autoresponder/run/panel_query.h"
 
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/process.h"
+#include "base/report.h"
 
 #include <mysqld_error.h>
 

@@ -1,8 +1,8 @@
 #include "autoresponder/run/retry_later.h"
 
-#include "autoresponder/run/diagnostics.h"
 #include "autoresponder/run/panel_query.h"
 #include "autoresponder/run/switches.h"
+#include "base/report.h"
 #include "lib/dbconnect_legacy.h"
 
 #include <deque>

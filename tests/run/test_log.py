@@ -66,6 +66,10 @@ class Log(PanelCase):
              "headers.\""),
         ):
             self.assertEqual(self.line(message, recipient), expected)
+        self.database.execute(f"insert into mail (id, dom_id, mail_name) values (2, 1, '{'x' * 70}')")
+        self.rule(100, mn_id=2)
+        self.assertIn(', reason="autoresponder: IDN conversion error: Invalid length", rule 100=failed',
+                      self.line(recipient=f"{'x' * 70}@example.com"))
         for rule in range(4, 80):
             self.rule(rule)
         self.assertRegex(self.line(mail(headers="Message-ID: <" + "m" * 400 + "@x>\n")),
@@ -73,3 +77,6 @@ class Log(PanelCase):
         self.database.execute("drop table resp_attach")
         self.assertRegex(self.line(mail(sender="eve@x.test")),
                          r"reason=\"autoresponder: Unable to exec query .*, rule 1=failed$")
+        (self.box.etc / ".ovk.shadow").unlink()
+        self.assertIn(', reason="autoresponder: Unable to open admin password file: No such file or '
+                      'directory\\x0ASystem error 2: No such file or directory"', self.line())

@@ -1,0 +1,42 @@
+// The one way out for what is said: lines of English on standard error, or for whoever listens
+// instead.
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <string_view>
+
+/// Says the pieces one after the other, as they are, and a line end, in one write and without
+/// memory of its own. Leaves errno alone; a failed write goes unnoticed, since there is no other
+/// place to tell it.
+void say(std::initializer_list<std::string_view> pieces);
+
+/// The same for diagnostics of the application.
+void report(std::initializer_list<std::string_view> pieces);
+
+/// The same, with the pending system error behind the pieces: its text, a blank and its number in
+/// parentheses.
+void report_system_error(std::initializer_list<std::string_view> pieces);
+
+/// The same for a line that only names what follows from what was said before: that stays what was
+/// said last.
+void report_consequence(std::initializer_list<std::string_view> pieces);
+
+/// What was said last, its first 300 bytes; empty where nothing was.
+std::string_view last_said();
+
+/// While it lives, what is said goes to `hearer`, one message at a time and without its line end,
+/// and to neither output stream. The last one that was made hears.
+class Listening {
+public:
+    using Hearer = std::function<void(std::string_view message)>;
+    explicit Listening(Hearer hearer);
+    Listening(const Listening&) = delete;
+    Listening& operator=(const Listening&) = delete;
+    ~Listening();
+
+    static bool is_on();
+
+private:
+    Hearer outer_;
+};
