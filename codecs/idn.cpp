@@ -7,27 +7,27 @@
 
 const char* idn_strerror(int errcode) {
     switch (errcode) {
-    case 0:
+    case IDNA_SUCCESS:
         return "Success";
-    case 1:
+    case IDNA_STRINGPREP_ERROR:
         return "Stringprep error";
-    case 2:
+    case IDNA_PUNYCODE_ERROR:
         return "Punycode error";
-    case 3:
+    case IDNA_CONTAINS_NON_LDH:
         return "Contains non-LDH characters";
-    case 4:
+    case IDNA_CONTAINS_MINUS:
         return "Contains minus";
-    case 5:
+    case IDNA_INVALID_LENGTH:
         return "Invalid length";
-    case 6:
+    case IDNA_NO_ACE_PREFIX:
         return "ACE prefix not found";
-    case 7:
+    case IDNA_ROUNDTRIP_VERIFY_ERROR:
         return "Verify error";
-    case 8:
+    case IDNA_CONTAINS_ACE_PREFIX:
         return "ACE prefix found";
-    case 9:
+    case IDNA_ICONV_ERROR:
         return "Iconv error";
-    case 201:
+    case IDNA_MALLOC_ERROR:
         return "Cannot allocate buffer";
     default:
         return "Unknown error";
@@ -49,7 +49,7 @@ std::string convert(Conversion conversion, const std::string& name) {
     char* output = nullptr;
     const int code = conversion(name.c_str(), &output, 0);
     const std::unique_ptr<char, LibidnFree> owner(output);
-    if (code != 0)
+    if (code != IDNA_SUCCESS)
         throw IdnaError(code);
     if (output == nullptr)
         throw std::bad_alloc();

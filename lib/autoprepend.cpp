@@ -3,6 +3,7 @@
 #include "lib/product_log.h"
 #include "lib/read_configuration.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -90,12 +91,21 @@ conf_data* theOvkConfHash = nullptr;
 
 /// Values found so far, by index; they point into the table.
 const char* theOvkConfArray[variable_count];
+int arrayInitialized = 0;
+
+void initializeArray() {
+    if (arrayInitialized != 0)
+        return;
+    std::fill(std::begin(theOvkConfArray), std::end(theOvkConfArray), nullptr);
+    arrayInitialized = 1;
+}
 
 } // namespace
 
 int autoprepend() {
     if (theOvkConfHash != nullptr)
         return 0;
+    initializeArray();
     auto* const table = static_cast<conf_data*>(std::calloc(1, sizeof(conf_data)));
     if (table == nullptr) {
         messlog2(0, 1, "Not enough memory to allocate Orvek runtime configuration structure\n");
@@ -118,6 +128,7 @@ const char* ovkConfGet(const char* name) {
 }
 
 const char* ovkConfGetByIndex(OvkConfVarIndexT i) {
+    initializeArray();
     if (theOvkConfArray[i] == nullptr)
         theOvkConfArray[i] = ovkConfGet(theOvkConfNames[i]);
     return theOvkConfArray[i];

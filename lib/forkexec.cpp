@@ -34,7 +34,7 @@ bool place(std::array<int, spawn::first_other> from) {
             return false;
     }
     for (std::size_t fd = 0; fd < from.size(); ++fd) {
-        if (spawn::move_descriptor(from[fd], static_cast<int>(fd)) == -1)
+        if (spawn::dup2_custom(from[fd], static_cast<int>(fd)) == -1)
             return false;
     }
     return true;

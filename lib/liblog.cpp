@@ -39,16 +39,16 @@ __attribute__((format(printf, 2, 3))) void _orvek_utility_log(int level, const c
 LogFuncType* orvek_log = _orvek_utility_log;
 LogVFuncType* orvek_logv = _orvek_utility_logv;
 
-void orvek_log_init(const char* location, int level, int facility, int option, const char* ident) {
-    LogFacility = facility;
-    LogLevel = std::max(level, 0);
-    if (location != nullptr) {
+void orvek_log_init(const char* Location, int Level, int Facility, int Option, const char* ident) {
+    LogFacility = Facility;
+    LogLevel = std::max(Level, 0);
+    if (Location != nullptr) {
         orvek_log = _orvek_utility_log;
         orvek_logv = _orvek_utility_logv;
         return;
     }
     closelog();
-    openlog(ident, option | LOG_PID, LogFacility);
+    openlog(ident, Option | LOG_PID, LogFacility);
     orvek_log = syslog;
     orvek_logv = vsyslog;
 }

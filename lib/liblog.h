@@ -14,7 +14,7 @@ typedef void LogVFuncType(int level, const char* fmt, va_list args)
 extern LogFuncType* orvek_log __attribute__((format(printf, 2, 3)));
 extern LogVFuncType* orvek_logv __attribute__((format(printf, 2, 0)));
 
-/// Chooses the destination. With a `location` it is the console, for levels up to `level` (0 when
-/// that is less). Without one it is the system log, opened as `ident` with `option` (the process id
-/// always added) and `facility`; `level` then filters nothing.
-void orvek_log_init(const char* location, int level, int facility, int option, const char* ident);
+/// Chooses the destination. With a `Location` it is the console, for levels up to `Level` (0 when
+/// that is less). Without one it is the system log, opened as `ident` with `Option` (the process id
+/// always added) and `Facility`; `Level` then filters nothing.
+void orvek_log_init(const char* Location, int Level, int Facility, int Option, const char* ident);

@@ -1,16 +1,9 @@
-// What all members of the process-execution family share: starting a child, waiting for it, and
-// putting argument vectors together. Private to the family (forkexec, capture, util_exec,
-// popen_exec).
+// What the members of the process-execution family do in the child that they start. Private to the
+// family; those that only other programs call share more (lib/utilities/spawn.h).
 #pragma once
 
-#include "base/owned.h"
-
-#include <array>
 #include <csignal>
-#include <cstdarg>
-#include <cstddef>
 #include <cstring>
-#include <memory>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -21,9 +14,6 @@ inline constexpr int exec_failed = 255;
 
 /// The first descriptor behind the standard ones.
 inline constexpr int first_other = 3;
-
-/// Milliseconds after which a silent pipe has the child looked at.
-inline constexpr int poll_interval = 1000;
 
 /// Holds all signals back while it lives, so that no handler of the parent's runs in its child.
 class HeldSignals {
@@ -57,44 +47,8 @@ void write_pieces(int fd, Pieces... pieces) {
 /// strerror's text, untranslated.
 const char* error_text(int error);
 
-/// A pipe to a child. Both ends close on exec, and neither is 0, 1 or 2: where the caller has
-/// closed one of those, a pipe end there would be taken for what the child is to have there.
-struct Pipe {
-    Descriptor read_end, write_end;
-
-    explicit operator bool() const { return read_end && write_end; }
-};
-
-/// Opens one; false with errno set.
-Pipe open_pipe();
-
 /// In the child: moves `src` to `dest`, where it is to stay on exec; -1 stands for /dev/null.
 /// Returns `dest`, or -1 with errno set.
-int move_descriptor(int src, int dest);
-
-/// Closes a descriptor held in a variable and sets the variable to -1.
-void close_fd(int& fd);
-
-/// Exit code of a child that ended normally, -1 otherwise.
-int exit_code(int status);
-
-/// Deletes what malloc made.
-struct VectorFree {
-    void operator()(const char** vector) const noexcept;
-};
-using Vector = std::unique_ptr<const char*[], VectorFree>;
-
-/// All variadic arguments up to the null, `first` (where not null) in front of them, and a null.
-/// Null when there is no memory.
-Vector collect_all(const char* first, va_list args);
-
-/// The arguments alone. Without memory the process ends with status 1, after a message.
-Vector collect_or_exit(va_list args);
-
-/// A vector of a fixed size: at most 100 entries and a null.
-using FixedVector = std::array<const char*, 101>;
-
-/// `path` and the variadic arguments up to the null; those behind the 99th are ignored.
-FixedVector collect_fixed(const char* path, va_list args);
+int dup2_custom(int src, int dest);
 
 } // namespace spawn

@@ -16,16 +16,16 @@ struct OutputStreamStrategy {
     static constexpr std::ios_base::openmode open_mode() { return std::ios_base::out; }
 };
 
-/// Output stream that owns its descriptor. Destruction closes the handle (by CloseStrategy, where
-/// there is one), writes out what is still buffered and closes the descriptor; errors of these go
-/// unreported. Made from -1 it is in the failed state; over any other descriptor that cannot be
-/// taken it has no buffer, and writing to it fails.
-template <typename CloseStrategy, typename OpenStrategy>
-class basic_handlestream : public std::ostream, private OpenStrategy {
+/// Output stream that owns its descriptor. Destruction closes the handle (by PipeCloseStrategy,
+/// where there is one), writes out what is still buffered and closes the descriptor; errors of
+/// these go unreported. Made from -1 it is in the failed state; over any other descriptor that
+/// cannot be taken it has no buffer, and writing to it fails.
+template <typename PipeCloseStrategy, typename OutputStreamStrategy>
+class basic_handlestream : public std::ostream, private OutputStreamStrategy {
 public:
     ~basic_handlestream() override {
         if (handle_ != nullptr)
-            CloseStrategy::close(handle_);
+            PipeCloseStrategy::close(handle_);
         buffer_.close();
     }
 
@@ -41,7 +41,7 @@ protected:
 private:
     static constexpr std::size_t buffer_size = 8192;
 
-    std::ios_base::openmode open_mode_ = OpenStrategy::open_mode();
+    std::ios_base::openmode open_mode_ = OutputStreamStrategy::open_mode();
     std::FILE* handle_ = nullptr;
     __gnu_cxx::stdio_filebuf<char> buffer_;
 };

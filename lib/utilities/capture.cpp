@@ -2,9 +2,9 @@
 #include "base/io.h"
 #include "base/owned.h"
 #include "lib/product_log.h"
-#include "lib/spawn.h"
 #include "lib/utilities/forkexec.h"
 #include "lib/utilities/libcommon.h"
+#include "lib/utilities/spawn.h"
 
 #include <algorithm>
 #include <array>
@@ -18,6 +18,16 @@
 #include <unistd.h>
 
 namespace {
+
+/// Milliseconds after which a silent pipe has the child looked at.
+constexpr int poll_interval = 1000;
+
+/// Closes a descriptor held in a variable and sets the variable to -1.
+void close_fd(int& fd) {
+    if (fd != -1)
+        close(fd);
+    fd = -1;
+}
 
 /// One captured stream: the read end of its pipe and what has come through it.
 struct Capture {
@@ -50,10 +60,10 @@ void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur) {
     if (count > 0) {
         bcur += static_cast<std::size_t>(count);
     } else if (count == 0) {
-        spawn::close_fd(fd);
+        close_fd(fd);
     } else if (errno != EAGAIN) {
         const int reason = errno;
-        spawn::close_fd(fd);
+        close_fd(fd);
         std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", std::strerror(reason));
         errno = 0;
     }
@@ -66,7 +76,7 @@ bool read_ready(std::span<Capture> streams) {
     for (std::size_t i = 0; i < streams.size(); ++i)
         polled[i] = {streams[i].fd, POLLIN, 0}; // -1 is passed over
     errno = 0;
-    if (poll(polled.data(), streams.size(), spawn::poll_interval) <= 0)
+    if (poll(polled.data(), streams.size(), poll_interval) <= 0)
         return false;
     for (std::size_t i = 0; i < streams.size(); ++i) {
         if (polled[i].revents != 0)
@@ -91,12 +101,12 @@ int collect(pid_t pid, std::span<Capture> streams) {
         ended = wait_for(pid, &status, WNOHANG);
         if (ended != 0) {
             for (Capture& stream : streams)
-                spawn::close_fd(stream.fd);
+                close_fd(stream.fd);
         }
     }
     if (ended == 0)
         ended = wait_for(pid, &status, WUNTRACED);
-    return ended == -1 || errno != 0 ? -1 : spawn::exit_code(status);
+    return ended == -1 || errno != 0 || !WIFEXITED(status) ? -1 : WEXITSTATUS(status);
 }
 
 /// A pipe for the child to write into: its read end becomes the stream's and does not block, its
@@ -119,8 +129,8 @@ int fork_execv_getouterr(char** out, char** err, const char* path, const char* c
     int out_end = open_stream(streams[0]);
     int err_end = open_stream(streams[1]);
     const pid_t pid = fork_execv_pipes(STDIN_FILENO, out_end, err_end, path, args);
-    spawn::close_fd(out_end);
-    spawn::close_fd(err_end);
+    close_fd(out_end);
+    close_fd(err_end);
     const int result = collect(pid, streams);
     *out = streams[0].take();
     *err = streams[1].take();
@@ -140,7 +150,7 @@ int fork_execv_getout(char** out, const char* path, const char* const args[]) {
     Capture stream;
     int out_end = open_stream(stream);
     const pid_t pid = fork_execv_pipes(STDIN_FILENO, out_end, STDERR_FILENO, path, args);
-    spawn::close_fd(out_end);
+    close_fd(out_end);
     const int result = collect(pid, {&stream, 1});
     *out = stream.take();
     return result;
@@ -201,7 +211,7 @@ MallocedText read_output(int fd, pid_t pid, int* status, pid_t& ended) {
     ended = 0;
     for (;;) {
         errno = 0;
-        const int ready = poll(&polled, 1, spawn::poll_interval);
+        const int ready = poll(&polled, 1, poll_interval);
         if (errno != 0 && errno != EINTR)
             break;
         if (ready <= 0) {

@@ -1,9 +1,9 @@
 // Members of the process-execution family that wait for their child themselves.
 #include "lib/utilities/forkexec.h"
+#include "lib/utilities/spawn.h"
 
 #include "base/io.h"
 #include "lib/product_log.h"
-#include "lib/spawn.h"
 
 #include <array>
 #include <cerrno>
@@ -96,7 +96,7 @@ int fork_execv(const char* path, ...) {
         return -1;
     if (pid == 0) {
         for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
-            spawn::move_descriptor(-1, fd);
+            spawn::dup2_custom(-1, fd);
         spawn::execute(path, vector.data());
         spawn::end_child();
     }

@@ -1,7 +1,6 @@
 // Members of the process-execution family that go through the shell.
 #include "base/owned.h"
 #include "lib/product_log.h"
-#include "lib/spawn.h"
 #include "lib/utilities/forkexec.h"
 
 #include <cerrno>

@@ -1,8 +1,8 @@
 // Members of the process-execution family that run the panel's own programs and log their failures.
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
-#include "lib/spawn.h"
 #include "lib/utilities/forkexec.h"
+#include "lib/utilities/spawn.h"
 
 #include <array>
 #include <cstdio>

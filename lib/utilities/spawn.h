@@ -1,0 +1,45 @@
+// What the members of the process-execution family share that only other programs of the panel
+// call: pipes from a child and argument vectors, beside what lib/spawn.h has.
+#pragma once
+
+#include "base/owned.h"
+#include "lib/spawn.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstddef>
+#include <memory>
+
+namespace spawn {
+
+/// A pipe to a child. Both ends close on exec, and neither is 0, 1 or 2: where the caller has
+/// closed one of those, a pipe end there would be taken for what the child is to have there.
+struct Pipe {
+    Descriptor read_end, write_end;
+
+    explicit operator bool() const { return read_end && write_end; }
+};
+
+/// Opens one; false with errno set.
+Pipe open_pipe();
+
+/// Deletes what malloc made.
+struct VectorFree {
+    void operator()(const char** vector) const noexcept;
+};
+using Vector = std::unique_ptr<const char*[], VectorFree>;
+
+/// All variadic arguments up to the null, `first` (where not null) in front of them, and a null.
+/// Null when there is no memory.
+Vector collect_all(const char* first, va_list args);
+
+/// The arguments alone. Without memory the process ends with status 1, after a message.
+Vector collect_or_exit(va_list args);
+
+/// A vector of a fixed size: at most 100 entries and a null.
+using FixedVector = std::array<const char*, 101>;
+
+/// `path` and the variadic arguments up to the null; those behind the 99th are ignored.
+FixedVector collect_fixed(const char* path, va_list args);
+
+} // namespace spawn
