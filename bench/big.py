@@ -73,11 +73,13 @@ def against_base64(bench: Bench, pairs: int) -> list[Figures]:
 def mails_against_gmime(bench: Bench, pairs: int) -> None:
     body = text(25 * MIB * 57 // 77)  # 77 bytes of Base64 for 57
     print("25 MB mail in base64")
-    table(*against_gmime(bench, base64_mail(body), len(body), pairs), "GMime", {"CPU": 0.7})
+    table(*against_gmime(bench, base64_mail(body), len(body), pairs), "GMime", {"CPU": 0.7},
+          "25 MB in Base64")
     body = text(5 * MIB)
     print("25 MB multipart")
     mail = multipart_mail(body, os.urandom(20 * MIB * 57 // 77))
-    table(*against_gmime(bench, mail, len(body), pairs), "GMime", {"CPU": 0.7})
+    table(*against_gmime(bench, mail, len(body), pairs), "GMime", {"CPU": 0.7},
+          "25 MB multipart")
 
 
 def main() -> None:
@@ -90,7 +92,8 @@ def main() -> None:
         else:
             print("not compared with GMime: install libgmime-3.0-dev, and run this again")
         print("20 MB attachment in the reply")
-        table(*against_base64(bench, pairs), "base64", {"wall": 1.0, "CPU": 1.0})
+        table(*against_base64(bench, pairs), "base64", {"wall": 1.0, "CPU": 1.0},
+              "20 MB attachment")
 
 
 if __name__ == "__main__":

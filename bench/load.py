@@ -9,7 +9,7 @@ import statistics
 import sys
 from collections import Counter
 
-from common.bench import Bench, server_cpu
+from common.bench import Bench, record, server_cpu
 
 AT_ONCE = (1, 2, 4, 8, 32)
 MAILBOXES = 200
@@ -101,6 +101,8 @@ def main(build: pathlib.Path, mails: int = 2000, *others: pathlib.Path) -> None:
             duration, seconds = json.loads(told)
             lost, doubled = differences(bench, mails)
             ok = ok and lost == doubled == 0
+            if not others:
+                record(at_once, mails / duration)
             print(f"{at_once:8}{mails / duration:10.0f}{statistics.median(seconds) * 1000:11.2f}"
                   f"{seconds[len(seconds) * 99 // 100] * 1000:9.2f}{cpu:15.2f}{lost:6}{doubled:9}"
                   f"  {program if others else ''}", flush=True)

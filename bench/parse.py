@@ -11,6 +11,8 @@ import os
 import subprocess
 import sys
 
+from common.bench import record
+
 EXPONENT, SPEED, MEMORY = 1.1, 150, 3.0
 SPEED_SHOWN, MEMORY_SHOWN = 50, 6.0
 
@@ -48,6 +50,8 @@ def main(build: str, smallest: str = "65536", largest: str = "33554432", wanted:
         if wanted not in name:
             continue
         found = steps(program, dimension, reading, int(smallest), int(largest))
+        for seconds, _, size in found:
+            record(name, size / 1e6, seconds * 1e3)
         small = steps(program, dimension, reading, 1, 1)[0][1] if reading else 0
         for seconds, peak, size in found if os.environ.get("VERBOSE") else found[-1:]:
             grows = f"{exponent(found):10.2f}" if (seconds, peak, size) == found[-1] else " " * 10

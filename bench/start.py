@@ -31,7 +31,7 @@ def measure(bench: Bench, pairs: int, host: str, others: list[list[str]]) -> Non
     program, floor, nothing, *other = bench.turns("mail", pairs, [PROGRAM], FLOOR, [NOTHING], *others)
     print(f"start, {host}: one small mail, one answering rule; {len(asked)} statements, the floor's"
           f" {len(expected)}; medians of {pairs} pairs; a do-nothing spawn takes {nothing.wall:.2f} ms")
-    table(program, floor, "floor", GOALS)
+    table(program, floor, "floor", GOALS, host)
     for figures in other:
         print("an answer to a known sender")
         table(program, figures, "other", KNOWN)
@@ -49,7 +49,7 @@ def main() -> None:
         text = configuration.read_text()
         measure(bench, pairs, "with ovk.conf", others)
         configuration.unlink()
-        measure(bench, pairs, "without", others)
+        measure(bench, pairs, "without it", others)
         if others:
             bench.database.execute(FORGETFUL)
             for host in ("without ovk.conf", "with"):

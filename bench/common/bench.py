@@ -99,8 +99,20 @@ def server_cpu(bench: Bench) -> float:
     return (int(fields[11]) + int(fields[12])) * 1000 / os.sysconf("SC_CLK_TCK")
 
 
-def table(program: Figures, reference: Figures, name: str, goals: dict[str, float]) -> None:
-    """Prints program and reference, their ratio, and the goal where there is one."""
+def record(*values: object) -> None:
+    """A line of figures for the part's plot, where script/bench --plot asks for them."""
+    if folder := os.environ.get("OVK_FIGURES"):
+        with open(f"{folder}/{pathlib.Path(sys.argv[0]).stem}.tsv", "a") as figures:
+            print(*values, sep="\t", file=figures)
+
+
+def table(program: Figures, reference: Figures, name: str, goals: dict[str, float],
+          bars: str = "") -> None:
+    """Prints program and reference, their ratio, and the goal where there is one; `bars` names them in
+    the part's plot."""
+    if bars:
+        record(f"{bars}: wall", program.wall, reference.wall)
+        record(f"{bars}: CPU", program.cpu, reference.cpu)
     rows = (("wall", "ms", program.wall, reference.wall),
             ("CPU", "ms", program.cpu, reference.cpu),
             ("peak memory", "MB", program.memory, reference.memory),
