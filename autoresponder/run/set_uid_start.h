@@ -3,6 +3,5 @@
 
 /// After such a start, and only then: lays down what execve hands over from the caller and what
 /// would bear on this process or on the sendmail that it starts, as far as its rights go. Of the
-/// environment nothing stays but RESP_RECIPIENT. docs/RELIABILITY.md goes through execve's whole
-/// list.
+/// environment nothing stays but RESP_RECIPIENT. docs/SECURITY.md lists the rest.
 void distrust_caller_of_set_uid_start();

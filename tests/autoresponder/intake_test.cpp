@@ -68,7 +68,7 @@ TEST(Intake, ChoosesTheTextPart) {
 }
 
 // What real mails and malformed ones come to. The results are those that another parser agreed to,
-// or that were found right where it did not (docs/HOSTILE.md).
+// or that were found right where it did not (docs/SECURITY.md).
 TEST(Intake, ReadsEveryMailAsBefore) {
     for (const Case& row : cases("autoresponder/mails.cases", "mails", 6)) {
         std::ifstream file(OVK_TESTS_FOLDER "/../fuzz/seeds/intake/" + row[0]);
