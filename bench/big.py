@@ -74,12 +74,12 @@ def mails_against_gmime(bench: Bench, pairs: int) -> None:
     body = text(25 * MIB * 57 // 77)  # 77 bytes of Base64 for 57
     print("25 MB mail in base64")
     table(*against_gmime(bench, base64_mail(body), len(body), pairs), "GMime", {"CPU": 0.7},
-          "25 MB in Base64")
+          "Base64 mail")
     body = text(5 * MIB)
     print("25 MB multipart")
     mail = multipart_mail(body, os.urandom(20 * MIB * 57 // 77))
     table(*against_gmime(bench, mail, len(body), pairs), "GMime", {"CPU": 0.7},
-          "25 MB multipart")
+          "multipart")
 
 
 def main() -> None:
@@ -93,7 +93,7 @@ def main() -> None:
             print("not compared with GMime: install libgmime-3.0-dev, and run this again")
         print("20 MB attachment in the reply")
         table(*against_base64(bench, pairs), "base64", {"wall": 1.0, "CPU": 1.0},
-              "20 MB attachment")
+              "attachment")
 
 
 if __name__ == "__main__":

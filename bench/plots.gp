@@ -1,8 +1,8 @@
-# gnuplot -c bench/plots.gp PART FOLDER: FOLDER/PART.svg from the figures that the part has left in
-# FOLDER/PART.tsv.
+# gnuplot -c bench/plots.gp PART: docs/plots/PART.svg from the figures that the part has left in
+# build/plots/PART.tsv.
 part = ARG1
 set terminal svg size 720, 360 font "sans-serif,12" background "white"
-set output ARG2."/".part.".svg"
+set output "docs/plots/".part.".svg"
 set datafile separator "\t"
 set border 3
 set tics nomirror
@@ -12,22 +12,25 @@ set yrange [0:]
 
 ours = "#1b6ca8"
 theirs = "#c9c9c9"
-file = ARG2."/".part.".tsv"
+file = "build/plots/".part.".tsv"
 
 if (part eq "start" || part eq "big") {
     set style data histograms
     set style histogram clustered gap 1
     set style fill solid noborder
     set ylabel "milliseconds"
-    plot file using 2:xtic(1) title "program" lc rgb ours, \
-         "" using 3 title (part eq "start" ? "floor" : "GMime (base64 for the attachment)") lc rgb theirs
+    set key outside top center
+    set bmargin 3
+    set xrange [-0.7:*]
+    plot file using 3:xtic(strcol(1)."\n".strcol(2)) title "program" lc rgb ours, \
+         "" using 4 title (part eq "start" ? "floor" : "GMime (base64 for the attachment)") lc rgb theirs
 }
 if (part eq "parse") {
     set logscale xy
     set yrange [*:*]
     set xlabel "size of the mail, MB"
     set ylabel "milliseconds of processor time"
-    shown = "'ordinary text' 'ordinary base64' 'ordinary text shown' 'ordinary HTML shown' 'nesting' 'encoded words in a subject'"
+    shown = "'ordinary text' 'ordinary base64' 'ordinary text shown' 'ordinary html shown' 'nesting' 'encoded words in a subject'"
     plot for [name in shown] "<grep -P '^".name."\t' ".file using 2:3 with linespoints pt 7 ps 0.4 title name
 }
 if (part eq "load") {

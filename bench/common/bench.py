@@ -111,8 +111,8 @@ def table(program: Figures, reference: Figures, name: str, goals: dict[str, floa
     """Prints program and reference, their ratio, and the goal where there is one; `bars` names them in
     the part's plot."""
     if bars:
-        record(f"{bars}: wall", program.wall, reference.wall)
-        record(f"{bars}: CPU", program.cpu, reference.cpu)
+        record(bars, "wall", program.wall, reference.wall)
+        record(bars, "CPU", program.cpu, reference.cpu)
     rows = (("wall", "ms", program.wall, reference.wall),
             ("CPU", "ms", program.cpu, reference.cpu),
             ("peak memory", "MB", program.memory, reference.memory),
