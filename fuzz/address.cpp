@@ -14,10 +14,10 @@ using Mailbox = std::pair<std::string, std::string>;
 std::vector<Mailbox> addresses(const DwAddressList& list) {
     std::vector<Mailbox> found;
     std::size_t count = 0;
-    for (DwAddressReader reader(list); reader.Next();) {
+    for (auto address = list.FirstAddress(); address; address = address->Next()) {
         require(++count <= list.AsString().size(), "a list has no more addresses than bytes");
-        const DwMailbox& mailbox = reader.Address().Mailbox();
-        if (mailbox.IsValid())
+        const DwMailbox mailbox(*address);
+        if (address->IsMailbox() && address->IsValid())
             found.emplace_back(mailbox.LocalPart().str(), mailbox.Domain().str());
     }
     return found;

@@ -37,10 +37,10 @@ std::string_view check_entity(const DwEntity& entity) {
 
 /// Body parts are slices of the body.
 void check_parts(const DwMessage& message) {
-    for (DwBodyPartReader parts(message.Body()); parts.Next();) {
-        require(lies_within(parts.Part().AsString().view(), message.Body().AsString().view()),
+    for (auto part = message.Body().FirstBodyPart(); part; part = part->Next()) {
+        require(lies_within(part->AsString().view(), message.Body().AsString().view()),
                 "parts are slices of the body");
-        require(check_entity(parts.Part()).empty(), "a part begins with its header");
+        require(check_entity(*part).empty(), "a part begins with its header");
     }
 }
 

@@ -1,6 +1,7 @@
 #include "mimelib/address.h"
 
 #include "base/text.h"
+#include "mimelib/field_text.h"
 
 #include <algorithm>
 
@@ -200,43 +201,63 @@ void skip_group(Scanner& field) {
     }
 }
 
-} // namespace
-
-bool DwAddressReader::Next() {
+/// Takes the next element off the front of the field: a mailbox, or a group without a value. False
+/// when there is none.
+bool take_element(Scanner& field, bool into_groups, std::optional<AddrSpec>& mailbox) {
     bool empty = true;
-    AddrSpec spec;
+    AddrSpec& spec = mailbox.emplace();
     for (;;) {
-        field_.skip_white_and_comments();
-        if (field_.at_end() && empty)
-            return false;
-        if (field_.at_end())
-            break;
-        const char c = field_.peek();
+        field.skip_white_and_comments();
+        if (field.at_end())
+            return !empty;
+        const char c = field.peek();
         if (c == ',' || c == ';') {
-            field_.take();
+            field.take();
             if (!empty)
-                break;
+                return true;
         } else if (c == '<') {
-            field_.take();
-            spec = take_bracketed(field_);
-            skip_element(field_);
-            break;
-        } else if (c == ':') {
-            field_.take();
-            if (into_groups_) {
-                spec = {};
-                empty = true;
-                continue;
-            }
-            skip_group(field_);
-            address_ = DwAddress();
+            field.take();
+            spec = take_bracketed(field);
+            skip_element(field);
             return true;
+        } else if (c == ':') {
+            field.take();
+            if (!into_groups) {
+                skip_group(field);
+                mailbox.reset();
+                return true;
+            }
+            spec = {};
+            empty = true;
         } else {
             empty = false;
-            take_piece(field_, spec);
+            take_piece(field, spec);
         }
     }
-    address_ = DwAddress(
-        spec.is_valid() ? DwMailbox(DwString(spec.local()), DwString(spec.domain())) : DwMailbox());
-    return true;
+}
+
+} // namespace
+
+std::optional<DwAddress> DwAddress::first_of(const DwString& text, bool into_groups) {
+    Scanner field(text.view());
+    std::optional<AddrSpec> mailbox;
+    if (!take_element(field, into_groups, mailbox))
+        return std::nullopt;
+    DwAddress address;
+    address.group_ = !mailbox;
+    if (mailbox && mailbox->is_valid()) {
+        address.local_part_ = DwString(mailbox->local());
+        address.domain_ = DwString(mailbox->domain());
+    }
+    address.rest_ = text.substr(field.position());
+    address.into_groups_ = into_groups;
+    return address;
+}
+
+std::optional<DwMailbox> DwMailbox::first_mailbox(std::optional<DwAddress> address) {
+    while (address && address->IsGroup())
+        address = address->Next();
+    if (!address)
+        return std::nullopt;
+    return DwMailbox(*address);
 }

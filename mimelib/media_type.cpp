@@ -1,6 +1,7 @@
 #include "mimelib/media_type.h"
 
 #include "base/text.h"
+#include "mimelib/field_text.h"
 
 #include <utility>
 
@@ -66,33 +67,26 @@ DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
         subtype_ = AsString().slice(field.take_until(";(\""));
     }
     skip_to_parameter(field);
-    parameters_ = field.position();
+    parameters_ = AsString().substr(field.position());
 }
 
 bool DwMediaType::HasSubtype(std::string_view subtype) const {
     return equals_ignoring_case(subtype_.view(), subtype);
 }
 
-std::optional<DwString> DwMediaType::FirstParameter(std::string_view name) const {
-    for (DwParameterReader reader(*this); reader.Next();) {
-        if (equals_ignoring_case(reader.Parameter().Attribute().view(), name))
-            return reader.Parameter().Value();
+std::optional<DwParameter> DwParameter::first_of(const DwString& text) {
+    Scanner field(text.view());
+    while (!field.at_end()) {
+        field.skip_white_and_comments();
+        DwParameter parameter;
+        parameter.attribute_ = text.slice(field.take_until("=;(\""));
+        parameter.value_ = DwString(take_value(field));
+        skip_to_parameter(field);
+        parameter.rest_ = text.substr(field.position());
+        if (!parameter.attribute_.empty())
+            return parameter;
     }
     return std::nullopt;
-}
-
-bool DwParameterReader::Next() {
-    while (!field_.at_end()) {
-        field_.skip_white_and_comments();
-        const std::string_view attribute = field_.take_until("=;(\"");
-        std::string value = take_value(field_);
-        skip_to_parameter(field_);
-        if (attribute.empty())
-            continue;
-        parameter_ = DwParameter(text_.slice(attribute), DwString(std::move(value)));
-        return true;
-    }
-    return false;
 }
 
 int DwMechanism::AsEnum() const {

@@ -2,9 +2,7 @@
 #pragma once
 
 #include "mimelib/component.h"
-#include "mimelib/field_text.h"
 
-#include <cstddef>
 #include <optional>
 
 namespace DwMime {
@@ -25,6 +23,28 @@ enum Encoding {
 
 } // namespace DwMime
 
+/// A parameter of a media type. It keeps the field that it stands in.
+class DwParameter {
+public:
+    /// The name, as written. Never empty.
+    const DwString& Attribute() const { return attribute_; }
+    /// The value without quotes, backslashes and line breaks; empty when there is none.
+    const DwString& Value() const { return value_; }
+
+    /// The parameter behind this one; none behind the last.
+    std::optional<DwParameter> Next() const { return first_of(rest_); }
+
+private:
+    friend class DwMediaType;
+
+    /// The parameter that `text`, the rest of a field, begins with.
+    static std::optional<DwParameter> first_of(const DwString& text);
+
+    DwString attribute_;
+    DwString value_;
+    DwString rest_;
+};
+
 /// The body of a Content-Type field.
 class DwMediaType : public DwMessageComponent {
 public:
@@ -36,51 +56,14 @@ public:
     /// Whether the subtype is `subtype`, in any case; "" where there is none.
     bool HasSubtype(std::string_view subtype) const;
 
-    /// The value of the first parameter of that name, in any case.
-    std::optional<DwString> FirstParameter(std::string_view name) const;
-
-    /// What stands behind the first semicolon: the parameters.
-    DwString ParameterText() const { return AsString().substr(parameters_); }
+    /// None when it has no parameters.
+    std::optional<DwParameter> FirstParameter() const { return DwParameter::first_of(parameters_); }
 
 private:
     int type_;
     DwString subtype_;
-    std::size_t parameters_;
-};
-
-/// A parameter of a media type.
-class DwParameter {
-public:
-    DwParameter() = default;
-    DwParameter(const DwString& attribute, const DwString& value)
-        : attribute_(attribute), value_(value) {}
-
-    /// The name, as written. Never empty.
-    const DwString& Attribute() const { return attribute_; }
-    /// The value without quotes, backslashes and line breaks; empty when there is none.
-    const DwString& Value() const { return value_; }
-
-private:
-    DwString attribute_;
-    DwString value_;
-};
-
-/// Walks over the parameters of a media type.
-class DwParameterReader {
-public:
-    explicit DwParameterReader(const DwMediaType& type)
-        : text_(type.ParameterText()), field_(text_.view()) {}
-
-    /// Moves to the next parameter; false behind the last.
-    bool Next();
-
-    /// The parameter, until the next call of Next().
-    const DwParameter& Parameter() const { return parameter_; }
-
-private:
-    DwString text_;
-    mimelib::Scanner field_;
-    DwParameter parameter_;
+    /// What stands behind the first semicolon.
+    DwString parameters_;
 };
 
 /// The body of a Content-Transfer-Encoding field.

@@ -1,6 +1,6 @@
 #include "mimelib/message.h"
 
-#include "mimelib/field_text.h"
+#include "base/text.h"
 
 namespace {
 
@@ -9,8 +9,13 @@ namespace {
 DwString find_boundary(const DwHeaders& headers) {
     if (headers.ContentType().Type() != DwMime::kTypeMultipart)
         return {};
-    const DwString boundary = headers.ContentType().FirstParameter("boundary").value_or(DwString());
-    return boundary.substr(0, boundary.view().find_last_not_of(" \t") + 1);
+    for (auto parameter = headers.ContentType().FirstParameter(); parameter;
+         parameter = parameter->Next()) {
+        const DwString& boundary = parameter->Value();
+        if (equals_ignoring_case(parameter->Attribute().view(), "boundary"))
+            return boundary.substr(0, boundary.view().find_last_not_of(" \t") + 1);
+    }
+    return {};
 }
 
 std::size_t skip_line(std::string_view text, std::size_t start) {
@@ -33,10 +38,10 @@ bool begins_with_mbox_line(std::string_view text) {
 }
 
 /// `end` without the line end that stands before it.
-std::size_t without_line_end(std::string_view text, std::size_t start, std::size_t end) {
-    if (end > start && text[end - 1] == '\n')
+std::size_t without_line_end(std::string_view text, std::size_t end) {
+    if (end > 0 && text[end - 1] == '\n')
         --end;
-    if (end > start && text[end - 1] == '\r')
+    if (end > 0 && text[end - 1] == '\r')
         --end;
     return end;
 }
@@ -64,8 +69,8 @@ struct Delimiter {
     Line kind;
 };
 
-Delimiter find_delimiter(std::string_view text, std::size_t start, std::string_view delimiter) {
-    while (start < text.size()) {
+Delimiter find_delimiter(std::string_view text, std::string_view delimiter) {
+    for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = skip_line(text, start);
         const Line kind = classify(text, start, end, delimiter);
         if (kind != Line::ordinary)
@@ -81,29 +86,28 @@ void DwInitialize() {}
 
 DwBody::DwBody(const DwString& text, const DwString& boundary) : DwMessageComponent(text) {
     if (!boundary.empty())
-        delimiter_ = "--" + boundary.str();
+        delimiter_ = DwString("--" + boundary.str());
 }
 
-DwBodyPartReader::DwBodyPartReader(const DwBody& body)
-    : body_(body), position_(body.AsString().size()) {
-    if (body.Delimiter().empty())
-        return;
-    const Delimiter first = find_delimiter(body.AsString().view(), 0, body.Delimiter());
-    if (first.kind == Line::delimiter)
-        position_ = first.end;
+std::optional<DwBodyPart> DwBody::FirstBodyPart() const {
+    if (delimiter_.empty())
+        return std::nullopt;
+    const Delimiter first = find_delimiter(AsString().view(), delimiter_.view());
+    if (first.kind != Line::delimiter)
+        return std::nullopt;
+    return DwBodyPart::first_of(AsString().substr(first.end), delimiter_);
 }
 
-bool DwBodyPartReader::Next() {
-    const std::string_view text = body_.AsString().view();
-    const std::size_t start = position_;
-    if (start >= text.size())
-        return false;
-    const Delimiter next = find_delimiter(text, start, body_.Delimiter());
-    const std::size_t end =
-        next.kind == Line::ordinary ? text.size() : without_line_end(text, start, next.start);
-    position_ = next.kind == Line::delimiter ? next.end : text.size();
-    part_.emplace(body_.AsString().substr(start, end - start));
-    return true;
+std::optional<DwBodyPart> DwBodyPart::first_of(const DwString& text, const DwString& delimiter) {
+    if (text.empty())
+        return std::nullopt;
+    const Delimiter next = find_delimiter(text.view(), delimiter.view());
+    DwBodyPart part(text.substr(
+        0, next.kind == Line::ordinary ? next.start : without_line_end(text.view(), next.start)));
+    part.delimiter_ = delimiter;
+    if (next.kind == Line::delimiter)
+        part.rest_ = text.substr(next.end);
+    return part;
 }
 
 void DwEntity::parse_from(std::size_t start) {

@@ -6,7 +6,8 @@
 
 #include <memory>
 #include <optional>
-#include <string>
+
+class DwBodyPart;
 
 /// The body of an entity.
 class DwBody : public DwMessageComponent {
@@ -14,11 +15,12 @@ public:
     /// `boundary` is empty for a body that has no parts.
     DwBody(const DwString& text, const DwString& boundary);
 
-    /// What the lines between the parts begin with; empty for a body that has no parts.
-    const std::string& Delimiter() const { return delimiter_; }
+    /// None when the body has no parts.
+    std::optional<DwBodyPart> FirstBodyPart() const;
 
 private:
-    std::string delimiter_;
+    /// What the lines between the parts begin with; empty for a body that has no parts.
+    DwString delimiter_;
 };
 
 /// Something with a header and a body: a message or a body part.
@@ -56,28 +58,22 @@ private:
     explicit DwMessage(const DwString& text) : DwEntity(text) {}
 };
 
-/// A direct part of a multipart, already parsed.
+/// A direct part of a multipart, already parsed. It keeps the body that it stands in.
 class DwBodyPart : public DwEntity {
 public:
-    explicit DwBodyPart(const DwString& text) : DwEntity(text) { parse_from(0); }
-};
-
-/// Walks over the direct parts of a multipart's body.
-class DwBodyPartReader {
-public:
-    /// `body` must outlive the reader.
-    explicit DwBodyPartReader(const DwBody& body);
-
-    /// Moves to the next part; false behind the last.
-    bool Next();
-
-    /// The part, until the next call of Next().
-    const DwBodyPart& Part() const { return *part_; }
+    /// The part behind this one; none behind the last.
+    std::optional<DwBodyPart> Next() const { return first_of(rest_, delimiter_); }
 
 private:
-    const DwBody& body_;
-    std::size_t position_;
-    std::optional<DwBodyPart> part_;
+    friend class DwBody;
+
+    /// The part that `text` begins with: what a body has behind a delimiter line.
+    static std::optional<DwBodyPart> first_of(const DwString& text, const DwString& delimiter);
+
+    explicit DwBodyPart(const DwString& text) : DwEntity(text) { parse_from(0); }
+
+    DwString rest_;
+    DwString delimiter_;
 };
 
 /// To be called once before the first message is parsed. There is nothing to set up: the tables of

@@ -1,6 +1,8 @@
 // The byte string of the MIME layer.
 #pragma once
 
+#include "base/text.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -35,6 +37,9 @@ public:
 
     /// A slice for `part`, which must lie within view().
     DwString slice(std::string_view part) const;
+
+    /// Becomes a text of its own with its ASCII letters in lower case.
+    void ConvertToLowerCase() { *this = DwString(to_lower(view_)); }
 
     friend bool operator==(const DwString& a, std::string_view b) { return a.view_ == b; }
 

@@ -2,6 +2,7 @@
 
 #include "autoresponder/deciding/trigger.h"
 #include "autoresponder/incoming/parameter.h"
+#include "autoresponder/incoming/parts.h"
 #include "autoresponder/incoming/text_part.h"
 #include "base/text.h"
 #include "reading/letters.h"
@@ -14,8 +15,6 @@
 namespace {
 
 constexpr std::size_t most_places = 5;
-constexpr std::size_t most_parts = 1000;
-constexpr std::size_t most_nested = 16;
 constexpr std::size_t most_text_around = 60;
 
 bool continues_character(char c) {
@@ -36,54 +35,9 @@ std::string_view first_of(std::string_view text) {
     return text.substr(0, end);
 }
 
-bool is_forwarded_mail(const DwEntity& entity) {
-    const std::string type = to_lower(entity.Headers().ContentType().AsString().view());
-    return type.starts_with("message/rfc822");
-}
-
 bool is_text(const DwEntity& entity) {
     return !entity.Headers().HasContentType() ||
            entity.Headers().ContentType().Type() == DwMime::kTypeText;
-}
-
-/// A multipart, or a forwarded mail, which is entered like one of a single part.
-class Entered {
-public:
-    Entered(const DwEntity& entity, std::string number) : number_(std::move(number)) {
-        if (is_forwarded_mail(entity)) {
-            forwarded_ = DwMessage::NewMessage(entity.Body().AsString());
-            forwarded_->Parse();
-        } else {
-            body_.emplace(entity.Body());
-            parts_.emplace(*body_);
-        }
-    }
-    Entered(const Entered&) = delete;
-    Entered& operator=(const Entered&) = delete;
-
-    /// Null behind the last.
-    const DwEntity* next() {
-        ++count_;
-        if (forwarded_)
-            return count_ == 1 ? forwarded_.get() : nullptr;
-        return parts_->Next() ? &parts_->Part() : nullptr;
-    }
-
-    std::string number() const {
-        return concat({number_, number_.empty() ? "" : ".", std::to_string(count_)});
-    }
-
-private:
-    std::string number_;
-    std::size_t count_ = 0;
-    std::unique_ptr<DwMessage> forwarded_;
-    std::optional<DwBody> body_;
-    std::optional<DwBodyPartReader> parts_;
-};
-
-bool can_be_entered(const DwEntity& entity) {
-    return is_forwarded_mail(entity) ||
-           entity.Headers().ContentType().Type() == DwMime::kTypeMultipart;
 }
 
 std::string name_of(const DwEntity& entity, const std::string& number) {
@@ -112,29 +66,17 @@ PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occur
 }
 
 void MailTexts::read() {
-    orvek::ShownCharsets charsets;
-    const auto add = [&](const DwEntity& entity, const std::string& number) {
-        if (is_text(entity))
-            texts_.push_back({name_of(entity, number),
-                              paragraphs_of(shown_entity(entity, charsets), orvek::Case::counts),
-                              own_.exists && number == own_.number});
-    };
     read_ = true;
+    orvek::ShownCharsets charsets;
     const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(message_);
     message->Parse();
-    std::vector<std::unique_ptr<Entered>> entered;
-    if (can_be_entered(*message))
-        entered.push_back(std::make_unique<Entered>(*message, ""));
-    else
-        add(*message, "");
-    for (std::size_t parts = 0; !entered.empty() && parts < most_parts; ++parts) {
-        const DwEntity* const part = entered.back()->next();
-        if (part == nullptr)
-            entered.pop_back();
-        else if (!can_be_entered(*part))
-            add(*part, entered.back()->number());
-        else if (entered.size() < most_nested)
-            entered.push_back(std::make_unique<Entered>(*part, entered.back()->number()));
+    for (PartWalk walk(*message, PartWalk::Over::all); walk.next();) {
+        const DwEntity& part = walk.part();
+        const std::string number = walk.number();
+        if (is_text(part))
+            texts_.push_back({name_of(part, number),
+                              paragraphs_of(shown_entity(part, charsets), orvek::Case::counts),
+                              own_.exists && number == own_.number});
     }
 }
 

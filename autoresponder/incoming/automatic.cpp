@@ -1,6 +1,7 @@
 #include "autoresponder/incoming/automatic.h"
 
 #include "base/text.h"
+#include "mimelib/field_text.h"
 #include "mimelib/mimelib.h"
 
 #include <algorithm>

@@ -10,8 +10,8 @@ bool any_destination(std::string_view destinations,
     while (!destinations.empty()) {
         const std::string_view body = until_nul(destinations);
         const DwAddressList list{DwString(std::string(body))};
-        for (DwAddressReader reader(list, true); reader.Next();) {
-            const DwMailbox& mailbox = reader.Address().Mailbox();
+        for (auto address = list.FirstAddress(true); address; address = address->Next()) {
+            const DwMailbox mailbox(*address);
             if (mailbox.IsValid() &&
                 wanted(concat({mailbox.LocalPart().view(), "@", mailbox.Domain().view()})))
                 return true;

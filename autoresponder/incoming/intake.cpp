@@ -121,25 +121,18 @@ std::string field_text(bool present, const DwMessageComponent& field) {
     return present ? std::string(until_nul(field.AsString().view())) : std::string();
 }
 
-std::unique_ptr<const DwMailbox> first_valid_mailbox(DwAddressReader reader) {
-    while (reader.Next()) {
-        const DwAddress& address = reader.Address();
-        if (address.IsValid() && address.IsMailbox())
-            return std::make_unique<const DwMailbox>(address.Mailbox());
-    }
-    return nullptr;
-}
-
-/// The message's sender, and the name of the field that it stands in.
 struct Sender {
-    std::unique_ptr<const DwMailbox> mailbox;
-    const char* field;
+    std::optional<DwMailbox> mailbox;
+    /// Name of the field that it stands in.
+    const char* field = "";
 };
 
-/// First usable mailbox of Reply-To, else of From; null when there is none.
+/// The first usable mailbox of Reply-To, else of From.
 Sender find_sender(const DwHeaders& headers, const Policy& policy) {
-    Sender sender = {GetMailboxFromAddressList(headers.ReplyTo()), "Reply-To"};
-    if (!sender.mailbox)
+    Sender sender;
+    if (headers.HasReplyTo())
+        sender = {GetMailboxFromAddressList(headers.ReplyTo()), "Reply-To"};
+    if (!sender.mailbox && headers.HasFrom())
         sender = {GetMailboxFromMailboxList(headers.From()), "From"};
     if (!sender.mailbox && policy.read_as_shown)
         sender = {only_bracketed(headers.ReplyTo().AsString().view()), "Reply-To"};
@@ -156,12 +149,10 @@ std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t& 
         return message;
     if (headers.ContentType().Type() != DwMime::kTypeMultipart)
         return std::nullopt;
-    for (DwBodyPartReader parts(message.Body()); parts.Next();) {
-        ++number;
-        if (parts.Part().Headers().ContentType().Type() == DwMime::kTypeText)
-            return parts.Part();
-    }
-    return std::nullopt;
+    std::optional<DwBodyPart> part = message.Body().FirstBodyPart();
+    for (number = 1; part && part->Headers().ContentType().Type() != DwMime::kTypeText; ++number)
+        part = part->Next();
+    return part;
 }
 
 /// The text of the part that find_text_entity finds, not recoded yet.
@@ -223,7 +214,7 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
     message->Parse();
     const DwHeaders& headers = message->Headers();
 
-    const Sender sender = find_sender(headers, policy);
+    Sender sender = find_sender(headers, policy);
     if (!sender.mailbox) {
         report({"Could not get sender's e-mail address from Reply-To: or From: headers."});
         return std::nullopt;
@@ -246,6 +237,7 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
     reading.sender_field = sender.field;
     reading.text = std::move(part.place);
     // Recoding takes as much memory again; the message has told everything by now.
+    sender = {};
     message.reset();
     if (policy.read_as_shown) {
         mail.body.append(paragraphs_of(part, case_of(policy)));
@@ -259,8 +251,14 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
 }
 
 DwString GetCharset(const DwEntity& entity) {
-    return entity.Headers().ContentType().FirstParameter("charset").value_or(
-        DwString(default_charset));
+    for (auto parameter = entity.Headers().ContentType().FirstParameter(); parameter;
+         parameter = parameter->Next()) {
+        DwString name = parameter->Attribute();
+        name.ConvertToLowerCase();
+        if (name == "charset")
+            return parameter->Value();
+    }
+    return DwString(default_charset);
 }
 
 void DecodeBody(const DwEntity& entity, DwString& out) {
@@ -280,10 +278,17 @@ void DecodeBody(const DwEntity& entity, DwString& out) {
     }
 }
 
-std::unique_ptr<const DwMailbox> GetMailboxFromAddressList(const DwAddressList& list) {
-    return first_valid_mailbox(DwAddressReader(list));
+std::optional<DwMailbox> GetMailboxFromAddressList(const DwAddressList& list) {
+    for (auto address = list.FirstAddress(); address; address = address->Next()) {
+        if (address->IsValid() && !address->IsGroup() && address->IsMailbox())
+            return DwMailbox(*address);
+    }
+    return std::nullopt;
 }
 
-std::unique_ptr<const DwMailbox> GetMailboxFromMailboxList(const DwMailboxList& list) {
-    return first_valid_mailbox(DwAddressReader(list));
+std::optional<DwMailbox> GetMailboxFromMailboxList(const DwMailboxList& list) {
+    auto mailbox = list.FirstMailbox();
+    while (mailbox && !mailbox->IsValid())
+        mailbox = mailbox->Next();
+    return mailbox;
 }

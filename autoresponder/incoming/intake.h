@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -48,8 +47,8 @@ DwString GetCharset(const DwEntity& entity);
 /// quoted-printable are decoded, everything else is handed over as it is.
 void DecodeBody(const DwEntity& entity, DwString& out);
 
-/// First valid mailbox of the list outside groups; null when there is none.
-std::unique_ptr<const DwMailbox> GetMailboxFromAddressList(const DwAddressList& list);
+/// First valid mailbox of the list outside groups; none when there is none.
+std::optional<DwMailbox> GetMailboxFromAddressList(const DwAddressList& list);
 
-/// First valid mailbox of the list; null when there is none.
-std::unique_ptr<const DwMailbox> GetMailboxFromMailboxList(const DwMailboxList& list);
+/// First valid mailbox of the list; none when there is none.
+std::optional<DwMailbox> GetMailboxFromMailboxList(const DwMailboxList& list);

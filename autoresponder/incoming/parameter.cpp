@@ -1,6 +1,7 @@
 #include "autoresponder/incoming/parameter.h"
 
 #include "base/text.h"
+#include "mimelib/field_text.h"
 
 #include <array>
 #include <charconv>
@@ -61,9 +62,9 @@ void keep_piece(std::string_view section, std::string_view value, Pieces& pieces
 
 std::string shown_parameter(const DwMediaType& type, std::string_view name) {
     Pieces pieces;
-    for (DwParameterReader reader(type); reader.Next();) {
-        const std::string_view attribute = reader.Parameter().Attribute().view();
-        const std::string_view value = reader.Parameter().Value().view();
+    for (auto parameter = type.FirstParameter(); parameter; parameter = parameter->Next()) {
+        const std::string_view attribute = parameter->Attribute().view();
+        const std::string_view value = parameter->Value().view();
         if (value.size() > longest_value ||
             !equals_ignoring_case(attribute.substr(0, name.size()), name))
             continue;

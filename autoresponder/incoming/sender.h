@@ -3,10 +3,10 @@
 
 #include "mimelib/mimelib.h"
 
-#include <memory>
+#include <optional>
 #include <string_view>
 
 /// The one "<local@domain>" that the body of a Reply-To or From field holds, whatever stands before
-/// and behind it; "mailto:" before the address and what "?" begins behind that play no part. Null
+/// and behind it; "mailto:" before the address and what "?" begins behind that play no part. None
 /// when it does not hold exactly one. For mail where neither field is written as it should be.
-std::unique_ptr<const DwMailbox> only_bracketed(std::string_view field);
+std::optional<DwMailbox> only_bracketed(std::string_view field);

@@ -5,11 +5,11 @@
 namespace {
 
 std::string describe(const DwAddress& address) {
-    if (!address.IsMailbox())
+    if (address.IsGroup())
         return "group";
     if (!address.IsValid())
         return "invalid";
-    const DwMailbox& mailbox = address.Mailbox();
+    const DwMailbox mailbox(address);
     return mailbox.LocalPart().str() + "|" + mailbox.Domain().str();
 }
 
@@ -17,8 +17,8 @@ std::string describe(const DwAddress& address) {
 std::string walk(const std::string& field) {
     const DwAddressList list{DwString(field)};
     std::string found;
-    for (DwAddressReader reader(list); reader.Next();)
-        found += (found.empty() ? "" : "  ") + describe(reader.Address());
+    for (auto address = list.FirstAddress(); address; address = address->Next())
+        found += (found.empty() ? "" : "  ") + describe(*address);
     return found;
 }
 
@@ -34,9 +34,9 @@ TEST(Address, TakesHostileListsInOnePass) {
             field += row[0];
         const DwAddressList list{DwString(field)};
         std::size_t elements = 0, valid = 0;
-        for (DwAddressReader reader(list); reader.Next();) {
+        for (auto address = list.FirstAddress(); address; address = address->Next()) {
             ++elements;
-            valid += reader.Address().IsValid();
+            valid += address->IsValid();
         }
         EXPECT_EQ(std::to_string(elements), row[1]) << row[0];
         EXPECT_EQ(std::to_string(valid), row[2]) << row[0];
