@@ -4,8 +4,8 @@
 #include "autoresponder/incoming/intake.h"
 #include "autoresponder/incoming/mail_content.h"
 #include "autoresponder/responder.h"
+#include "autoresponder/run/ending.h"
 #include "autoresponder/run/process.h"
-#include "autoresponder/run/retry_later.h"
 #include "autoresponder/run/switches.h"
 #include "autoresponder/run/temporary_file.h"
 #include "autoresponder/run_log.h"
@@ -37,6 +37,7 @@ int main(int, char** argv) {
     const Policy policy = configured_policy();
     if (policy.log)
         start_run_log(mail, facts);
+    set_statuses({.for_now = policy.retry_status});
     if (policy.retry_status != 0)
         std::signal(SIGCHLD, SIG_DFL); // where it is ignored, nobody hears how sendmail ended
     // Nobody gets an answer, and the delivery is done all the same.

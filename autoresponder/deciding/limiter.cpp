@@ -1,9 +1,8 @@
 #include "autoresponder/deciding/limiter.h"
 
+#include "autoresponder/run/ending.h"
 #include "autoresponder/run/number.h"
 #include "autoresponder/run/panel_query.h"
-#include "autoresponder/run/process.h"
-#include "autoresponder/run/retry_later.h"
 #include "autoresponder/run/switches.h"
 #include "base/owned.h"
 #include "base/report.h"

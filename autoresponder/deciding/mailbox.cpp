@@ -1,7 +1,7 @@
 #include "autoresponder/deciding/mailbox.h"
 
+#include "autoresponder/run/ending.h"
 #include "autoresponder/run/panel_query.h"
-#include "autoresponder/run/process.h"
 #include "base/report.h"
 #include "base/text.h"
 #include "codecs/idn.h"

@@ -4,6 +4,7 @@
 #include "autoresponder/explain/listener.h"
 #include "autoresponder/explain/writers.h"
 #include "autoresponder/incoming/intake.h"
+#include "autoresponder/run/ending.h"
 #include "autoresponder/run/process.h"
 #include "autoresponder/run/switches.h"
 #include "base/io.h"
@@ -138,7 +139,7 @@ int explain_to_standard_output(const Options& options) {
 
 int main(int argc, char** argv) {
     prepare_process();
-    set_exit_status(cannot_be_told);
+    set_statuses({cannot_be_told, cannot_be_told, cannot_be_told});
     PROGNAME = argv[0];
     const std::optional<Options> options = parse_options(argc, argv);
     if (!options) {

@@ -2,8 +2,7 @@
 
 #include "autoresponder/deciding/refusal.h"
 #include "autoresponder/outgoing/pipe_stream.h"
-#include "autoresponder/run/process.h"
-#include "autoresponder/run/retry_later.h"
+#include "autoresponder/run/ending.h"
 #include "autoresponder/run/switches.h"
 #include "autoresponder/run/temporary_file.h"
 #include "base/io.h"

@@ -2,8 +2,8 @@
 
 #include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/outgoing/form.h"
+#include "autoresponder/run/ending.h"
 #include "autoresponder/run/panel_query.h"
-#include "autoresponder/run/process.h"
 #include "autoresponder/run/temporary_file.h"
 #include "autoresponder/run_log.h"
 #include "base/report.h"

@@ -7,7 +7,7 @@
 #include "autoresponder/outgoing/notice.h"
 #include "autoresponder/outgoing/size_limit.h"
 #include "autoresponder/outgoing/template.h"
-#include "autoresponder/run/process.h"
+#include "autoresponder/run/ending.h"
 #include "base/report.h"
 #include "codecs/idn.h"
 

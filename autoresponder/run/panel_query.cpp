@@ -1,6 +1,6 @@
 #include "autoresponder/run/panel_query.h"
 
-#include "autoresponder/run/process.h"
+#include "autoresponder/run/ending.h"
 #include "base/report.h"
 
 #include <mysqld_error.h>

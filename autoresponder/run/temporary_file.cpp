@@ -76,6 +76,11 @@ void TemporaryFile::remove() const noexcept {
     unlink(name_);
 }
 
+void remove_temporary_files() noexcept {
+    mail_copy.remove();
+    reply_file.remove();
+}
+
 void TemporaryFile::begin(std::uint64_t limit) {
     limit_ = limit;
     written_ = 0;

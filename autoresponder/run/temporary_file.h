@@ -92,3 +92,6 @@ extern TemporaryFile mail_copy;
 
 /// Made anew for every reply, removed when it has been handed over.
 extern TemporaryFile reply_file;
+
+/// Takes both off the disk, whether they are there or not. Safe in a signal handler.
+void remove_temporary_files() noexcept;

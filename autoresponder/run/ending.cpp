@@ -1,0 +1,126 @@
+#include "autoresponder/run/ending.h"
+
+#include "autoresponder/run/panel_query.h"
+#include "autoresponder/run/temporary_file.h"
+#include "base/report.h"
+#include "codecs/idn.h"
+#include "lib/dbconnect_legacy.h"
+#include "lib/product_log.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <new>
+
+namespace {
+
+Statuses chosen;
+bool ruled_out = false;
+
+struct Recorded {
+    MYSQL* connection = nullptr;
+    std::deque<std::string> taken_back_by;
+} recorded;
+
+/// Begins with the first statement that has not been executed yet.
+bool take_back_over(MYSQL* connection) {
+    MysqlResult ignored;
+    for (std::deque<std::string>& statements = recorded.taken_back_by; !statements.empty();
+         statements.pop_front()) {
+        if (!run_query_patiently(connection, statements.front(), ignored))
+            return false;
+    }
+    return true;
+}
+
+/// The run's connection may be what has failed, but a new one could wait for its locks.
+bool take_back() {
+    if (recorded.taken_back_by.empty())
+        return true;
+    MysqlResult ignored;
+    run_query(recorded.connection, "rollback", ignored);
+    if (take_back_over(recorded.connection))
+        return true;
+    const MysqlConnection another(db_connect());
+    return another && take_back_over(another.get());
+}
+
+int end_for_now() {
+    remove_temporary_files();
+    if (!is_retry_possible())
+        return chosen.done;
+    ruled_out = true; // a failure in what follows is the end
+    try {
+        if (!take_back())
+            report({"autoresponder: Unable to take back what was counted for a mail to be tried "
+                    "again"});
+    } catch (const std::bad_alloc&) {
+        // A mail that is tried again and counted twice is better than one that is lost.
+    }
+    return chosen.for_now;
+}
+
+/// Any failure may be for want of memory or processes.
+int end_in_failure() {
+    return is_retry_possible() ? end_for_now() : chosen.in_failure;
+}
+
+} // namespace
+
+void set_statuses(const Statuses& statuses) {
+    chosen = statuses;
+}
+
+void prepare_endings() {
+    std::set_terminate(end_on_exception);
+    failure_status = end_in_failure;
+}
+
+void correct_exit() {
+    remove_temporary_files();
+    std::exit(chosen.done);
+}
+
+void give_up() {
+    std::exit(end_for_now());
+}
+
+void give_up_if_retried() {
+    if (is_retry_possible())
+        give_up();
+}
+
+void end_on_exception() {
+    errno = 0; // so that the message shows no error of some earlier call
+    try {
+        if (const std::exception_ptr failure = std::current_exception())
+            std::rethrow_exception(failure);
+    } catch (const std::bad_alloc&) {
+        end_with_failure("Program failed due to exhausted memory");
+    } catch (const orvek::idn::IdnaError& failure) {
+        rule_out_retry(); // it would come again, as would all that follow
+        end_with_failure("IDN conversion error: %s", failure.what());
+    } catch (const std::exception& failure) {
+        rule_out_retry();
+        end_with_failure("Program failed: %s", failure.what());
+    } catch (...) {
+    }
+    rule_out_retry();
+    end_with_failure("Program failed");
+}
+
+bool is_retry_possible() {
+    return !ruled_out && chosen.for_now != chosen.done;
+}
+
+void rule_out_retry() {
+    ruled_out = true;
+    recorded.taken_back_by.clear();
+}
+
+void take_back_on_retry(MYSQL* connection, const std::string& statement) {
+    recorded.connection = connection;
+    if (is_retry_possible())
+        recorded.taken_back_by.push_back(statement);
+}
