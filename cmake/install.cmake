@@ -14,7 +14,7 @@ file(RELATIVE_PATH OVK_EXPLAIN_LINK "/${CMAKE_INSTALL_SBINDIR}" "/${OVK_PROGRAM_
 file(CREATE_LINK "${OVK_EXPLAIN_LINK}" "${PROJECT_BINARY_DIR}/autoresponder-explain" SYMBOLIC)
 install(FILES "${PROJECT_BINARY_DIR}/autoresponder-explain" DESTINATION "${CMAKE_INSTALL_SBINDIR}")
 install(FILES man/autoresponder.8 man/autoresponder-explain.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
-install(FILES README.md CHANGELOG.md docs/FIRST-STEPS.md docs/OPERATION.md
-  DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES examples/ovk.conf schema/panel.sql schema/resp_freq.sql schema/sample.sql
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
