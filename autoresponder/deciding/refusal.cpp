@@ -14,7 +14,8 @@
 
 namespace {
 
-/// All names under which the mailbox can be written to, in lower case.
+/// All names under which the mailbox can be written to, in lower case and sorted: a stranger's mail
+/// can name any number of addresses.
 struct MailboxNames {
     std::vector<std::string> locals;
     std::vector<std::string> domains;
@@ -46,13 +47,16 @@ MailboxNames names_of(const ResolvedMailbox& mailbox, MYSQL* connection) {
         connection, concat({"select da.name from domainaliases da, mail m where da.dom_id=m.dom_id"
                             " and da.mail='true' and m.id=",
                             mailbox.id}));
-    return {with_first_column(mailbox.mail_name, aliases),
-            with_ascii_forms(with_first_column(mailbox.domain_name, domains))};
+    MailboxNames names = {with_first_column(mailbox.mail_name, aliases),
+                          with_ascii_forms(with_first_column(mailbox.domain_name, domains))};
+    std::sort(names.locals.begin(), names.locals.end());
+    std::sort(names.domains.begin(), names.domains.end());
+    return names;
 }
 
 bool is_address_of(const MailboxNames& names, const std::string& address, char delimiter) {
     const auto holds = [](const std::vector<std::string>& list, const std::string& text) {
-        return std::find(list.begin(), list.end(), text) != list.end();
+        return std::binary_search(list.begin(), list.end(), text);
     };
     const std::string local = plain_local_part(address);
     return (holds(names.locals, local) ||

@@ -118,6 +118,12 @@ class Policy(PanelCase):
                 self.assertEqual(run.err, "" if answered else REFUSED.format(
                     "To and Cc name no address of the mailbox"))
         self.assertEqual(self.database.rows("select num from resp_freq"), [["14"]])
+        # Many addresses are not compared with many names one by one.
+        self.database.execute("insert into mail_aliases (mn_id, alias)"
+                              " select 1, concat('alias-', 10000 + seq) from seq_1_to_10000")
+        self.box.wrapper = ["/bin/sh", "-c", "ulimit -t 3; exec $0"]
+        crowd = "".join(f"alias-{number}@client.example,\n " for number in range(20000, 320000))
+        self.assertEqual(len(self.deliver(f"{head}To: {crowd} {BOX}\n\n").calls), 2)
 
     def test_delimiter(self) -> None:
         self.rule(ans_freq="1000")
