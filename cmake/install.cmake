@@ -6,9 +6,8 @@ endif()
 include(GNUInstallDirs)
 set(OVK_PROGRAM_DIR "lib/ovk" CACHE PATH "Folder of the panel's programs")
 
-install(TARGETS autoresponder autoresponder-explain DESTINATION "${OVK_PROGRAM_DIR}"
+install(TARGETS autoresponder autoresponder-explain autoresponder-logged DESTINATION "${OVK_PROGRAM_DIR}"
   PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-install(PROGRAMS autoresponder/autoresponder-logged DESTINATION "${OVK_PROGRAM_DIR}")
 # On root's path, for it is typed by hand.
 file(RELATIVE_PATH OVK_EXPLAIN_LINK "/${CMAKE_INSTALL_SBINDIR}" "/${OVK_PROGRAM_DIR}/autoresponder-explain")
 file(CREATE_LINK "${OVK_EXPLAIN_LINK}" "${PROJECT_BINARY_DIR}/autoresponder-explain" SYMBOLIC)

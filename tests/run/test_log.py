@@ -1,9 +1,12 @@
-"""The line that a run leaves in the system log, where the host wants one."""
+"""The line that a run leaves in the system log, where the host wants one, and what autoresponder-logged puts there."""
 
+import contextlib
+import os
 import pathlib
 import re
 import socket
 import subprocess
+import time
 
 from support.case import BOX, PanelCase, mail
 
@@ -80,3 +83,81 @@ class Log(PanelCase):
         (self.box.etc / ".ovk.shadow").unlink()
         self.assertIn(', reason="autoresponder: Unable to open admin password file: No such file or '
                       'directory\\x0ASystem error 2: No such file or directory"', self.line())
+
+
+class Logged(PanelCase):
+    """autoresponder-logged, with scripts in the program's place."""
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(self.log.close)
+        self.log.bind(str(self.box.folder / "log"))
+        self.log.settimeout(0.01)
+        self.logged = ["--ro-bind", os.environ["OVK_PROGRAM"] + "-logged", "/program/autoresponder-logged"]
+        self.box.extra = [*self.logged, "--bind", str(self.box.folder / "log"), "/dev/log"]
+        self.box.wrapper = ["/program/autoresponder-logged"]
+
+    def lines(self) -> list[str]:
+        lines = []
+        with contextlib.suppress(TimeoutError):
+            while True:
+                entry = self.log.recv(65536).decode("ascii").rstrip("\0")
+                self.assertRegex(entry, r"^<22>.{15} autoresponder: [^\0-\x1f\x7f]+$")  # mail, info
+                lines.append(entry.split(": ", 1)[1])
+        return lines
+
+    def check(self, status: int, *lines: str, message: str = mail()) -> None:
+        begin = time.monotonic()
+        run = self.deliver(message)
+        self.assertEqual((run.status, run.out, run.err), (status, "", ""))
+        self.assertLess(time.monotonic() - begin, 5)
+        self.assertEqual(self.lines(), list(lines))
+
+    def script(self, text: str, mode: int = 0o755) -> None:
+        self.box.program = self.box.folder / "program"
+        self.box.program.write_text("#!/bin/sh\n" + text)
+        self.box.program.chmod(mode)
+
+    def test_its_lines_and_its_status(self) -> None:
+        self.check(0, "Field From: contains MAILER-DAEMON", message=mail(sender="mailer-daemon@x.test"))
+        for text, told, *lines in (
+            ("echo out", 0),
+            (r"printf 'autoresponder: one\n\n\ntwo \\ \303\244 \033[0m\rx' >&2; exit 1", 0,
+             "one", r"two \x5C \xC3\xA4 \x1B[0m\x0Dx", f"exit status 1 for {BOX}"),
+            ("kill -SEGV $$", 0, f"ended by signal 11 for {BOX}"),
+            *((f"exit {status}", told, f"exit status {status} for {BOX}")
+              for status, told in ((75, 75), (111, 111), (2, 2), (100, 100), (126, 75), (127, 75))),
+            ("printf %020000d 1 >&2", 0, "0" * 7000, "0" * 7000, "0" * 5999 + "1"),
+            ("sleep 100 & echo said >&2; exit 75", 75, "said", f"exit status 75 for {BOX}"),
+        ):
+            with self.subTest(text):
+                self.script(text)
+                self.check(told, *lines)
+        self.script("yes >&2 & exit 75")  # more than any log takes, without end
+        self.assertEqual(self.deliver().status, 75)
+
+    def test_a_program_that_cannot_be_started_is_tried_again(self) -> None:
+        self.script("exit 0", 0o644)
+        self.check(75, "/program/autoresponder: Permission denied", f"exit status 126 for {BOX}")
+        self.box.extra[2] = "/usr/sbin/x-logged"
+        self.box.wrapper = ["/usr/sbin/x-logged"]
+        self.check(75, "/usr/sbin/x: No such file or directory", f"exit status 127 for {BOX}")
+        self.box.extra[2] = "/program/autoresponder-logged"
+        self.box.wrapper = ["/bin/sh", "-c", "ulimit -n 5; exec /program/autoresponder-logged"]
+        self.check(75, "cannot be started: Too many open files")
+
+    def test_the_log_changes_nothing(self) -> None:
+        self.script("for i in 1 2 3; do echo said >&2; done; exit 75")
+        full = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(full.close)
+        full.setblocking(False)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                full.sendto(b"<22>Nov 25 00:00:00 autoresponder: full", str(self.box.folder / "log"))
+        begin = time.monotonic()
+        self.assertEqual(self.deliver().status, 75)
+        self.assertLess(time.monotonic() - begin, 2.5)
+        self.assertEqual(set(self.lines()), {"full"})
+        self.box.extra = self.logged  # no log at all
+        self.check(75)
