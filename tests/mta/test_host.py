@@ -297,8 +297,8 @@ class OneByOne(unittest.TestCase):
 
 class Modern(Mails, unittest.TestCase):
     counts = Mails.counts | {"list": 0, "null": 0, "smile": 2}
-    reasons = ["autoresponder: Not answered: List-Id is present",
-               "autoresponder: Neither answered nor forwarded: Return-Path is null"]
+    reasons = ["Not answered: List-Id is present",
+               "Neither answered nor forwarded: Return-Path is null"]
     forwarded = FORWARDED - {"null"} | {"kanji"}
     forwarded_from = {"idn": "sales@xn--bcher-kva.example"}
     answers_twice = ["info@example.com"]  # the only one that the mail names
