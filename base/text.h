@@ -53,6 +53,11 @@ std::string hex_form(std::string_view mark, char byte);
 /// The text without the bytes of `white` around it.
 std::string_view trim(std::string_view text, std::string_view white);
 
+/// A domain, or an address, without the dot that may stand behind it.
+constexpr std::string_view without_final_dot(std::string_view name) {
+    return name.substr(0, name.size() - (name.ends_with('.') ? 1 : 0));
+}
+
 /// Whether the texts are the same but for the case of ASCII letters.
 bool equals_ignoring_case(std::string_view a, std::string_view b);
 

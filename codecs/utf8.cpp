@@ -63,13 +63,4 @@ std::size_t well_formed_utf8_length(std::string_view text) {
     return length;
 }
 
-std::string without_supplementary(std::string text) {
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (static_cast<unsigned char>(text[at]) >= 0xf0 &&
-            multibyte_length(std::string_view(text).substr(at)) == 4)
-            text.replace(at, 4, "????");
-    }
-    return text;
-}
-
 } // namespace orvek

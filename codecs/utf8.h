@@ -14,7 +14,4 @@ std::size_t ascii_length(std::string_view text);
 /// (RFC 3629). NUL is one of them.
 std::size_t well_formed_utf8_length(std::string_view text);
 
-/// `text` with "?" for every byte of the characters beyond U+FFFF that it holds.
-std::string without_supplementary(std::string text);
-
 } // namespace orvek

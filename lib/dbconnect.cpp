@@ -44,6 +44,9 @@ void set_db_errmsg(MYSQL* handle, char* msgbuf, std::size_t msgbufsize, const ch
 void orvek_db_set_options(MYSQL* handle, char* msgbuf, std::size_t msgbufsize) {
     if (mysql_query(handle, "SET NAMES utf8") != 0)
         set_db_errmsg(handle, msgbuf, msgbufsize, "set names query");
+    else if ((handle->server_status & SERVER_STATUS_AUTOCOMMIT) == 0 &&
+             mysql_autocommit(handle, 1) != 0)
+        set_db_errmsg(handle, msgbuf, msgbufsize, "autocommit query");
 }
 
 MYSQL* refuse_with_error(MysqlConnection connection) {

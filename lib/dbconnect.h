@@ -15,9 +15,10 @@ MYSQL* orvek_db_connect_raw_ex(char* msgbuf, std::size_t msgbufsize);
 /// Refuses a handle that has an error pending: closes it and returns null.
 MYSQL* orvek_db_connect_raw(char* msgbuf, std::size_t msgbufsize);
 
-/// Switches a raw connection to UTF-8. When that fails, the handle is returned all the same, with
+/// Switches a raw connection to UTF-8 and, where the server's default is another, to statements
+/// that stay in effect by themselves. When that fails, the handle is returned all the same, with
 /// the explanation in `msgbuf`.
 MYSQL* orvek_db_connect_ex(char* msgbuf, std::size_t msgbufsize);
 
-/// Refuses a handle that has an error pending, and so one that could not be switched to UTF-8.
+/// Refuses a handle that has an error pending, and so one that could not be switched.
 MYSQL* orvek_db_connect(char* msgbuf, std::size_t msgbufsize);

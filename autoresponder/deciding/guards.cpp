@@ -15,8 +15,9 @@ std::string refuse(std::initializer_list<std::string_view> reason) {
 }
 
 bool is_own_mail(const Mail_content& mail, const Policy& policy) {
-    return policy.standard_mail ? orvek::idn::is_same_address(mail.from, mail.to)
-                                : mail.from == mail.to;
+    const std::string recipient(without_final_dot(mail.to));
+    return policy.standard_mail ? orvek::idn::is_same_address(mail.sender(), recipient)
+                                : mail.sender() == recipient;
 }
 
 bool is_mailer_daemon(std::string_view sender) {
@@ -27,9 +28,10 @@ bool is_mailer_daemon(std::string_view sender) {
     });
 }
 
-/// RFC 5321 section 4.5.3.1: no mail reaches such an address, and no column needs room for it.
+/// RFC 5321 section 4.5.3.1: no mail reaches such an address. Its limit on the local part is
+/// another matter: real mail goes beyond it.
 bool is_too_long(std::string_view sender) {
-    return sender.size() > 254 || sender.rfind('@') > 64;
+    return sender.size() > 254;
 }
 
 } // namespace

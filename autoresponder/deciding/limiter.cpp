@@ -3,19 +3,29 @@
 #include "autoresponder/run/ending.h"
 #include "autoresponder/run/number.h"
 #include "autoresponder/run/panel_query.h"
-#include "autoresponder/run/switches.h"
 #include "base/owned.h"
 #include "base/report.h"
 #include "base/text.h"
-#include "codecs/utf8.h"
 #include "lib/get_param.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <ctime>
+#include <errmsg.h>
 #include <string_view>
+#include <utility>
 
 namespace {
+
+using Kind = QueryFailure::Kind;
+
+/// FNV-1a, of 64 bits. That two senders meet in one costs the second a moment, or an answer.
+std::string hash_of(std::string_view sender) {
+    std::uint64_t hash = 0xcbf29ce484222325;
+    for (const char c : sender)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+    return std::to_string(hash);
+}
 
 /// Keeps two runs for the same rule and sender from both reading the same count where the table
 /// knows neither transactions nor a unique key, and from getting into each other's way where it
@@ -25,13 +35,13 @@ namespace {
 class BookkeepingLock {
 public:
     BookkeepingLock(MYSQL* connection, const std::string& rule, std::string_view sender)
-        : connection_(connection), name_(lock_name(rule, sender)) {
+        : connection_(connection), name_(concat({"autoresponder-", rule, "-", hash_of(sender)})) {
         MysqlResult result;
         held_ = run_query(connection_, concat({"select GET_LOCK('", name_, "', 5)"}), result);
         const std::optional<Row> row = next_row(result);
         held_ = held_ && row && row->text(0) == "1";
         // A reply too many is better than none.
-        if (!held_)
+        if (!held_ && mysql_errno(connection_) < CR_MIN_ERROR)
             report({"autoresponder: Unable to lock reply bookkeeping, going on without"});
     }
     BookkeepingLock(const BookkeepingLock&) = delete;
@@ -43,15 +53,6 @@ public:
     }
 
 private:
-    /// Names are limited to 64 characters, senders are not. That other senders share the lock where
-    /// the hashes meet costs them a moment.
-    static std::string lock_name(const std::string& rule, std::string_view sender) {
-        std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
-        for (const char c : sender)
-            hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
-        return concat({"autoresponder-", rule, "-", std::to_string(hash)});
-    }
-
     MYSQL* connection_;
     std::string name_;
     bool held_ = false;
@@ -63,9 +64,10 @@ struct Bookkeeping {
     const std::string& rule;
     /// Escaped for a quoted literal.
     std::string sender;
+    MysqlResult (*run_statement)(MYSQL* connection, const std::string& statement);
 
     MysqlResult run(const std::string& statement) const {
-        return run_query_in_transaction(connection, statement);
+        return run_statement(connection, statement);
     }
 
     /// First column of the first row: `when_null` for NULL; none without a row.
@@ -79,6 +81,16 @@ struct Bookkeeping {
 std::string purge_of_earlier_days(const std::string& rule) {
     return concat(
         {"delete from resp_freq where rn_id=", rule, " and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"});
+}
+
+/// The sender as the table has it: one, whatever the case of its letters, and in ASCII, which every
+/// column can hold and compare.
+std::string bookkeeping_name(const Mail_content& mail) {
+    constexpr std::size_t longest = 254, kept = 190;
+    std::string name;
+    for (const char c : to_lower(mail.sender()))
+        name += static_cast<signed char>(c) < 0 ? hex_form("\\x", c) : std::string(1, c);
+    return name.size() <= longest ? name : name.substr(0, kept) + hash_of(name);
 }
 
 std::string escape_sender(MYSQL* connection, const std::string& sender) {
@@ -99,7 +111,7 @@ std::string count_of_sender(const Bookkeeping& books) {
 bool count_one_more(const Bookkeeping& books, std::int32_t limit) {
     const std::optional<std::string> num = books.value(count_of_sender(books) + " for update", "0");
     if (!num)
-        throw Conflict(); // evicted meanwhile
+        throw QueryFailure{Kind::conflict, "the sender has just been evicted"};
     if (decimal_number(*num) >= limit)
         return false;
     books.run(concat({"update resp_freq set num=", *num, "+1 where rn_id=", books.rule,
@@ -121,16 +133,21 @@ void evict_oldest(const Bookkeeping& books) {
 }
 
 /// Of two first answers one meets the other's key.
-void insert_sender(const Bookkeeping& books) {
-    books.run(concat(
-        {"insert into resp_freq set rn_id=", books.rule, ", email='", books.sender, "', num=1"}));
+std::string insert_of_sender(const Bookkeeping& books) {
+    return concat(
+        {"insert into resp_freq set rn_id=", books.rule, ", email='", books.sender, "', num=1"});
 }
 
-/// The sender as the table has it: one, whatever the case of its letters. A utf8mb4 literal with
-/// characters beyond U+FFFF cannot be compared with a column of utf8mb3.
-std::string bookkeeping_name(const std::string& sender) {
-    return to_lower(configured_policy().standard_mail ? orvek::without_supplementary(sender)
-                                                      : sender);
+/// The statement with which an answer counts.
+void count_by(const Bookkeeping& books, const std::string& statement) {
+    try {
+        books.run(statement);
+    } catch (const QueryFailure& failure) {
+        if (failure.kind == Kind::lost)
+            report({"autoresponder: Connection lost while an answer was counted: it is not given,"
+                    " and may count all the same"});
+        throw;
+    }
 }
 
 /// How the bookkeeping stands as far as `condition` lets it count.
@@ -153,7 +170,7 @@ bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit
     if (!verdict.allows())
         return false;
     if (!verdict.answers && !verdict.evicts()) {
-        insert_sender(books);
+        count_by(books, insert_of_sender(books));
         return true;
     }
     books.run("begin");
@@ -162,22 +179,20 @@ bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit
         may_answer = count_one_more(books, limit);
     } else {
         evict_oldest(books);
-        insert_sender(books);
+        books.run(insert_of_sender(books));
     }
-    books.run("commit");
+    count_by(books, "commit");
     return may_answer;
 }
 
-/// The same; none when another run stood in the way, and nothing has been recorded.
-std::optional<bool> try_to_decide(const Bookkeeping& books, std::int32_t limit,
-                                  std::int32_t mem_limit) {
-    try {
-        return decide(books, limit, mem_limit);
-    } catch (const Conflict&) {
-        MysqlResult ignored;
-        run_query(books.connection, "rollback", ignored);
-        return std::nullopt;
-    }
+/// Whether the key that is taken is that of rule and sender, in either order: the server names its
+/// values, or the beginning of them.
+bool is_own_key(const std::string& failure, const std::string& rule, const std::string& sender) {
+    constexpr std::size_t shown = 60;
+    const auto names = [&](const std::string& first, const std::string& second) {
+        return contains(failure, "'" + concat({first, "-", second}).substr(0, shown));
+    };
+    return names(rule, sender) || names(sender, rule);
 }
 
 /// Should the answer not be sent after all.
@@ -202,12 +217,13 @@ void pause_after(int attempt) {
 
 LimiterVerdict limiter_verdict(MYSQL* connection, const Mail_content& mail, const std::string& id,
                                const std::string& ans_freq, const std::string& mem_limit) {
-    const Bookkeeping books{connection, id, escape_sender(connection, bookkeeping_name(mail.from))};
+    const Bookkeeping books{connection, id, escape_sender(connection, bookkeeping_name(mail)),
+                            run_query_or_exit};
     return read_verdict(books, decimal_number(ans_freq), decimal_number(mem_limit), today);
 }
 
 std::vector<std::string> senders_to_evict(MYSQL* connection, const std::string& id) {
-    const Bookkeeping books{connection, id, {}};
+    const Bookkeeping books{connection, id, {}, run_query_or_exit};
     const MysqlResult rows = books.run("select email" + oldest_entries(books, today));
     std::vector<std::string> senders;
     while (const std::optional<Row> row = next_row(rows))
@@ -224,21 +240,28 @@ int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string i
         run_query_or_exit(connection, purge_of_earlier_days(id));
         return 0;
     }
-    // One sender, whatever the case of the letters: the column may tell them apart.
-    const std::string sender = bookkeeping_name(mail->from);
+    const std::string sender = bookkeeping_name(*mail);
     const BookkeepingLock lock(connection, id, sender);
-    const Bookkeeping books{connection, id, escape_sender(connection, sender)};
+    const Bookkeeping books{connection, id, escape_sender(connection, sender), run_query_or_throw};
     const std::time_t begin = std::time(nullptr);
-    for (int attempt = 1; attempt <= attempts && std::time(nullptr) - begin <= seconds; ++attempt) {
-        if (const std::optional<bool> may =
-                try_to_decide(books, limit, decimal_number(mem_limit))) {
-            if (*may)
+    bool waited = false;
+    for (int attempt = 1;; ++attempt) {
+        try {
+            const bool may_answer = decide(books, limit, decimal_number(mem_limit));
+            if (may_answer)
                 take_back_on_retry(books);
-            return *may;
+            return may_answer;
+        } catch (QueryFailure& failure) {
+            if (failure.kind == Kind::taken_key && is_own_key(failure.text, id, sender))
+                failure.kind = Kind::conflict;
+            // A row that stays locked has cost the server's wait.
+            const bool goes_on = failure.kind == Kind::conflict ||
+                                 (failure.kind == Kind::locked && !std::exchange(waited, true));
+            if (!goes_on || attempt == attempts || std::time(nullptr) - begin > seconds)
+                end_for_failure(failure);
         }
+        MysqlResult ignored;
+        run_query(connection, "rollback", ignored);
         pause_after(attempt);
     }
-    report({"autoresponder: Other runs stood in the way of reply bookkeeping, not answered"});
-    give_up_if_retried();
-    return 0;
 }

@@ -35,12 +35,14 @@ std::vector<std::string> senders_to_evict(MYSQL* connection, const std::string& 
 /// Decides whether rule `id` may answer the sender now, and records the answer if so. `ans_freq` is
 /// the most replies a sender gets per calendar day of the database server, `mem_limit` the most
 /// senders remembered, both as decimal text. Senders that differ only in the case of ASCII letters
-/// are one, recorded in lower case. An answer is decided and recorded in one transaction where the
-/// table has them, with an advisory lock around it all that spares runs for the same rule and
-/// sender each other: one that cannot be had within 5 seconds is told on standard error, and the
-/// run goes on without. When the server gives the transaction up for another run's, everything is
-/// read anew, up to 20 times; then the verdict is silence, told on standard error. Returns 1 to
-/// answer, 0 to stay silent. A failed statement ends the process through give_up, with its
-/// message.
+/// or in a dot behind the domain are one. It is recorded in lower case, a byte beyond ASCII as
+/// "\xHH"; of a name of more than 254 bytes its first 190 and a hash. An answer is decided and
+/// recorded in one transaction where the table has them, with an advisory lock around it all that
+/// spares runs for the same rule and sender each other: one that cannot be had within 5 seconds is
+/// told on standard error, and the run goes on without. When the server gives the transaction up
+/// for another run's, everything is read anew, up to 20 times, and once for a row that stayed
+/// locked. Returns 1 to answer, 0 to stay silent. Any other failure ends the process through
+/// end_for_failure; where a connection was lost that may have counted the answer, that is told
+/// first.
 int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
                       std::string ans_freq, std::string mem_limit);

@@ -43,13 +43,10 @@ std::array<std::string, 4> lookup_statements(const char* domain, const char* nam
 /// The row of the first lookup that finds one.
 std::optional<FoundMailbox> look_up(MYSQL* connection, const MallocedText& domain,
                                     const MallocedText& name) {
-    MysqlResult found;
     int lookup = 0;
     for (const std::string& statement : lookup_statements(domain.get(), name.get())) {
-        if (!run_query(connection, statement, found)) {
-            report({"autoresponder: Unable to query: ", mysql_error(connection)});
-            give_up();
-        }
+        const MysqlResult found =
+            run_query_or_exit(connection, statement, "autoresponder: Unable to query: ");
         if (const std::optional<Row> row = next_row(found))
             return FoundMailbox{{row->text(0), row->text(1), row->text(2), {}},
                                 static_cast<Lookup>(lookup)};

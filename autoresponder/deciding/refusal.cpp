@@ -54,6 +54,11 @@ MailboxNames names_of(const ResolvedMailbox& mailbox, MYSQL* connection) {
     return names;
 }
 
+/// As addresses are compared.
+std::string plain(std::string_view address) {
+    return to_lower(without_final_dot(address));
+}
+
 bool is_address_of(const MailboxNames& names, const std::string& address, char delimiter) {
     const auto holds = [](const std::vector<std::string>& list, const std::string& text) {
         return std::binary_search(list.begin(), list.end(), text);
@@ -61,14 +66,14 @@ bool is_address_of(const MailboxNames& names, const std::string& address, char d
     const std::string local = plain_local_part(address);
     return (holds(names.locals, local) ||
             holds(names.locals, without_extension(local, delimiter))) &&
-           holds(names.domains, to_lower(std::string_view(address).substr(address.rfind('@') + 1)));
+           holds(names.domains, plain(std::string_view(address).substr(address.rfind('@') + 1)));
 }
 
 std::string automatic_reason(const Mail_content& mail, const HeaderFacts& facts) {
     if (!facts.automatic.empty())
         return facts.automatic;
     std::string sign = sender_sign(mail.from);
-    if (sign.empty() && to_lower(mail.from) == to_lower(mail.to))
+    if (sign.empty() && plain(mail.from) == plain(mail.to))
         return "From or Reply-To is the recipient";
     return sign;
 }
@@ -96,7 +101,7 @@ Refusal refusal_of(const Mail_content& mail, const HeaderFacts& facts,
     }
     const MailboxNames names = names_of(mailbox, connection);
     const auto is_ours = [&](const std::string& address) {
-        return to_lower(address) == to_lower(mail.to) ||
+        return plain(address) == plain(mail.to) ||
                is_address_of(names, address, policy.recipient_delimiter);
     };
     if (policy.refuse_automatic && is_ours(mail.from))

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "autoresponder/incoming/text_lines.h"
+#include "base/text.h"
 
 #include <string>
 
@@ -27,4 +28,8 @@ struct Mail_content {
     /// Where mail is read as it is shown, its paragraphs: their letters as
     /// orvek::Paragraphs gives them.
     TextLines body;
+
+    /// `from` as it is compared: without the dot that may stand behind a domain and changes
+    /// nothing.
+    std::string sender() const { return std::string(without_final_dot(from)); }
 };

@@ -3,19 +3,43 @@
 #include "autoresponder/run/ending.h"
 #include "base/report.h"
 
+#include <errmsg.h>
 #include <mysqld_error.h>
 
 namespace {
 
-bool is_conflict(unsigned int error) {
+using Kind = QueryFailure::Kind;
+
+/// The one place that knows the numbers.
+Kind kind_of(unsigned int error) {
     constexpr unsigned int not_certified = 3101; // by MySQL's group replication
-    return error == ER_LOCK_DEADLOCK || error == ER_LOCK_WAIT_TIMEOUT || error == ER_DUP_ENTRY ||
-           error == ER_CHECKREAD || error == not_certified;
+    switch (error) {
+    case ER_LOCK_DEADLOCK:
+    case ER_CHECKREAD:
+    case not_certified:
+        return Kind::conflict;
+    case ER_LOCK_WAIT_TIMEOUT:
+        return Kind::locked;
+    case ER_DUP_ENTRY:
+        return Kind::taken_key;
+    case ER_PARSE_ERROR:
+    case ER_WARN_DATA_OUT_OF_RANGE:
+    case ER_CANT_AGGREGATE_2COLLATIONS:
+    case ER_CANT_AGGREGATE_NCOLLATIONS:
+    case ER_TRUNCATED_WRONG_VALUE:
+    case ER_INVALID_CHARACTER_STRING:
+    case ER_TRUNCATED_WRONG_VALUE_FOR_FIELD:
+    case ER_DATA_TOO_LONG:
+        return Kind::data;
+    case CR_SERVER_LOST:
+        return Kind::lost;
+    default:
+        return Kind::other;
+    }
 }
 
-[[noreturn]] void exit_with_error(MYSQL* connection) {
-    report({"autoresponder: Unable to exec query :", mysql_error(connection)});
-    give_up();
+QueryFailure failure_of(MYSQL* connection) {
+    return {kind_of(mysql_errno(connection)), mysql_error(connection)};
 }
 
 } // namespace
@@ -31,26 +55,35 @@ bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& res
 bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlResult& result) {
     constexpr int attempts = 20;
     for (int attempt = 1; !run_query(connection, statement, result); ++attempt) {
-        if (mysql_errno(connection) != ER_LOCK_DEADLOCK || attempt == attempts)
+        if (failure_of(connection).kind != Kind::conflict || attempt == attempts)
             return false;
     }
     return true;
 }
 
 MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement) {
+    return run_query_or_exit(connection, statement, unable_to_exec);
+}
+
+MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement, const char* what) {
     MysqlResult result;
     if (!run_query_patiently(connection, statement, result))
-        exit_with_error(connection);
+        end_for_failure(failure_of(connection), what);
     return result;
 }
 
-MysqlResult run_query_in_transaction(MYSQL* connection, const std::string& statement) {
+MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement) {
     MysqlResult result;
-    if (run_query(connection, statement, result))
-        return result;
-    if (is_conflict(mysql_errno(connection)))
-        throw Conflict();
-    exit_with_error(connection);
+    if (!run_query(connection, statement, result))
+        throw failure_of(connection);
+    return result;
+}
+
+void end_for_failure(const QueryFailure& failure, const char* what) {
+    report({what, failure.text});
+    if (failure.kind == Kind::data || failure.kind == Kind::taken_key)
+        rule_out_retry();
+    give_up();
 }
 
 std::optional<Row> next_row(const MysqlResult& result) {

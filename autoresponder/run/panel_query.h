@@ -17,19 +17,33 @@ bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& res
 /// has done nothing, is sent again, a few times, before that counts as failure.
 bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlResult& result);
 
-/// The same for everything that the run cannot go on without: on failure writes
-/// "autoresponder: Unable to exec query :" and the server's error text to standard error and ends
-/// the process through give_up.
+/// A statement that failed.
+struct QueryFailure {
+    enum class Kind {
+        conflict,  ///< another run was in the way, by a deadlock or, at "commit", on another node
+        locked,    ///< a row stayed locked for as long as the server waits
+        taken_key, ///< a row with this key is there
+        data,      ///< it is what the statement says, and so the mail, that cannot be
+        lost,      ///< the connection ended before the answer: done or not
+        other
+    } kind;
+    /// In the server's words.
+    std::string text;
+};
+
+/// The same, and a failure is thrown: in a transaction it is not the statement alone that has to be
+/// tried again.
+MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement);
+
+inline constexpr char unable_to_exec[] = "autoresponder: Unable to exec query :";
+
+/// Writes `what` and the server's words to standard error and ends the process through give_up. A
+/// mail is not tried again for what its own bytes may have caused: a failure of the data, or a key.
+[[noreturn]] void end_for_failure(const QueryFailure& failure, const char* what = unable_to_exec);
+
+/// run_query_patiently for what the run cannot go on without: a failure ends the process so.
 MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement);
-
-/// Thrown for a statement that another run stood in the way of: a deadlock, a lock that was not to
-/// be had, a key that is taken, or, at "commit", a node of a cluster that was first. The
-/// transaction is to be rolled back.
-struct Conflict {};
-
-/// The same for a statement of a transaction: a conflict throws, since there it is not the
-/// statement alone that has to be tried again.
-MysqlResult run_query_in_transaction(MYSQL* connection, const std::string& statement);
+MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement, const char* what);
 
 /// One row of a result, valid until the next row is fetched from it.
 class Row {

@@ -104,7 +104,7 @@ class Explain(PanelCase):
             ("", {}, "", "From: <>\n\n", ["Could not get sender's", "no reply: Could not"]),
             ("", {}, "", mail(sender=BOX), ["refused      Field From: equial"]),
             ("", {}, "", mail(sender="MAILER-DAEMON@x.test"), ["contains MAILER-DAEMON"]),
-            ("", {}, "", mail(sender="a" * 65 + "@x.test"), ["address is too long"]),
+            ("", {}, "", mail(sender="a" * 249 + "@x.test"), ["address is too long"]),
             (refuse, {}, "", mail(headers="Return-Path: <>\n"), ["Return-Path is null"]),
             (refuse, {"forward": ["a@x.test"]}, "", mail(headers="Precedence: bulk\n"),
              ["refused      Precedence is bulk", "forwards, and does not answer", ", 1 forward"]),

@@ -65,7 +65,7 @@ GOES_ON = "the run goes on"
 UNSENT = "counts as sent, and the run goes on"
 SIGTERM = "the temporary files go first, then the signal takes its course"
 # What is worth trying again while nothing has been sent.
-LATER = re.compile("Unable to (query:|exec)|to the mysql database|Other runs|Could not create")
+LATER = re.compile("Unable to (query:|exec)|to the mysql database|Could not create")
 TRIED_AGAIN = 111
 UNREAD = ", ".join("unread " + kind for kind in ALL.split(", "))
 
@@ -73,7 +73,9 @@ EXEC = "autoresponder: Unable to exec query :{}\n"
 NOT_CONNECTED = "autoresponder: Unable to connect to the mysql database \n"
 CONNECT = "autoresponder: Unable to connect to Orvek Database: {}\n" + NOT_CONNECTED
 LOCK = "autoresponder: Unable to lock reply bookkeeping, going on without\n"
-IN_THE_WAY = "autoresponder: Other runs stood in the way of reply bookkeeping, not answered\n"
+COUNTED = ("autoresponder: Connection lost while an answer was counted: it is not given, and may count"
+           " all the same\n")
+UNKNOWN = 1105  # an error of the server's like any other
 PARAMETER = ("autoresponder: Unable to query parameter by query"
              " select val from misc where param='%s': {}\n")
 NO_MAIL = ("Could not get sender's e-mail address from Reply-To: or From: headers.\n"
@@ -145,6 +147,7 @@ class Fault:
     arrange: Callable[["Faults"], object]
     at: str = ""  # the statement that it befalls
     release_only: bool = False
+    tries: int = 0  # of the statement, where they are bounded
     later: Outcome | None = None  # with AUTORESPONDER_RETRY_LATER, where nothing below says it
 
     def expected_later(self) -> Outcome:
@@ -157,11 +160,10 @@ class Fault:
         return self.promise != SIGTERM and (self.expected.sent != ALL or self.later is not None)
 
 
-def after_loss(first: int, text: str) -> Outcome:
+def after_loss(first: int, text: str, said: str = "") -> Outcome:
     """What comes of a connection that is lost at statement `first`, where it fails with `text`."""
-    said = ""
-    for _, _, line, sent in STATEMENTS[first:]:
-        said += line.format(text)
+    for name, _, line, sent in STATEMENTS[first:]:
+        said += line.format(text) if name != "lock" else ""  # it does not go on
         if sent is not None:
             return Outcome(said, sent)
         text = GONE
@@ -177,9 +179,10 @@ def statement_faults() -> list[Fault]:
         promise = GOES_ON if sent is None else "no notice, but the reply" if sent.endswith(
             "reply") else STOPS
         rows = [
-            ("the server returns an error for", promise, error, "error"),
+            ("the server returns an error for", promise, error, UNKNOWN),
             ("the server is killed in", "as for an error, there and at the next statements",
-             after_loss(number, "2013: " + LOST if connecting else LOST), "lose"),
+             after_loss(number, "2013: " + LOST if connecting else LOST,
+                        COUNTED * (name == "commit")), "lose"),
             ("the server is killed behind", "as for an error at the next statements",
              after_loss(number + 1, GONE), "gone"),
             ("SIGTERM in", SIGTERM, TERMINATED(
@@ -259,7 +262,7 @@ def other_faults() -> list[Fault]:
             "Can't connect to local server through socket '/run/mysqld/mysqld.sock' (2)"), ""),
             lambda case: case.lock_out()),
         Fault("the server refuses: too many connections", STOPS,
-              Outcome(CONNECT.format("Injected"), ""), harm("greeting", "error")),
+              Outcome(CONNECT.format("Injected"), ""), harm("greeting", 1040)),
         Fault("the server hangs up on connecting", STOPS, Outcome(CONNECT.format(HUNG_UP), ""),
               harm("greeting", "lose")),
         Fault("the server is slow to greet", ANSWERED, Outcome(), harm("greeting", "slow")),
@@ -271,8 +274,19 @@ def other_faults() -> list[Fault]:
               later=retried(EXEC.format(LOST) + CONNECT.format(HUNG_UP).replace(NOT_CONNECTED, KEPT))),
         Fault("another connection holds the lock", "waits 5 seconds, then goes on without",
               Outcome(LOCK), lambda case: case.hold_lock()),
-        Fault("every commit meets another run's", "20 tries, then no answer", Outcome(IN_THE_WAY, ""),
-              harm("^commit", "deadlocks")),
+        Fault("every commit meets another run's", "20 tries, then the message, and the run ends",
+              Outcome(EXEC.format("Injected"), ""), harm("^commit", 1213), tries=20),
+        Fault("the connection is lost in a first answer's insert", STOPS,
+              Outcome(COUNTED + EXEC.format(LOST), ""), lambda case: (
+                  case.database.execute("delete from resp_freq"), case.harm("^insert", "lose"))),
+        *(Fault("the insert fails by error", promise, Outcome(EXEC.format("Injected"), ""),
+                harm("^insert", error), str(error), tries=tries,
+                later=None if tried else Outcome(EXEC.format("Injected"), ""))
+          for errors, tries, tried, promise in (
+              ([1213, 1020, 3101], 20, True, "20 tries, then the message, and the run ends"),
+              ([1205], 2, True, "two tries, then the message, and the run ends"),
+              ([1062, 1064, 1264, 1267, 1271, 1292, 1300, 1366, 1406], 1, False, STOPS))
+          for error in errors),
 
         Fault("a forwarding address is an option of sendmail", "left out, the others get theirs",
               Outcome(OPTION.format("-C/tmp")), lambda case: case.database.execute(
@@ -282,7 +296,7 @@ def other_faults() -> list[Fault]:
               tell(mail(sender="-C/tmp@x.test"))),
         Fault("the sender is longer than an address can be", STOPS,
               Outcome("Field From: address is too long\n", ""),
-              tell(mail(sender="a" * 65 + "@x.test"))),
+              tell(mail(sender="a" * 248 + "@x.test"))),
 
         Fault("sendmail is missing", UNSENT, Outcome(SENDMAIL_MISSING * 3, ""),
               lambda case: setattr(case.box, "sendmail", None),
@@ -507,6 +521,8 @@ class Faults(PanelCase):
             with self.subTest(fault.name, at=fault.at):
                 observed = self.observe(fault.arrange)
                 self.assertEqual(str(observed), str(fault.expected))
+                if fault.tries:
+                    self.assertEqual(self.proxy.hits, fault.tries)
                 later = self.observe(fault.arrange, later=True) if fault.matters_later() else observed
                 self.assertEqual(str(later), str(fault.expected_later()))
                 rows.append((fault, observed, later))

@@ -1,5 +1,6 @@
 """The reply-frequency limiter, seen in its statements and in its table."""
 
+import functools
 import re
 import subprocess
 from collections import Counter
@@ -9,8 +10,12 @@ from support.database import REPOSITORY
 
 RULE = 7
 FREQ = "select num from ovk.resp_freq"
-LOCK = f"autoresponder-{RULE}-10051750667996179208"  # of SENDER
 GOING_ON = b"autoresponder: Unable to lock reply bookkeeping, going on without\n"
+
+
+def fnv_1a(text: str) -> int:
+    return functools.reduce(lambda hash, byte: (hash ^ byte) * 0x100000001B3 % (1 << 64),
+                            text.encode(), 0xCBF29CE484222325)
 
 
 class Limiter(PanelCase):
@@ -114,14 +119,44 @@ class Limiter(PanelCase):
         self.assertTrue(self.is_answered("b@x.test"))
         self.assertEqual([row[0] for row in self.entries()], ["a@x.test", "b@x.test"])
 
-    def test_senders_that_are_hard_to_write(self) -> None:
-        for sender in ("o'brien@client.example", '"a\\\\b"@client.example', "😀@client.example",
-                       "caf\udce9@client.example"):
-            with self.subTest(sender):
+    def test_one_answer_whoever_the_sender_and_whatever_the_table(self) -> None:
+        latin = "alter table resp_freq modify email varchar(320) character set latin1"
+        no_key = latin + ", drop primary key; set global sql_mode = ''"
+        broken = "caf\udce9\xdf@client.example"
+        long = "и" * 112 + "@client.example"  # 239 bytes
+        escaped = r"\xD0\xB8" * 112 + "@client.example"
+        for sender, again, name, table in (
+            ("o'brien@client.example", "", "", ""), ('"a\\\\b"@client.example', "", "", ""),
+            ("😀@client.example", "", r"\xF0\x9F\x98\x80@client.example", ""),
+            (broken, "", r"caf\xE9\xC3\x9F@client.example", ""),
+            (broken, "", r"caf\xE9\xC3\x9F@client.example", latin),
+            ("😀@client.example", "", r"\xF0\x9F\x98\x80@client.example", no_key),
+            (long, "", escaped[:190] + str(fnv_1a(escaped)), no_key),
+            (SENDER, SENDER + ".", SENDER, ""), (SENDER + ".", SENDER, SENDER, ""),
+            (SENDER, "", "", "set global autocommit = 0"),
+        ):
+            with self.subTest(sender, table=table):
+                self.database.load("panel.sql")
+                self.database.execute(PANEL)
                 self.limited(ans_freq="1")
-                self.assertTrue(self.is_answered(sender))
-                self.assertFalse(self.is_answered(sender))
-                self.assertEqual(self.entries(), [[sender, "1"]])
+                if table:
+                    self.database.execute(table)
+                try:
+                    answered = [self.is_answered(sender), self.is_answered(again or sender)]
+                finally:
+                    self.database.execute(
+                        "set global autocommit = 1; set global sql_mode = default")
+                self.assertEqual(answered, [True, False])
+                self.assertEqual(self.entries(), [[name or sender, "1"]])
+
+    def test_a_key_of_the_panels_own(self) -> None:
+        """Is met again at each try."""
+        self.limited()
+        self.database.execute("alter table resp_freq add unique (num)")
+        self.entry("other@example.org")
+        self.database.listen()
+        self.assertIn("Unable to exec query :Duplicate entry '1' for key", self.deliver().err)
+        self.assertEqual(sum(text.startswith("insert") for text in self.database.heard()), 1)
 
     def test_case_does_not_make_another_sender(self) -> None:
         """Neither where the column is bytes, nor where it is text that tells cases apart."""
@@ -156,6 +191,7 @@ class Limiter(PanelCase):
         return Counter(call.args[3] for call in calls if call.args[3] != "boss@example.org")
 
     def test_the_limit_holds_in_a_crowd(self) -> None:
+        lock = f"autoresponder-{RULE}-{fnv_1a(SENDER)}"
         for table, change, locked in (
             ("as it should be", "", True), ("and without the lock of the server", "", False),
             ("of a panel without the unique key", "drop primary key, add key (rn_id)", True),
@@ -168,9 +204,9 @@ class Limiter(PanelCase):
                 if change:
                     self.database.execute("alter table resp_freq " + change)
                 if not locked:
-                    self.database.execute(f"do get_lock('{LOCK}', 0)")
+                    self.database.execute(f"do get_lock('{lock}', 0)")
                 replies = self.answered_at_once([SENDER] * 60, b"" if locked else GOING_ON)
-                self.database.execute(f"do release_lock('{LOCK}')")
+                self.database.execute(f"do release_lock('{lock}')")
                 self.assertEqual((replies, self.entries()), ({SENDER: 10}, [[SENDER, "10"]]))
 
     def test_bringing_a_table_to_the_key(self) -> None:

@@ -30,7 +30,7 @@ def _error(number: int, code: int) -> bytes:
 
 class Proxy:
     """Harms the statement that `pattern` is found in, or, where that is "greeting", the start of
-    the connection: by "error", "deadlock" (the first time), "deadlocks", "lose" (the connection ends
+    the connection: by an error of a number, "deadlock" (the first time), "lose" (the connection ends
     instead of an answer), "gone" (it ends behind the answer), "slow", or a function that is called
     with the program's process id before the statement goes its way."""
 
@@ -38,7 +38,7 @@ class Proxy:
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="ovk-proxy-"))
         self.server = server
         self.pattern: str | None = None
-        self.harm: str | Callable[[int], object] = ""
+        self.harm: str | int | Callable[[int], object] = ""
         self.hits = 0
         self.listener = socket.socket(socket.AF_UNIX)
         self.listener.bind(str(self.folder / "mysqld.sock"))
@@ -64,9 +64,9 @@ class Proxy:
 
     def _relay(self, client: socket.socket, server: socket.socket) -> None:
         harm = self._meet(client, "greeting")
-        if harm == "error":
-            client.sendall(_error(0, 1040))  # too many connections
-        if harm in ("error", "lose"):
+        if isinstance(harm, int):
+            client.sendall(_error(0, harm))
+        if isinstance(harm, int) or harm == "lose":
             return
         while True:
             if server in select.select([client, server], [], [])[0]:
@@ -84,19 +84,21 @@ class Proxy:
                 harm = self._meet(client, body[1:].decode(errors="replace"))
             if harm == "lose":
                 return
-            if harm in ("error", "deadlocks") or harm == "deadlock" and self.hits == 1:
-                client.sendall(_error(1, 1105 if harm == "error" else 1213))
+            if harm == "deadlock" and self.hits == 1:
+                harm = 1213
+            if isinstance(harm, int):
+                client.sendall(_error(1, harm))
             else:
                 server.sendall(header + body)
 
-    def _meet(self, client: socket.socket, text: str) -> str:
+    def _meet(self, client: socket.socket, text: str) -> str | int:
         """What is to happen to this statement."""
         if self.pattern is None or re.search(self.pattern, text) is None:
             return ""
         self.hits += 1
         if self.harm == "slow":
             time.sleep(0.1)
-        if isinstance(self.harm, str):
+        if isinstance(self.harm, (str, int)):
             return self.harm
         self.harm(struct.unpack("3i", client.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED,
                                                         12))[0])
