@@ -1,13 +1,16 @@
-"""docs/PANEL.md: its statements are run in their order, and its fields are those of the explanation."""
+"""What the documents show is what happens: the statements of docs/PANEL.md, run in their order, its fields
+of the explanation, and the page of README.md."""
 
 import json
 import os
 import re
 import subprocess
+import textwrap
 
 from support.case import BOX, SENDER, PanelCase, mail
 from support.database import REPOSITORY
 
+SAMPLE_SENDER = "customer@client.example"
 PAGE = (REPOSITORY / "docs/PANEL.md").read_text()
 PARAGRAPHS = PAGE.split("\n\n")
 STEPS = {words: block for words, block in zip(PARAGRAPHS, PARAGRAPHS[1:]) if block.startswith("```sql\n")}
@@ -25,14 +28,28 @@ def objects(value: object, path: str = "") -> list[tuple[str, list[str]]]:
         found for key, inner in value.items() for found in objects(inner, f"{path}.{key}".lstrip("."))]
 
 
-class Panel(PanelCase):
+class Documents(PanelCase):
     def fill(self) -> None:
         pass
 
-    def explain(self, message: str, recipient: str) -> dict:
-        self.box.extra = ["--ro-bind", os.environ["OVK_EXPLAIN"], "/explain"]
-        command = self.box.command(None)[:-1] + ["/explain", "--json", recipient]
-        return json.loads(subprocess.run(command, input=message.encode(), capture_output=True).stdout)
+    def explain(self, message: str, *arguments: str) -> str:
+        self.box.extra = ["--ro-bind", os.environ["OVK_EXPLAIN"], "/explain", "--setenv", "LANG", "C.UTF-8"]
+        command = self.box.command(None)[:-1] + ["/explain", *arguments]
+        return subprocess.run(command, input=message.encode(), capture_output=True).stdout.decode()
+
+    def test_page(self) -> None:
+        """README's page leaves lines out."""
+        page = re.search(r"^    # .*autoresponder-explain .*\n((?:(?:    .*)?\n)+)",
+                         (REPOSITORY / "README.md").read_text(), re.M)[1]
+        self.database.load("panel.sql", "sample.sql")
+        (self.box.attachments(BOX) / "price list.txt").write_bytes(b"x" * 2000)
+        message = mail("Question", "How much is it?\nThe Price of the red one, please?\n", sender=SAMPLE_SENDER,
+                       headers="Date: Wed, 25 Nov 2026 09:14:00 +0000\n"
+                               "Content-Type: text/plain; charset=utf-8\n")
+        told = iter(self.explain(message, BOX).splitlines())
+        for line in textwrap.dedent(page).strip().splitlines():
+            self.assertIn(line, told)
+
 
     def test_step_by_step(self) -> None:
         steps = {words: block[len("```sql\n"):-len(";\n```")] for words, block in STEPS.items()}
@@ -67,7 +84,7 @@ class Panel(PanelCase):
     def compare_fields(self, price: str) -> None:
         self.rule(id=90, keystr="price", key_where="body")  # another place, no limit reached
         told = [found for recipient in (BOX, "nobody@example.com")
-                for found in objects(self.explain(price, recipient))]
+                for found in objects(json.loads(self.explain(price, "--json", recipient)))]
         self.database.execute("delete from mail_resp where id = 90")
         for path, fields in told:
             path = path.replace("elsewhere[]", "found")
