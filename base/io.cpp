@@ -1,6 +1,7 @@
 #include "base/io.h"
 
 #include <cerrno>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,4 +42,15 @@ pid_t wait_for(pid_t child, int* status, int options) {
         result = waitpid(child, status, options);
     } while (result == -1 && errno == EINTR);
     return result;
+}
+
+// A service manager may allow a million of them, so the kernel is asked to close the whole range
+// where it can.
+void close_from(int first) {
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, first, ~0u, 0) == 0)
+        return;
+#endif
+    for (int fd = first, end = getdtablesize(); fd < end; ++fd)
+        close(fd);
 }

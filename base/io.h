@@ -16,3 +16,6 @@ bool write_fully(int fd, std::string_view bytes);
 
 /// waitpid(2). errno is 0 on success.
 pid_t wait_for(pid_t child, int* status, int options);
+
+/// Closes every descriptor from `first` up. Touches neither heap nor streams nor locks.
+void close_from(int first);

@@ -32,6 +32,7 @@ check_pie_supported()
 if(OVK_SANITIZE)
   target_compile_options(ovk_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_definitions(ovk_options INTERFACE OVK_SANITIZED) # they call and map more
   target_link_options(ovk_options INTERFACE -fsanitize=address,undefined)
 else()
   target_compile_definitions(ovk_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)

@@ -1,5 +1,6 @@
 #include "lib/forkexec.h"
 
+#include "base/io.h"
 #include "lib/product_log.h"
 #include "lib/spawn.h"
 
@@ -7,21 +8,9 @@
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
-
-/// Closes every descriptor from 3 up. A service manager may allow a million of them, so the kernel
-/// is asked to close the whole range where it can.
-void close_all() {
-#ifdef SYS_close_range
-    if (syscall(SYS_close_range, spawn::first_other, ~0u, 0) == 0)
-        return;
-#endif
-    for (int fd = spawn::first_other, end = getdtablesize(); fd < end; ++fd)
-        close(fd);
-}
 
 /// Makes `from` the descriptors 0, 1 and 2. False with errno set.
 bool place(std::array<int, spawn::first_other> from) {
@@ -48,7 +37,7 @@ bool place(std::array<int, spawn::first_other> from) {
                             "\n");
         spawn::end_child();
     }
-    close_all();
+    close_from(spawn::first_other);
     spawn::execute(path, args);
     spawn::write_pieces(STDERR_FILENO, "fork_execv: execv(\"", path,
                         "\") failed: ", spawn::error_text(errno), "\n");

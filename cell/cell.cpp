@@ -1,0 +1,336 @@
+#include "cell/cell.h"
+
+#include "base/io.h"
+#include "base/owned.h"
+#include "base/text.h"
+#include "cell/confinement.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <fcntl.h>
+#include <new>
+#include <poll.h>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace cell {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t megabyte = 1'000'000;
+
+/// What is larger goes over the pipe without being copied into it.
+constexpr std::size_t large = 65536;
+constexpr int large_pipe = 1 << 20;
+
+constexpr std::size_t most_texts = 4096;
+
+/// The status of a child that ends for want of memory.
+constexpr int no_memory_status = 77;
+
+/// An answer: this, the length of each text, the texts.
+struct Head {
+    std::uint64_t holding; ///< what confine() gave
+    std::uint64_t count;
+};
+
+std::string_view bytes_of(const void* start, std::size_t size) {
+    return {static_cast<const char*>(start), size};
+}
+
+/// The pages themselves go into the pipe: whoever calls leaves them as they are. False where that
+/// is not to be had.
+bool lend_fully(int pipe, std::string_view text) {
+    while (!text.empty()) {
+        const iovec pages = {const_cast<char*>(text.data()), text.size()};
+        const ssize_t count = vmsplice(pipe, &pages, 1, 0);
+        if (count > 0)
+            text.remove_prefix(static_cast<std::size_t>(count));
+        else if (count == 0 || errno != EINTR)
+            return write_fully(pipe, text);
+    }
+    return true;
+}
+
+bool tell(int pipe, std::uint64_t holding, const Texts& texts) {
+    const Head head = {holding, texts.size()};
+    std::string waiting(bytes_of(&head, sizeof head));
+    for (const std::string& text : texts) {
+        const std::uint64_t length = text.size();
+        waiting += bytes_of(&length, sizeof length);
+    }
+    for (const std::string& text : texts) {
+        if (text.size() < large) {
+            waiting += text;
+            continue;
+        }
+        if (!write_fully(pipe, waiting) || !lend_fully(pipe, text))
+            return false;
+        waiting.clear();
+    }
+    return write_fully(pipe, waiting);
+}
+
+/// The child. `pipe` becomes its one descriptor.
+[[noreturn]] void live(const Work& work, const Bounds& bounds, int pipe) {
+    constexpr int answer = 0;
+    // What the parent does at its end is none of the child's business.
+    std::set_terminate(std::abort);
+    std::signal(SIGXCPU, SIG_DFL);
+    sigset_t own_limit;
+    sigemptyset(&own_limit);
+    sigaddset(&own_limit, SIGXCPU);
+    sigprocmask(SIG_UNBLOCK, &own_limit, nullptr);
+    if (dup2(pipe, answer) == -1)
+        _exit(EXIT_FAILURE);
+    close_from(answer + 1);
+    const unsigned holding = confine(bounds);
+    try {
+        _exit(tell(answer, holding, work()) ? EXIT_SUCCESS : EXIT_FAILURE);
+    } catch (const std::bad_alloc&) {
+        _exit(no_memory_status);
+    } catch (...) {
+        _exit(EXIT_FAILURE);
+    }
+}
+
+/// The child as long as it lives, and no longer than this.
+class Child {
+public:
+    /// All signals are held back in the child: those for the process are its parent's to hear, and
+    /// the parent's handlers are not for it. Where SIGCHLD is ignored nobody could wait.
+    Child(const Work& work, const Bounds& bounds, int pipe) {
+        struct sigaction heard = {};
+        heard.sa_handler = SIG_DFL;
+        sigaction(SIGCHLD, &heard, &before_);
+        sigset_t all, mask;
+        sigfillset(&all);
+        sigprocmask(SIG_SETMASK, &all, &mask);
+        pid_ = fork();
+        if (pid_ == 0)
+            live(work, bounds, pipe);
+        const int reason = errno;
+        sigprocmask(SIG_SETMASK, &mask, nullptr);
+        errno = reason;
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    ~Child() {
+        const int reason = errno;
+        end();
+        sigaction(SIGCHLD, &before_, nullptr);
+        errno = reason;
+    }
+
+    bool is_there() const { return pid_ > 0; }
+
+    /// Its status once it has ended by itself; none at the deadline.
+    bool wait_until(Clock::time_point deadline, int* status) {
+        while (wait_for(pid_, status, WNOHANG) == 0) {
+            if (Clock::now() >= deadline)
+                return false;
+            poll(nullptr, 0, 1);
+        }
+        pid_ = -1;
+        return true;
+    }
+
+private:
+    void end() {
+        if (!is_there())
+            return;
+        kill(pid_, SIGKILL);
+        int status;
+        wait_for(pid_, &status, 0);
+    }
+
+    pid_t pid_ = -1;
+    struct sigaction before_;
+};
+
+/// The parent's end of the pipe.
+class Answer {
+public:
+    Answer(int pipe, Clock::time_point deadline) : pipe_(pipe), deadline_(deadline) {}
+
+    /// False where the answer ends before, or the time does.
+    bool read(void* to, std::size_t size) {
+        char* const bytes = static_cast<char*>(to);
+        std::size_t filled = 0;
+        while (filled < size) {
+            if (ahead_.empty() && size - filled >= page_.size()) {
+                const std::size_t count = receive(bytes + filled, size - filled);
+                if (count == 0)
+                    return false;
+                filled += count;
+                continue;
+            }
+            if (ahead_.empty())
+                ahead_ = {page_.data(), receive(page_.data(), page_.size())};
+            if (ahead_.empty())
+                return false;
+            const std::size_t count = std::min(ahead_.size(), size - filled);
+            ahead_.copy(bytes + filled, count);
+            ahead_.remove_prefix(count);
+            filled += count;
+        }
+        return true;
+    }
+
+    bool read(std::string& text, std::size_t size) {
+        text.reserve(size);
+        while (text.size() < size) { // a piece is cleared while it is about to be written anyway
+            const std::size_t start = text.size();
+            text.resize(std::min(size, start + large));
+            if (!read(text.data() + start, text.size() - start))
+                return false;
+        }
+        return true;
+    }
+
+private:
+    std::size_t receive(char* to, std::size_t size) {
+        for (;;) {
+            const auto left =
+                std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
+            pollfd waited = {pipe_, POLLIN, 0};
+            const int ready = left > 0 ? poll(&waited, 1, static_cast<int>(left)) : 0;
+            if (ready == 0)
+                return 0;
+            if (ready == -1 && errno == EINTR)
+                continue;
+            const ssize_t count = read_some(pipe_, to, size);
+            return count > 0 ? static_cast<std::size_t>(count) : 0;
+        }
+    }
+
+    int pipe_;
+    Clock::time_point deadline_;
+    std::array<char, 4096> page_;
+    std::string_view ahead_;
+};
+
+enum class Reading { whole, cut_off, out_of_form };
+
+Reading read_answer(Answer& answer, std::size_t most, std::uint64_t& holding, Texts& texts) {
+    Head head;
+    if (!answer.read(&head, sizeof head))
+        return Reading::cut_off;
+    if (head.count > most_texts)
+        return Reading::out_of_form;
+    std::vector<std::uint64_t> lengths(head.count);
+    if (!answer.read(lengths.data(), lengths.size() * sizeof(std::uint64_t)))
+        return Reading::cut_off;
+    std::size_t left = most;
+    for (const std::uint64_t length : lengths) {
+        if (length > left)
+            return Reading::out_of_form;
+        left -= length;
+    }
+    for (const std::uint64_t length : lengths) {
+        if (!answer.read(texts.emplace_back(), length))
+            return Reading::cut_off;
+    }
+    holding = head.holding;
+    return Reading::whole;
+}
+
+/// Whether the cell's bound was what it ran into, since there is more to be had.
+bool is_to_be_had(std::size_t memory) {
+    void* const trial =
+        mmap(nullptr, memory, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (trial == MAP_FAILED)
+        return false;
+    munmap(trial, memory);
+    return true;
+}
+
+/// What a child has come to that has not answered.
+Outcome end_of(int status, std::size_t memory) {
+    if (WIFSIGNALED(status)) {
+        const int signal = WTERMSIG(status);
+        if (signal == SIGKILL)
+            return {End::no_memory, {}, {}};
+        const char* const name = sigdescr_np(signal);
+        return {
+            End::broken, name != nullptr ? name : concat({"signal ", std::to_string(signal)}), {}};
+    }
+    if (WEXITSTATUS(status) != no_memory_status)
+        return {End::broken, "no answer", {}};
+    if (!is_to_be_had(memory))
+        return {End::no_memory, {}, {}};
+    return {End::broken,
+            concat({"more than ", std::to_string(memory / megabyte), " MB of memory"}),
+            {}};
+}
+
+/// As run; in `holding` what holds in a cell that has answered.
+Outcome run_in_cell(Work work, const Limits& limits, std::uint64_t& holding) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1)
+        return {End::not_made, {}, {}};
+    const Descriptor read_end(ends[0]);
+    Descriptor write_end(ends[1]);
+    if (limits.memory >= limits_for(large).memory)
+        fcntl(read_end.get(), F_SETPIPE_SZ, large_pipe);
+    const Clock::time_point deadline = Clock::now() + limits.time;
+    Child child(work, {limits.memory, static_cast<unsigned>(limits.time.count()), getpid()},
+                write_end.get());
+    if (!child.is_there())
+        return {End::not_made, {}, {}};
+    write_end.reset();
+    work = nullptr;
+
+    Outcome outcome;
+    Answer answer(read_end.get(), deadline);
+    switch (read_answer(answer, limits.memory, holding, outcome.texts)) {
+    case Reading::whole:
+        outcome.end = End::answered;
+        return outcome;
+    case Reading::out_of_form:
+        return {End::broken, "an answer out of form", {}};
+    case Reading::cut_off:
+        break;
+    }
+    int status = 0;
+    if (!child.wait_until(deadline, &status))
+        return {End::broken,
+                concat({"no answer in ", std::to_string(limits.time.count()), " seconds"}),
+                {}};
+    return end_of(status, limits.memory);
+}
+
+} // namespace
+
+Limits limits_for(std::size_t size) {
+    return {64 * megabyte + 16 * size, std::chrono::seconds(20 + size / megabyte)};
+}
+
+Outcome run(Work work, const Limits& limits) {
+    std::uint64_t holding = 0;
+    return run_in_cell(std::move(work), limits, holding);
+}
+
+std::vector<Confinement> confinements() {
+    std::uint64_t holding = 0;
+    std::vector<Confinement> found;
+    if (run_in_cell([] { return Texts(); }, limits_for(0), holding).end != End::answered)
+        return found;
+    for (std::size_t i = 0; i < step_count; ++i)
+        found.push_back({steps[i].name, (holding >> i & 1) != 0});
+    return found;
+}
+
+} // namespace cell
