@@ -1,36 +1,53 @@
 #include "lib/dbconnect.h"
 
+#include "base/io.h"
 #include "base/owned.h"
 #include "lib/mysql_owned.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 
 namespace {
 
 constexpr char password_file[] = "/etc/ovk/.ovk.shadow";
 
+/// Without those by which whoever answers at the socket gets the password as it is
+/// (mysql_clear_password, dialog) or nearly so (mysql_old_password), or by a key of his own
+/// (sha256_password). caching_sha2_password stays for servers of MySQL, though by it one at a local
+/// socket may ask for the password as it is.
+constexpr char ways_to_log_in[] =
+    "mysql_native_password,client_ed25519,auth_gssapi_client,parsec,caching_sha2_password";
+
 /// Room for the part of the password line that is read, and its terminator.
 using Password = std::array<char, 100>;
 
 bool orvek_get_admin_password(Password& password, char* msgbuf, std::size_t msgbufsize) {
-    const File file(std::fopen(password_file, "re"));
+    const Descriptor file(open(password_file, O_RDONLY | O_CLOEXEC)); // a stream would keep a copy
     if (!file) {
         std::snprintf(msgbuf, msgbufsize, "Unable to open admin password file: %s",
                       std::strerror(errno));
         return false;
     }
     errno = 0; // the end of a file is no error, and leaves errno as it was
-    if (std::fgets(password.data(), static_cast<int>(password.size()), file.get()) == nullptr) {
+    const std::size_t length = read_fully(file.get(), password.data(), password.size() - 1);
+    if (length == 0) {
         std::snprintf(msgbuf, msgbufsize, "Unable to read admin password file: %s",
                       std::strerror(errno));
         return false;
     }
-    const std::size_t length = std::strlen(password.data());
-    if (length > 0 && password[length - 1] == '\n')
-        password[length - 1] = '\0';
+    *std::find(password.begin(), password.begin() + length, '\n') = '\0';
     return true;
+}
+
+/// Leaves nothing of the password in the client library's memory: its copy, and the last message
+/// that it sent, which may have been one.
+void wipe_password(MYSQL* handle) {
+    explicit_bzero(handle->passwd, std::strlen(handle->passwd));
+    explicit_bzero(handle->net.buff, 2 * sizeof(Password));
 }
 
 void set_db_errmsg(MYSQL* handle, char* msgbuf, std::size_t msgbufsize, const char* desc) {
@@ -68,6 +85,7 @@ MYSQL* orvek_db_connect_raw_ex(char* msgbuf, std::size_t msgbufsize) {
         errno = ENOMEM;
         return nullptr;
     }
+    mysql_optionsv(connection.get(), MARIADB_OPT_RESTRICTED_AUTH, ways_to_log_in);
     const bool connected = mysql_real_connect(connection.get(), "localhost", "admin",
                                               password.data(), "ovk", 0, nullptr, 0) != nullptr;
     explicit_bzero(password.data(), password.size());
@@ -79,6 +97,7 @@ MYSQL* orvek_db_connect_raw_ex(char* msgbuf, std::size_t msgbufsize) {
         errno = reason;
         return nullptr;
     }
+    wipe_password(connection.get());
     return connection.release();
 }
 

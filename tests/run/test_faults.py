@@ -432,6 +432,7 @@ class Faults(PanelCase):
         self.database.listen()
         self.deliver(self.message, RECIPIENT)
         lock = re.search(r"GET_LOCK\((.*?),", "".join(self.database.heard()))[1]
+        self.proxy.close()  # the next one takes its place
         self.prepare()
         self.database.execute(f"do get_lock({lock}, 0)")
         self.undo.append(lambda: self.database.execute(f"do release_lock({lock})"))

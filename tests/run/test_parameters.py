@@ -6,6 +6,8 @@ import re
 import shlex
 
 from support.case import PanelCase
+from support.database import PASSWORD
+from support.proxy import Proxy
 
 ENOENT = "System error 2: No such file or directory\n"
 NO_SERVER = ("probe: Unable to connect to Orvek Database: Can't connect to local server through"
@@ -71,6 +73,35 @@ class PanelLibrary(PanelCase):
         self.assertEqual(self.probe(("connect", "100"), ("connect", "16"), ("open",),
                                     messages=f"probe: {NO_FILE}\n{ENOENT}"),
                          [f"refused {NO_FILE}", "refused Unable to open ", ""])
+
+    def test_what_a_server_may_ask_for(self) -> None:
+        proxy = Proxy(self.database.socket)
+        self.addCleanup(proxy.close)
+        self.box.run_folder = proxy.folder
+        proxy.pattern = "^greeting$"
+        for plugin in ("mysql_clear_password", "mysql_old_password", "sha256_password", "dialog"):
+            with self.subTest(plugin):
+                proxy.harm = "ask " + plugin
+                refused = self.probe(("connect", "100"))[0]
+                self.assertIn("couldn't be found in restri", refused)
+                self.assertEqual(proxy.told, b"")
+        found: list[bool] = []
+
+        def look(pid: int) -> None:
+            """Whether the process still holds the password, and something else that it read, which shows
+            that this looks in the right place."""
+            held = b""
+            with open(f"/proc/{pid}/maps") as maps, open(f"/proc/{pid}/mem", "rb", 0) as memory:
+                for begin, end in re.findall(r"^(\w+)-(\w+) rw", maps.read(), re.M):
+                    memory.seek(int(begin, 16))
+                    held += memory.read(int(end, 16) - int(begin, 16)) or b""
+            found.extend((PASSWORD.encode() in held, b"mysqld.sock" in held))
+
+        proxy.pattern, proxy.harm = "^select", look
+        self.probe(("open",), ("get", "plain"))
+        self.box.program, self.box.wrapper = pathlib.Path(os.environ["OVK_PROGRAM"]).resolve(), []
+        self.deliver()
+        self.assertEqual(found[:4], [False, True] * 2)
 
     def test_character_set(self) -> None:
         both = [("connect_ex", "100"), ("connect", "100")]

@@ -31,8 +31,9 @@ def _error(number: int, code: int) -> bytes:
 class Proxy:
     """Harms the statement that `pattern` is found in, or, where that is "greeting", the start of
     the connection: by an error of a number, "deadlock" (the first time), "lose" (the connection ends
-    instead of an answer), "gone" (it ends behind the answer), "slow", or a function that is called
-    with the program's process id before the statement goes its way."""
+    instead of an answer), "gone" (it ends behind the answer), "slow", "ask PLUGIN" (the login is to be
+    made by that plugin; `told` is what came), or a function that is called with the program's process
+    id before the statement goes its way."""
 
     def __init__(self, server: pathlib.Path) -> None:
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="ovk-proxy-"))
@@ -40,6 +41,7 @@ class Proxy:
         self.pattern: str | None = None
         self.harm: str | int | Callable[[int], object] = ""
         self.hits = 0
+        self.told = b""
         self.listener = socket.socket(socket.AF_UNIX)
         self.listener.bind(str(self.folder / "mysqld.sock"))
         self.listener.listen()
@@ -67,6 +69,15 @@ class Proxy:
         if isinstance(harm, int):
             client.sendall(_error(0, harm))
         if isinstance(harm, int) or harm == "lose":
+            return
+        if harm.startswith("ask "):
+            client.sendall(server.recv(1 << 16))
+            _read(client, int.from_bytes(_read(client, 4)[:3], "little"))
+            plugin = harm[4:].encode() + b"\0" + b"12345678901234567890\0"
+            if harm == "ask mysql_old_password":
+                plugin = b""
+            client.sendall((1 + len(plugin)).to_bytes(3, "little") + b"\2\xfe" + plugin)
+            self.told = client.recv(1 << 16)
             return
         while True:
             if server in select.select([client, server], [], [])[0]:
