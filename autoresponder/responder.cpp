@@ -17,23 +17,20 @@
 
 namespace {
 
-/// Says so when not.
-bool is_to_be_answered(const ReplyContext& context) {
-    const Refusal refusal = refusal_of(context.mail, context.facts, context.mailbox,
-                                       context.connection, context.policy);
-    if (refusal.fault == Fault::option_like_sender) {
-        is_safe_argument(context.mail.from);
-        log_refusal(last_said());
-    } else if (refusal) {
-        report({"autoresponder: Not answered: ", refusal.reason});
+/// Why the mail is not to be answered. Says so, but of a sender that only a reply would harm.
+Refusal told_refusal(const ReplyContext& context) {
+    Refusal refusal = refusal_of(context.mail, context.facts, context.mailbox, context.connection,
+                                 context.policy);
+    if (refusal)
         log_refusal(refusal.reason);
-    }
-    return !refusal;
+    if (refusal && refusal.fault != Fault::option_like_sender)
+        report({"autoresponder: Not answered: ", refusal.reason});
+    return refusal;
 }
 
 /// Forwards and answers by a rule that is on, where it comes to that. Returns what came of it.
 const char* run_rule(const ResponderRule& rule, const ReplyContext& context,
-                     const TriggerSearch& triggers, bool may_answer) {
+                     const TriggerSearch& triggers, const Refusal& refusal) {
     const Mail_content& mail = context.mail;
     if (!triggers.finds(rule))
         return "no match";
@@ -41,7 +38,9 @@ const char* run_rule(const ResponderRule& rule, const ReplyContext& context,
     if (!can_response_freq(context.connection, &mail, rule.id, rule.ans_freq, rule.mem_limit))
         return "limit reached";
     forward(context.connection, &mail, rule.id);
-    if (!may_answer)
+    if (refusal.fault == Fault::option_like_sender)
+        is_safe_argument(mail.from);
+    if (refusal)
         return "refused";
     return send_reply(rule, context) ? "answered" : "failed";
 }
@@ -69,7 +68,7 @@ int db_mail_act(Mail_content* mail, const HeaderFacts& facts) {
     const ReplyContext context{*mail,  mailbox, connection.get(), recipient.domain.get(),
                                policy, facts};
     log_mailbox(mailbox.mail_name, mailbox.domain_name);
-    const bool may_answer = is_to_be_answered(context);
+    const Refusal refusal = told_refusal(context);
 
     const MysqlResult rows = query_rules(connection.get(), mailbox.id);
     const TriggerSearch triggers(*mail, policy);
@@ -77,7 +76,7 @@ int db_mail_act(Mail_content* mail, const HeaderFacts& facts) {
         if (!is_on(*rule))
             continue;
         log_rule(rule->id, "failed");
-        log_rule(rule->id, run_rule(*rule, context, triggers, may_answer));
+        log_rule(rule->id, run_rule(*rule, context, triggers, refusal));
     }
     log_completed();
     return 0;

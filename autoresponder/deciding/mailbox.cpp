@@ -110,7 +110,8 @@ std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& 
     look_up_else(other, mail.mailname);
     if (shorter != mail.mailname) {
         look_up_else(mail.domain, shorter);
-        look_up_else(other, shorter);
+        if (other != mail.domain)
+            look_up_else(other, shorter);
     }
     if (found)
         found->mailbox.attachments_dir =

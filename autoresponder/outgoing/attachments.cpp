@@ -48,8 +48,10 @@ Descriptor follow_link(int parent, int link) {
     return open_directory_at(parent, target.data());
 }
 
+/// A mailbox may have no name; then its folder is that of the domain.
 Descriptor open_trusted_component(int parent, const std::string& name) {
-    Descriptor found(openat(parent, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    Descriptor found(
+        openat(parent, name.empty() ? "." : name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     struct stat status;
     if (!found || fstat(found.get(), &status) == -1 || S_ISDIR(status.st_mode))
         return found;
@@ -101,14 +103,24 @@ Descriptor open_inside(const std::string& directory, const std::string& name, in
     return {};
 }
 
-/// Opening a device may act on it, and opening a FIFO waits for a writer.
-bool can_be_read(int fd) {
+/// Opening a device may act on it, and opening a FIFO waits for a writer. A file that is somebody
+/// else's may have been linked into the repository.
+bool can_be_read(int fd, const std::string& directory) {
     struct stat status;
     if (fstat(fd, &status) == -1)
         return false;
-    if (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode))
+    if (S_ISDIR(status.st_mode))
         return true;
-    errno = ENXIO;
+    if (!S_ISREG(status.st_mode)) {
+        errno = ENXIO;
+        return false;
+    }
+    struct stat owner;
+    const Descriptor repository = open_repository(directory);
+    if (status.st_nlink == 1 ||
+        (repository && fstat(repository.get(), &owner) == 0 && owner.st_uid == status.st_uid))
+        return true;
+    errno = EMLINK;
     return false;
 }
 
@@ -177,11 +189,11 @@ bool attachment_exists(const std::string& directory, const std::string& name) {
 
 Descriptor open_attachment(const std::string& directory, const std::string& name) {
     const Descriptor seen = open_inside(directory, name, O_PATH | O_CLOEXEC);
-    if (!seen || !can_be_read(seen.get()))
+    if (!seen || !can_be_read(seen.get(), directory))
         return {};
     // Looked at once more after opening: the name may have changed hands in between.
     Descriptor file = open_inside(directory, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (file && !can_be_read(file.get()))
+    if (file && !can_be_read(file.get(), directory))
         file.reset();
     return file;
 }

@@ -16,7 +16,8 @@
 bool attachment_exists(const std::string& directory, const std::string& name);
 
 /// Opens `directory`/`name` for reading, confined in the same way. Never waits: what is neither a
-/// file nor a directory is not opened. Without a descriptor, errno says why.
+/// file nor a directory is not opened, nor is a file with further links that another than the
+/// repository's owner owns. Without a descriptor, errno says why.
 Descriptor open_attachment(const std::string& directory, const std::string& name);
 
 /// The attachments of a rule.

@@ -6,6 +6,7 @@
 #include "codecs/outgoing.h"
 #include "codecs/utf8.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 
@@ -22,10 +23,35 @@ OutgoingText recoded(const std::string& text, const std::string& charset, bool f
     }
 }
 
+/// RFC 5322 section 3.2.3, RFC 6532 section 3.2.
+bool is_dot_atom(std::string_view text) {
+    constexpr std::string_view others = "!#$%&'*+-/=?^_`{|}~.";
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) {
+                           return is_alphanumeric(c) || static_cast<signed char>(c) < 0 ||
+                                  contains(others, {&c, 1});
+                       }) &&
+           !text.empty() && !text.starts_with('.') && !text.ends_with('.') && !contains(text, "..");
+}
+
+/// A local part as it is written in an address (RFC 5321 section 4.1.2).
+std::string written(std::string_view local_part) {
+    if (is_dot_atom(local_part))
+        return std::string(local_part);
+    std::string quoted = "\"";
+    for (const char c : local_part)
+        quoted.append(c == '"' || c == '\\' ? "\\" : "").append(1, c);
+    return quoted += '"';
+}
+
 } // namespace
 
 std::string own_address(const std::string& address, const Policy& policy) {
-    return policy.standard_mail ? orvek::idn::emailToAscii(address) : orvek::idn::toAscii(address);
+    if (!policy.standard_mail && policy.recipient_delimiter == '\0')
+        return orvek::idn::toAscii(address);
+    const std::string ascii = orvek::idn::emailToAscii(address);
+    const std::size_t at = std::min(ascii.find('@'), ascii.size());
+    return policy.standard_mail ? written(ascii.substr(0, at)) + ascii.substr(at) : ascii;
 }
 
 std::string reply_to_lines(const std::string& reply_to, const Policy& policy) {

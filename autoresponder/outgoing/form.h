@@ -6,8 +6,9 @@
 
 #include <string>
 
-/// The mailbox's own address with its domain in ASCII form; without standard mail local part and
-/// first label go through IDN as one. Throws orvek::idn::IdnaError for one that has no such form.
+/// The mailbox's own address with its domain in ASCII form. With standard mail a local part that is
+/// no dot-atom is quoted (RFC 5321); without, and without a recipient delimiter, it goes through
+/// IDN with the domain's first label. Throws orvek::idn::IdnaError for one that has no such form.
 std::string own_address(const std::string& address, const Policy& policy);
 
 /// "Reply-To: " and the rule's value in one or more lines, each ended by a line feed; empty for a

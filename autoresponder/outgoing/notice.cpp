@@ -123,7 +123,7 @@ std::optional<NoticePlan> plan_notice(const std::string& missing, const Responde
         return std::nullopt;
     const std::string sender = notice_sender(context.connection);
     const std::string envelope_sender = context.policy.null_sender ? null_path : sender;
-    if (!is_safe_argument(envelope_sender) || !is_safe_argument(client->email))
+    if (!is_safe_argument(client->email)) // the sender stands behind "-f"
         return std::nullopt;
     return NoticePlan{envelope_sender, client->email,
                       notice_text(sender, *client, missing, rule, context)};

@@ -19,9 +19,9 @@ TemporaryFile reply_file(resp_uu_file_name, reply_file_template, 65536);
 bool TemporaryFile::create(std::uint64_t limit) {
     std::copy(name_template_.begin(), name_template_.end(), name_);
     file_.reset(mkostemp(name_, O_CLOEXEC));
-    why_not_made_ = file_ ? 0 : errno;
+    is_made_ = static_cast<bool>(file_);
     begin(limit);
-    return static_cast<bool>(file_);
+    return is_made_;
 }
 
 void TemporaryFile::write(std::string_view bytes) {
@@ -65,8 +65,8 @@ Descriptor TemporaryFile::take() {
 }
 
 Descriptor TemporaryFile::open_to_read() const {
-    if (why_not_made_ != 0) {
-        errno = why_not_made_;
+    if (!is_made_) {
+        errno = ENOENT;
         return {};
     }
     return Descriptor(open(name_, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));

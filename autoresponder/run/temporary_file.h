@@ -46,9 +46,9 @@ public:
     bool takes_more() const { return file_ && !failed_ && written_ <= limit_; }
 
     /// Whether there is a file and no write has failed. Known for good once writing has ended.
-    bool is_whole() const { return is_made() && !failed_; }
+    bool is_whole() const { return is_made_ && !failed_; }
 
-    bool is_made() const { return why_not_made_ == 0; }
+    bool is_made() const { return is_made_; }
 
     /// How many bytes have got into the file.
     std::uint64_t size();
@@ -83,7 +83,7 @@ private:
     std::string buffer_;
     std::uint64_t limit_ = no_limit;
     std::uint64_t written_ = 0;
-    int why_not_made_ = 0;
+    bool is_made_ = true;
     bool failed_ = false;
 };
 

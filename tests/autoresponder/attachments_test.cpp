@@ -53,6 +53,8 @@ TEST_F(Attachments, NamesReachNoFurtherThanTheDirectory) {
             << name;
     }
     EXPECT_FALSE(attachment_exists(directory_ / "nowhere", "file"));
+    EXPECT_TRUE(
+        attachment_exists((top_ / "box").string() + "//@attachments", "file")); // no mailbox name
 }
 
 TEST_F(Attachments, OnlyRootLinksToARepository) {
@@ -92,6 +94,17 @@ TEST_F(Attachments, OnlyFilesAreRead) {
     errno = 0;
     EXPECT_FALSE(open_attachment(directory_, "outward"));
     EXPECT_EQ(errno, EXDEV);
+
+    // Another's file that was linked into the repository.
+    fs::create_hard_link(top_ / "box/secret", directory_ / "hard");
+    EXPECT_TRUE(open_attachment(directory_, "hard"));
+    if (geteuid() != 0)
+        return;
+    ASSERT_EQ(chown((directory_ / "hard").c_str(), 65534, 65534), 0);
+    EXPECT_FALSE(open_attachment(directory_, "hard"));
+    EXPECT_EQ(errno, EMLINK);
+    fs::remove(top_ / "box/secret");
+    EXPECT_TRUE(open_attachment(directory_, "hard"));
 }
 
 } // namespace

@@ -340,6 +340,9 @@ def other_faults() -> list[Fault]:
               lambda case: (case.database.execute(NO_FORWARD),
                             case.harm("resp_forward", lambda _: case.lose_tmp())),
               later=retried(REPLY_GONE, "notice")),
+        Fault("no descriptor is left for the reply", "no reply: status 1", Outcome(REPLY_GONE, "", 1, "copy"),
+              lambda case: (case.database.execute(NO_FORWARD + "; delete from resp_attach"),
+                            tell(limits={"NOFILE": 4})(case)), later=retried(REPLY_GONE)),
         Fault("the attachments vanish between check and read", "the reply without their content",
               Outcome(f"autoresponder: Failed to read attachement file '{FILE}':"
                       " No such file or directory (2)\n", "forward, notice, hollow reply"),

@@ -135,7 +135,7 @@ class Policy(PanelCase):
             (None, plus, False), ("++", plus, False), ("-", plus, False), ("true", plus, False),
             ("+", plus, True), ("+", "orders+'x@example.net", True), ("+", "+x@example.com", False),
             ("+", "sales-x@example.com", False), ("-", "sales-x@example.com", True),
-            ("+", "a+b@example.com", True),
+            ("+", "a+b@example.com", True), ("+", f"sales+{'x' * 60}..y@example.com", True),
         ):
             with self.subTest(value, recipient=recipient):
                 (self.box.etc / "ovk.conf").write_text("")
@@ -150,6 +150,10 @@ class Policy(PanelCase):
                     self.assertEqual(b"a+b\n" in run.calls[0].message, recipient[0] == "a")
                 else:
                     self.assert_silent(run, f"autoresponder: Mailname not found: {recipient}\n")
+        self.database.listen()
+        self.deliver(recipient="x+y@example.com")
+        lookups = self.database.heard()[1:]
+        self.assertEqual((len(lookups), len({*lookups})), (8, 8))  # each once
         self.switch_on("REFUSE_AUTOMATIC")
         run = self.deliver(mail(sender="Orders+z@example.net"))
         self.assertEqual(run.err, REFUSED.format("From or Reply-To is the mailbox itself"))

@@ -41,12 +41,13 @@ class Refusals(PanelCase):
         self.assert_answered(self.deliver(mail(sender="Mailer-Daemon@host.test")))
 
     def test_sender_that_looks_like_an_option(self) -> None:
-        """Is refused: no reply, and a forward within the limit."""
+        """Is refused: no reply, which is said where one is due, and a forward within the limit."""
+        self.database.execute("truncate mail_resp")
         self.rule(id=2, forward=["boss@example.org"], ans_freq="1")
         for forwards in (1, 0):
             run = self.deliver(mail(sender="-oQ/tmp@client.example"))
             self.assertEqual((run.status, run.err, run.leftovers),
-                             (0, OPTION.format("-oQ/tmp@client.example"), []))
+                             (0, OPTION.format("-oQ/tmp@client.example") * forwards, []))
             self.assertEqual([call.args[3:] for call in run.calls],
                              [["boss@example.org"]] * forwards)
 
@@ -56,8 +57,8 @@ class Refusals(PanelCase):
         self.rule(id=3, forward=[evil])
         for change, said, notices in (
             ("do 0", 0, 1), (f"update clients set email = '{evil}'", 1, 0),
-            (f"update clients set email = 'a@x.test'; insert into misc values ('admin_email', '{evil}')",
-             1, 0),
+            ("update clients set email = 'anna@alpha.test';"  # behind -f it is an argument
+             f" insert into misc values ('admin_email', '{evil}')", 0, 1),
         ):
             self.database.execute(change)
             run = self.deliver()

@@ -25,7 +25,9 @@ class StandardMail(PanelCase):
     def setUp(self) -> None:
         super().setUp()
         self.database.execute("insert into domains (id, cl_id, name) values (2, 1, 'bücher.example');"
-                              "insert into mail (id, dom_id, mail_name) values (2, 2, 'info')")
+                              "insert into mail (id, dom_id, mail_name) values (2, 2, 'info');"
+                              "insert into mail_aliases (mn_id, alias)"
+                              " values (1, 'sales+''; any \"text\\\\')")
 
     def standard(self) -> None:
         with (self.box.etc / "ovk.conf").open("a") as conf:
@@ -44,6 +46,8 @@ class StandardMail(PanelCase):
         args = lambda call: call.args[1:]
         text = lambda call: text_of(call.message)
         head = lambda name: lambda call: email.message_from_bytes(call.message).get(name)
+        odd = "sales+'; any \"text\\@example.com"
+        written = "\"sales+'; any \\\"text\\\\\"@example.com"
         cases = (  # rule, recipient, message, what is looked at, what it is by default, with the choice
             ({}, BOX, mail(), args, ["-f", BOX, SENDER], ["-i", "-f", BOX, SENDER]),
             ({}, "info@bücher.example", mail(), args, ["-f", "xn--info@bcher-feb.example", SENDER],
@@ -73,13 +77,15 @@ class StandardMail(PanelCase):
             ({"forward": ["x@y.test"]}, "info@bücher.example", mail(), args,
              ["-f", "info@bücher.example", "x@y.test"],
              ["-i", "-f", "info@xn--bcher-kva.example", "x@y.test"]),
+            ({}, odd, mail(), head("From"), odd, written), ({}, odd, mail(), args, ["-f", odd, SENDER],
+                                                            ["-i", "-f", written, SENDER]),
         )
         for state in (4, 5):
             for number, case in enumerate(cases):
                 with self.subTest(number=number, standard=state == 5):
                     self.database.execute("delete from mail_resp; delete from resp_forward;"
                                           "delete from resp_attach")
-                    self.rule(1, mn_id=1 if case[1] == BOX else 2, ans_freq="100", **case[0])
+                    self.rule(1, mn_id=2 if "info" in case[1] else 1, ans_freq="100", **case[0])
                     run = self.deliver(case[2], case[1])
                     self.assertEqual(run.status, 0)
                     found = case[3](run.calls[0]) if run.calls else None
