@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 namespace orvek {
 
@@ -14,129 +13,75 @@ constexpr std::size_t longest_name = 10;
 
 /// The name in place: a table of pointers would have to be set right at every start.
 struct Known {
-    char name[longest_name + 1];
-    std::uint16_t traits;
+    std::array<char, longest_name> letters = {};
+    std::size_t length = 0;
+    unsigned traits = 0;
+
+    constexpr std::string_view name() const { return {letters.data(), length}; }
 };
 
-constexpr std::uint16_t block = html_block | html_ends_paragraph;
-constexpr std::uint16_t apart = block | html_margin;
-constexpr std::uint16_t cell = html_cell | html_scope | html_table_part;
-constexpr std::uint16_t row = html_block | html_table_part;
-constexpr std::uint16_t hidden_text = html_unseen | html_raw;
-
-/// Sorted by name. Elements that are inline and nothing more need not be here.
-constexpr Known elements[] = {
-    {"address", block},
-    {"applet", html_scope},
-    {"area", html_void},
-    {"article", block},
-    {"aside", block},
-    {"audio", html_unseen},
-    {"base", html_void},
-    {"basefont", html_void},
-    {"bgsound", html_void},
-    {"blockquote", apart},
-    {"body", html_block},
-    {"br", html_void},
-    {"caption", html_block | html_scope | html_table_part},
-    {"center", block},
-    {"col", html_void},
-    {"dd", block},
-    {"details", block},
-    {"dialog", block},
-    {"dir", apart | html_list},
-    {"div", block},
-    {"dl", apart | html_list},
-    {"dt", block},
-    {"embed", html_void},
-    {"fieldset", block},
-    {"figcaption", block},
-    {"figure", apart},
-    {"footer", block},
-    {"form", block},
-    {"frame", html_void},
-    {"h1", apart},
-    {"h2", apart},
-    {"h3", apart},
-    {"h4", apart},
-    {"h5", apart},
-    {"h6", apart},
-    {"head", html_block},
-    {"header", block},
-    {"hgroup", block},
-    {"hr", apart | html_void},
-    {"html", html_block | html_scope},
-    {"iframe", hidden_text},
-    {"img", html_void},
-    {"input", html_void},
-    {"keygen", html_void},
-    {"legend", html_block},
-    {"li", block},
-    {"link", html_void},
-    {"listing", apart | html_preformatted},
-    {"main", block},
-    {"marquee", html_scope},
-    {"menu", apart | html_list},
-    {"meta", html_void},
-    {"nav", block},
-    {"noembed", hidden_text},
-    {"noframes", hidden_text},
-    {"object", html_scope},
-    {"ol", apart | html_list},
-    {"optgroup", html_block},
-    {"option", html_block},
-    {"p", apart},
-    {"param", html_void},
-    {"plaintext", block | html_raw | html_preformatted},
-    {"pre", apart | html_preformatted},
-    {"rp", html_unseen},
-    {"script", hidden_text},
-    {"search", block},
-    {"section", block},
-    {"source", html_void},
-    {"style", hidden_text},
-    {"summary", block},
-    {"table", block | html_scope | html_table_part},
-    {"tbody", row},
-    {"td", cell},
-    {"template", html_unseen | html_scope},
-    {"textarea", html_raw | html_references | html_preformatted},
-    {"tfoot", row},
-    {"th", cell},
-    {"thead", row},
-    {"title", hidden_text | html_references},
-    {"tr", row},
-    {"track", html_void},
-    {"ul", apart | html_list},
-    {"video", html_unseen},
-    {"wbr", html_void},
-    {"xmp", apart | html_raw | html_preformatted},
+constexpr struct {
+    unsigned traits;
+    std::string_view names;
+} groups[] = {
+    {html_void,
+     "area base basefont bgsound col embed frame img input keygen link meta param source "
+     "track wbr"},
+    {html_void | html_line_end, "br"},
+    {html_void | html_block | html_margin, "hr"},
+    {html_block, "address article aside body caption center details dialog div fieldset figcaption "
+                 "footer form head header hgroup html legend main nav optgroup search section "
+                 "summary tbody tfoot thead"},
+    {html_block | html_item, "dd dt li option tr"},
+    {html_block | html_list, "table"},
+    {html_block | html_margin, "blockquote figure h1 h2 h3 h4 h5 h6"},
+    {html_block | html_margin | html_list, "dir dl menu ol ul"},
+    {html_block | html_margin | html_item | html_paragraph, "p"},
+    {html_block | html_margin | html_preformatted, "listing pre xmp"},
+    {html_cell | html_item, "td th"},
+    {html_unseen, "audio rp template video"},
+    {html_unseen | html_raw, "iframe noembed noframes script style title"},
+    {html_raw, "textarea"},
 };
 
-constexpr std::size_t first_unknown = 128;
-static_assert(std::size(elements) < first_unknown);
-
-HtmlElement unknown_element(std::string_view name) {
-    unsigned sum = 0;
-    for (const char c : name.substr(0, longest_name))
-        sum = sum * 31 + static_cast<unsigned char>(to_lower(c));
-    return {static_cast<std::uint8_t>(first_unknown + sum % first_unknown), 0};
+constexpr std::size_t count_names() {
+    std::size_t count = 0;
+    for (const auto& group : groups)
+        count +=
+            1 + static_cast<std::size_t>(std::count(group.names.begin(), group.names.end(), ' '));
+    return count;
 }
+
+/// Sorted by name.
+constexpr auto elements = [] {
+    std::array<Known, count_names()> all;
+    auto next = all.begin();
+    for (const auto& group : groups) {
+        (next++)->traits = group.traits;
+        for (const char c : group.names) {
+            if (c == ' ')
+                (next++)->traits = group.traits;
+            else
+                (next - 1)->letters[(next - 1)->length++] = c;
+        }
+    }
+    std::sort(all.begin(), all.end(),
+              [](const Known& a, const Known& b) { return a.name() < b.name(); });
+    return all;
+}();
 
 } // namespace
 
-HtmlElement find_html_element(std::string_view name) {
-    if (name.size() > longest_name)
-        return unknown_element(name);
+unsigned html_traits(std::string_view name) {
     std::array<char, longest_name> lower;
+    if (name.size() > lower.size())
+        return 0;
     std::transform(name.begin(), name.end(), lower.begin(), [](char c) { return to_lower(c); });
     const std::string_view wanted(lower.data(), name.size());
-    const Known* const found =
-        std::lower_bound(std::begin(elements), std::end(elements), wanted,
-                         [](const Known& known, std::string_view key) { return known.name < key; });
-    if (found == std::end(elements) || found->name != wanted)
-        return unknown_element(name);
-    return {static_cast<std::uint8_t>(found - elements), found->traits};
+    const auto found = std::lower_bound(
+        elements.begin(), elements.end(), wanted,
+        [](const Known& known, std::string_view key) { return known.name() < key; });
+    return found != elements.end() && found->name() == wanted ? found->traits : 0;
 }
 
 } // namespace orvek

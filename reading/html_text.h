@@ -9,10 +9,11 @@ namespace orvek {
 /// hidden elements, with character references resolved. Blocks, rows and "br" end a line,
 /// paragraphs and their like have an empty line around them, and a cell of a table ends like a
 /// word. Hidden is what has the attribute "hidden", or display:none or visibility:hidden in its
-/// attribute "style".
+/// attribute "style", up to its end tag.
 ///
-/// Works for any bytes, in time in proportion to their number, and within the text that it is
-/// given. Of elements within elements within elements it follows the outermost thousand.
+/// Nobody keeps track of what is open, but for the one element that hides what stands in it: tags
+/// that nest wrongly mean what they say. Works for any bytes, in time in proportion to their
+/// number, and within the text that it is given.
 std::string html_text(std::string html);
 
 } // namespace orvek

@@ -7,14 +7,14 @@
 
 namespace orvek {
 
-/// A run of text, or a tag. All views are slices of the text that is read.
+/// A piece of text, or a tag. All views are slices of the text that is read.
 struct HtmlToken {
     enum class Kind { text, start_tag, end_tag };
 
     Kind kind = Kind::text;
     /// The text, its character references unresolved; or the tag's name as written.
     std::string_view text;
-    /// Whether the start tag has an attribute "hidden".
+    /// Whether the tag has an attribute "hidden".
     bool hidden = false;
     /// The value of its first attribute "style", character references unresolved.
     std::string_view style;
@@ -32,26 +32,22 @@ public:
     const HtmlToken& token() const { return token_; }
 
     /// Behind the start tag of an element whose content is nothing but text: passes over that, up
-    /// to its end tag, and returns it.
+    /// to its end tag or the end, and returns it.
     std::string_view take_raw_text(std::string_view name);
 
-    /// All that is left.
-    std::string_view take_rest();
-
 private:
-    bool starts_markup(std::size_t at) const;
+    bool starts_markup() const;
     bool take_markup();
     void skip_comment();
-    bool take_tag(std::size_t name);
+    bool take_tag();
     bool take_attribute();
     std::string_view take_value();
-    void skip_white(std::string_view more = {});
+    void skip_any(std::string_view bytes);
     std::string_view take_until(std::string_view stops);
 
     std::string_view html_;
     std::size_t at_ = 0;
     HtmlToken token_;
-    bool has_style_ = false;
 };
 
 } // namespace orvek
