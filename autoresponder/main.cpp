@@ -29,7 +29,8 @@ void take_root() {
 int main(int, char** argv) {
     prepare_process();
     PROGNAME = argv[0];
-    autoprepend();
+    if (autoprepend_once() == -1)
+        report_unreadable(configuration_file);
 
     Mail_content mail;
     HeaderFacts facts;

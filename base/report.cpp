@@ -66,6 +66,11 @@ void report_system_error(std::initializer_list<std::string_view> pieces) {
     errno = pending;
 }
 
+void report_unreadable(std::string_view path) {
+    if (errno != ENOENT)
+        report_system_error({"autoresponder: Unable to read '", path, "': "});
+}
+
 void report_consequence(std::initializer_list<std::string_view> pieces) {
     pass_on(pieces);
 }

@@ -18,6 +18,10 @@ void report(std::initializer_list<std::string_view> pieces);
 /// parentheses.
 void report_system_error(std::initializer_list<std::string_view> pieces);
 
+/// Says, with the pending system error, that a file of the host's cannot be read; nothing where
+/// that is ENOENT: a file that is not there is no failure.
+void report_unreadable(std::string_view path);
+
 /// The same for a line that only names what follows from what was said before: that stays what was
 /// said last.
 void report_consequence(std::initializer_list<std::string_view> pieces);

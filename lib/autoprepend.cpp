@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr char configuration_file[] = "/etc/ovk/ovk.conf";
 constexpr int variable_count = _MAX_POSSIBLE_OVK_CONF_VAR_INDEX + 1;
 
 constexpr const char* theOvkConfNames[] = {
@@ -119,6 +118,14 @@ int autoprepend() {
     }
     theOvkConfHash = table;
     return 0;
+}
+
+int autoprepend_once() {
+    static conf_data without_variables = {};
+    const int result = autoprepend();
+    if (result == -1)
+        theOvkConfHash = &without_variables;
+    return result;
 }
 
 const char* ovkConfGet(const char* name) {

@@ -4,6 +4,8 @@
 // All texts handed out belong to the library and stay valid for the rest of the process.
 #pragma once
 
+inline constexpr char configuration_file[] = "/etc/ovk/ovk.conf";
+
 /// Index of a well-known variable. The first and the last are sentinels.
 enum OvkConfVarIndexT {
     _MIN_POSSIBLE_OVK_CONF_VAR_INDEX = 0,
@@ -43,6 +45,11 @@ enum OvkConfVarIndexT {
 /// Loads the configuration file unless that has happened. Returns 0, or -1 when it cannot be read;
 /// the next call tries again.
 int autoprepend();
+
+/// The same for a program that is to look for the file once: one that it could not read counts as a
+/// file without variables from here on, and no lookup tries again. Returns 0, or -1 with errno set:
+/// ENOENT where there is no file.
+int autoprepend_once();
 
 /// The value in the file, loading it on first use; null when it is not there or cannot be loaded.
 const char* ovkConfGet(const char* name);

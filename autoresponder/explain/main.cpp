@@ -147,7 +147,8 @@ int main(int argc, char** argv) {
         return cannot_be_told;
     }
     try {
-        autoprepend();
+        if (autoprepend_once() == -1)
+            report_unreadable(configuration_file);
         return explain_to_standard_output(*options);
     } catch (const std::exception& failure) {
         report({"autoresponder-explain: ", failure.what()});

@@ -3,6 +3,7 @@
 #include "autoresponder/outgoing/form.h"
 #include "autoresponder/run/number.h"
 #include "base/owned.h"
+#include "base/report.h"
 
 #include <cstdio>
 
@@ -14,16 +15,23 @@ constexpr char size_limit_path[] = "/var/qmail/control/databytes";
 /// mail hours.
 constexpr std::uint64_t ceiling = std::uint64_t{1} << 30;
 
-} // namespace
-
-std::uint64_t size_limit() {
+std::uint64_t read_limit() {
     const File file(std::fopen(size_limit_path, "re"));
     char* text = nullptr;
     std::size_t size = 0;
     const bool is_read = file && getdelim(&text, &size, '\0', file.get()) != -1;
     const MallocedText owner(text);
+    if (!file || std::ferror(file.get()) != 0)
+        report_unreadable(size_limit_path);
     const std::int32_t limit = is_read ? decimal_number(text) : 0;
     return limit > 0 ? static_cast<std::uint64_t>(limit) : ceiling;
+}
+
+} // namespace
+
+std::uint64_t size_limit() {
+    static const std::uint64_t limit = read_limit();
+    return limit;
 }
 
 void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context,

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 /// The most bytes that a reply may have: the mail system's limit (/var/qmail/control/databytes), or
-/// 1 GiB where that names none.
+/// 1 GiB where that names none. Read once a run; one that cannot be read is said then.
 std::uint64_t size_limit();
 
 /// Writes the short reply that says so, in place of what `reply` holds.

@@ -348,12 +348,14 @@ def other_faults() -> list[Fault]:
                       " No such file or directory (2)\n", "forward, notice, hollow reply"),
               lambda case: case.harm("from clients", lambda _: shutil.rmtree(
                   case.box.attachments(BOX)))),
-        Fault("databytes is a directory", "no limit within reach", Outcome(),
+        Fault("databytes is a directory", "no limit within reach, said once",
+              Outcome("autoresponder: Unable to read '/var/qmail/control/databytes': Is a directory (21)\n"),
               as_directory(DATABYTES)),
         Fault("databytes is 3000000, and an attachment has 100 GB", "the short reply, at once",
               Outcome(sent="forward, notice, short reply"),
               lambda case: (write(DATABYTES, "3000000")(case), huge_attachment(case, False))),
-        Fault("ovk.conf is a directory", "the defaults hold", Outcome(),
+        Fault("ovk.conf is a directory", "the defaults hold, said once",
+              Outcome("autoresponder: Unable to read '/etc/ovk/ovk.conf': Is a directory (21)\n"),
               as_directory("etc/ovk.conf")),
         Fault("the password file is empty", STOPS, Outcome(
             "autoresponder: Unable to read admin password file: Success\n" + NOT_CONNECTED, ""),
