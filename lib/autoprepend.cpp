@@ -13,77 +13,15 @@ namespace {
 
 constexpr int variable_count = _MAX_POSSIBLE_OVK_CONF_VAR_INDEX + 1;
 
-constexpr const char* theOvkConfNames[] = {
-    "_MIN_POSSIBLE_OVK_CONF_VAR_NAME",
-    "ORVEK_MAILNAMES_D",
-    "COURIER_IMAP_ROOT_D",
-    "RBLSMTPD",
-    "CLIENT_PHP_BIN",
-    "LIB_CRYPTO_PATH",
-    "LIB_SSL_PATH",
-    "AWSTATS_DOC_D",
-    "AWSTATS_TOOLS_D",
-    "AWSTATS_BIN_D",
-    "AWSTATS_ETC_D",
-    "CATALINA_HOME",
-    "MAILMAN_VAR_D",
-    "MAILMAN_ROOT_D",
-    "PGSQL_DATA_D",
-    "PGSQL_BIN_D",
-    "MYSQL_BIN_D",
-    "MYSQL_VAR_D",
-    "WEB_STAT",
-    "DUMP_D",
-    "DUMP_TMP_D",
-    "NAMED_RUN_ROOT_D",
-    "FTPD_CONF_INC",
-    "HTTPD_SERVICE",
-    "HTTPD_LOG_D",
-    "HTTPD_INCLUDE_D",
-    "HTTPD_CONF_D",
-    "HTTPD_VHOSTS_D",
-    "PRODUCT_ROOT_D",
-    "NAMED_OPTIONS_CONF",
-    "NAMED_ZONES_CONF",
-    "_MAX_POSSIBLE_OVK_CONF_VAR_NAME",
-};
-static_assert(std::size(theOvkConfNames) == variable_count);
+#define OVK_CONF_NAME(name, value) #name,
+constexpr const char* theOvkConfNames[variable_count] = {"_MIN_POSSIBLE_OVK_CONF_VAR_NAME",
+                                                         OVK_CONF_VARIABLES(OVK_CONF_NAME) //
+                                                         "_MAX_POSSIBLE_OVK_CONF_VAR_NAME"};
 
-constexpr const char* theOvkConfDefauls[] = {
-    "_MIN_POSSIBLE_OVK_CONF_VAR_VALUE",
-    "/var/qmail/mailnames",
-    "/",
-    "/usr/sbin/rblsmtpd",
-    "/usr/local/ovk/bin/php-cli",
-    "/lib/libcrypto.so",
-    "/lib/libssl.so",
-    "/usr/share/apache2/icons/awstats",
-    "/usr/share/awstats",
-    "/srv/www/cgi-bin/awstats",
-    "/etc/awstats",
-    "/usr/share/tomcat6",
-    "/var/lib/mailman",
-    "/usr/lib/mailman",
-    "/var/lib/pgsql/data",
-    "/usr/bin",
-    "/usr/bin",
-    "/var/lib/mysql",
-    "/usr/bin/webalizer",
-    "/var/lib/ovk/dumps",
-    "/tmp",
-    "/var/lib/named",
-    "/etc/proftpd.include",
-    "apache2",
-    "/var/log/apache2",
-    "/etc/apache2/conf.d",
-    "/etc/apache2",
-    "/srv/www/vhosts",
-    "/usr/local/ovk",
-    "/etc/named.conf.include.orvek-options",
-    "/etc/named.conf.include.orvek-zones",
-    "_MAX_POSSIBLE_OVK_CONF_VAR_VALUE",
-};
-static_assert(std::size(theOvkConfDefauls) == variable_count);
+#define OVK_CONF_DEFAULT(name, value) value,
+constexpr const char* theOvkConfDefauls[variable_count] = {"_MIN_POSSIBLE_OVK_CONF_VAR_VALUE",
+                                                           OVK_CONF_VARIABLES(OVK_CONF_DEFAULT) //
+                                                           "_MAX_POSSIBLE_OVK_CONF_VAR_VALUE"};
 
 /// The loaded table; null until a load has succeeded, never freed after.
 conf_data* theOvkConfHash = nullptr;

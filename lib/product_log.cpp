@@ -3,6 +3,8 @@
 #include "base/owned.h"
 #include "base/report.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -17,57 +19,39 @@ namespace {
 
 constexpr std::size_t first_size = 4096;
 
-/// basename() may write into its argument, so it gets a copy.
-MallocedText program_name() {
-    if (PROGNAME == nullptr)
-        return nullptr;
-    const MallocedText path(strdup(PROGNAME));
-    return MallocedText(path ? strdup(basename(path.get())) : nullptr);
-}
+/// What tells of a pending system error; nothing for none.
+using Appendix = std::array<char, 512>;
 
-/// Grows `buffer` to `size` bytes; false leaves it as it was.
-bool grow(MallocedText& buffer, std::size_t size) {
-    char* const grown = static_cast<char*>(std::realloc(buffer.get(), size));
-    if (grown == nullptr)
-        return false;
-    static_cast<void>(buffer.release());
-    buffer.reset(grown);
-    return true;
-}
-
-/// The formatted message; cut to 4095 characters when there is no memory for more. `size` gets the
-/// size of the buffer. Null when there is no memory at all.
-__attribute__((format(printf, 1, 0))) MallocedText format(const char* fmt, va_list args,
-                                                          std::size_t& size) {
-    va_list again;
-    va_copy(again, args);
-    size = first_size;
-    MallocedText text(static_cast<char*>(std::malloc(size)));
-    if (text) {
-        const int wanted = std::vsnprintf(text.get(), size, fmt, args);
-        const std::size_t length = wanted < 0 ? 0 : static_cast<std::size_t>(wanted);
-        if (wanted < 0) {
-            text.get()[0] = '\0';
-        } else if (length >= size && grow(text, length + 1)) {
-            size = length + 1;
-            std::vsnprintf(text.get(), size, fmt, again);
-        }
-    }
-    va_end(again);
+Appendix appendix_for(int error) {
+    Appendix text = {};
+    if (error != 0)
+        std::snprintf(text.data(), text.size(), "\nSystem error %d: %s", error,
+                      std::strerror(error));
     return text;
 }
 
-void append_system_error(MallocedText& text, std::size_t size, int error) {
-    constexpr char appendix[] = "\nSystem error %d: %s";
-    const char* const description = std::strerror(error);
-    const std::size_t length = std::strlen(text.get());
-    const int wanted = std::snprintf(nullptr, 0, appendix, error, description);
-    if (wanted < 0)
-        return;
-    const std::size_t whole = length + static_cast<std::size_t>(wanted) + 1;
-    if (whole > size && grow(text, whole))
-        size = whole;
-    std::snprintf(text.get() + length, size - length, appendix, error, description);
+/// The formatted message and the appendix; cut to 4095 characters when there is no memory for more.
+/// Null when there is no memory at all.
+__attribute__((format(printf, 1, 0))) MallocedText format(const char* fmt, va_list args,
+                                                          const char* appendix) {
+    va_list again;
+    va_copy(again, args);
+    std::size_t size = first_size;
+    MallocedText text(static_cast<char*>(std::calloc(size, 1)));
+    if (text) {
+        const int wanted = std::max(std::vsnprintf(text.get(), size, fmt, args), 0);
+        const std::size_t whole = static_cast<std::size_t>(wanted) + std::strlen(appendix) + 1;
+        char* const grown = whole > size ? static_cast<char*>(std::malloc(whole)) : nullptr;
+        if (grown != nullptr) {
+            text.reset(grown);
+            size = whole;
+            std::vsnprintf(grown, size, fmt, again);
+        }
+        const std::size_t length = std::strlen(text.get());
+        std::snprintf(text.get() + length, size - length, "%s", appendix);
+    }
+    va_end(again);
+    return text;
 }
 
 } // namespace
@@ -81,16 +65,9 @@ void messlog2(int status, int mess_out, const char* fmt, ...) {
 
 void vmesslog2(int status, int mess_out, const char* fmt, va_list args) {
     const int pending = errno;
-    std::size_t size;
-    MallocedText text = format(fmt, args, size);
-    if (!text) {
-        ex_messlog("Can't allocate memory for error message", status, mess_out);
-        return;
-    }
-    if (pending != 0)
-        append_system_error(text, size, pending);
+    const MallocedText text = format(fmt, args, appendix_for(pending).data());
     errno = pending;
-    ex_messlog(text.get(), status, mess_out);
+    ex_messlog(text ? text.get() : "Can't allocate memory for error message", status, mess_out);
     errno = pending;
 }
 
@@ -103,9 +80,10 @@ void end_with_failure(const char* fmt, ...) {
 }
 
 int ex_messlog(const char* msg, int status, int) {
-    const MallocedText name = program_name();
-    const char* const front = name ? name.get() : "";
-    const char* const colon = name ? ": " : "";
+    // basename() may write into its argument.
+    const MallocedText path(PROGNAME == nullptr ? nullptr : strdup(PROGNAME));
+    const char* const front = path ? basename(path.get()) : "";
+    const char* const colon = path ? ": " : "";
     const std::string_view text = msg;
     const bool has_end = text.ends_with('\n');
     say({front, colon, text.substr(0, text.size() - has_end)});
