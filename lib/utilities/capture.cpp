@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
@@ -35,6 +36,7 @@ struct Capture {
     char* buf = nullptr;
     std::size_t blen = 0;
     std::size_t bcur = 0;
+    bool is_log = false; ///< an error of reading is logged, not only written
 
     /// Ends the text and hands it over; null when nothing was ever read.
     char* take() {
@@ -44,8 +46,16 @@ struct Capture {
     }
 };
 
+void tell_error(bool is_log) {
+    const char* const reason = std::strerror(errno);
+    if (is_log)
+        messlog2(0, 1, "Cannot read child output:\n%s", reason);
+    else
+        std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", reason);
+}
+
 /// One read of a pipe into a growing buffer. At its end, and on errors, the pipe is closed.
-void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur) {
+void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur, bool is_log) {
     constexpr std::size_t least_free = 2048;
     constexpr std::size_t step = 4096;
     if (blen - bcur <= least_free) {
@@ -62,9 +72,8 @@ void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur) {
     } else if (count == 0) {
         close_fd(fd);
     } else if (errno != EAGAIN) {
-        const int reason = errno;
+        tell_error(is_log);
         close_fd(fd);
-        std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", std::strerror(reason));
         errno = 0;
     }
 }
@@ -80,7 +89,8 @@ bool read_ready(std::span<Capture> streams) {
         return false;
     for (std::size_t i = 0; i < streams.size(); ++i) {
         if (polled[i].revents != 0)
-            read_to_buf(streams[i].fd, streams[i].buf, streams[i].blen, streams[i].bcur);
+            read_to_buf(streams[i].fd, streams[i].buf, streams[i].blen, streams[i].bcur,
+                        streams[i].is_log);
     }
     return true;
 }
@@ -90,23 +100,17 @@ bool any_open(std::span<const Capture> streams) {
                        [](const Capture& stream) { return stream.fd != -1; });
 }
 
-/// Reads all streams to their ends, or until the child has ended without one; then gives its exit
-/// code, or -1.
-int collect(pid_t pid, std::span<Capture> streams) {
-    int status = 0;
+/// Reads all streams to their ends, or until the child has ended without one. Waits for the child:
+/// -1 where that fails.
+pid_t collect(pid_t pid, std::span<Capture> streams, int& status) {
     pid_t ended = 0;
     while (any_open(streams) && ended == 0) {
-        if (read_ready(streams))
-            continue;
-        ended = wait_for(pid, &status, WNOHANG);
-        if (ended != 0) {
-            for (Capture& stream : streams)
-                close_fd(stream.fd);
-        }
+        if (!read_ready(streams))
+            ended = wait_for(pid, &status, WNOHANG);
     }
-    if (ended == 0)
-        ended = wait_for(pid, &status, WUNTRACED);
-    return ended == -1 || errno != 0 || !WIFEXITED(status) ? -1 : WEXITSTATUS(status);
+    for (Capture& stream : streams)
+        close_fd(stream.fd);
+    return ended == 0 ? wait_for(pid, &status, WUNTRACED) : ended;
 }
 
 /// A pipe for the child to write into: its read end becomes the stream's and does not block, its
@@ -121,20 +125,31 @@ int open_stream(Capture& stream) {
     return pipe.write_end.release();
 }
 
+/// Runs `path` with a pipe for standard output and, where there are two places, one for standard
+/// error.
+int run_captured(std::span<char** const> places, const char* path, const char* const args[]) {
+    Capture streams[2];
+    int ends[2] = {STDOUT_FILENO, STDERR_FILENO};
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        *places[i] = nullptr;
+        ends[i] = open_stream(streams[i]);
+    }
+    const pid_t pid = fork_execv_pipes(STDIN_FILENO, ends[0], ends[1], path, args);
+    for (std::size_t i = 0; i < places.size(); ++i)
+        close_fd(ends[i]);
+    int status = 0;
+    const pid_t ended = collect(pid, {streams, places.size()}, status);
+    const bool exited = ended != -1 && errno == 0 && WIFEXITED(status);
+    for (std::size_t i = 0; i < places.size(); ++i)
+        *places[i] = streams[i].take();
+    return exited ? WEXITSTATUS(status) : -1;
+}
+
 } // namespace
 
 int fork_execv_getouterr(char** out, char** err, const char* path, const char* const args[]) {
-    *out = *err = nullptr;
-    Capture streams[2];
-    int out_end = open_stream(streams[0]);
-    int err_end = open_stream(streams[1]);
-    const pid_t pid = fork_execv_pipes(STDIN_FILENO, out_end, err_end, path, args);
-    close_fd(out_end);
-    close_fd(err_end);
-    const int result = collect(pid, streams);
-    *out = streams[0].take();
-    *err = streams[1].take();
-    return result;
+    char** const places[] = {out, err};
+    return run_captured(places, path, args);
 }
 
 int fork_execl_getouterr(char** out, char** err, const char* path, ...) {
@@ -146,14 +161,7 @@ int fork_execl_getouterr(char** out, char** err, const char* path, ...) {
 }
 
 int fork_execv_getout(char** out, const char* path, const char* const args[]) {
-    *out = nullptr;
-    Capture stream;
-    int out_end = open_stream(stream);
-    const pid_t pid = fork_execv_pipes(STDIN_FILENO, out_end, STDERR_FILENO, path, args);
-    close_fd(out_end);
-    const int result = collect(pid, {&stream, 1});
-    *out = stream.take();
-    return result;
+    return run_captured({&out, 1}, path, args);
 }
 
 int fork_execl_getout(char** out, const char* path, ...) {
@@ -200,41 +208,6 @@ namespace {
     spawn::end_child();
 }
 
-/// Reads the pipe to its end, or until the child has ended without one. Returns the text, which is
-/// never null. `ended` is what the last look at the child gave: 0 while it has not been waited for.
-MallocedText read_output(int fd, pid_t pid, int* status, pid_t& ended) {
-    constexpr std::size_t step = 4096;
-    std::size_t capacity = step;
-    std::size_t fill = 0;
-    char* buffer = static_cast<char*>(malloc_safe(capacity));
-    pollfd polled = {fd, POLLIN, 0};
-    ended = 0;
-    for (;;) {
-        errno = 0;
-        const int ready = poll(&polled, 1, poll_interval);
-        if (errno != 0 && errno != EINTR)
-            break;
-        if (ready <= 0) {
-            ended = wait_for(pid, status, WNOHANG);
-            if (ended != 0)
-                break;
-            continue;
-        }
-        const ssize_t count = read_some(fd, buffer + fill, capacity - 1 - fill);
-        if (count == -1)
-            messlog2(0, 1, "Cannot read child output:\n%s", std::strerror(errno));
-        if (count <= 0)
-            break;
-        fill += static_cast<std::size_t>(count);
-        if (fill == capacity - 1) {
-            capacity += step;
-            buffer = static_cast<char*>(realloc_safe(buffer, capacity));
-        }
-    }
-    buffer[fill] = '\0';
-    return MallocedText(buffer);
-}
-
 /// Logs every outcome but exit code 0 and gives the result.
 int judge(int status, const char* path, const char* text) {
     if (!WIFEXITED(status)) {
@@ -266,12 +239,13 @@ int fork_execvv_getoutput(char** output, const char* path, const char* const arg
         exec_with_output(both.write_end.get(), path, args);
     both.write_end.reset();
     fcntl(both.read_end.get(), F_SETFL, O_NONBLOCK);
-
+    Capture stream = {both.read_end.release()};
+    stream.is_log = true;
     int status = 0;
-    pid_t ended;
-    MallocedText text = read_output(both.read_end.get(), pid, &status, ended);
-    if (ended == 0)
-        ended = wait_for(pid, &status, WUNTRACED);
+    const pid_t ended = collect(pid, {&stream, 1}, status);
+    if (stream.buf == nullptr)
+        stream.buf = static_cast<char*>(malloc_safe(1));
+    MallocedText text(stream.take());
     const int result = ended == -1 ? -1 : judge(status, path, text.get());
     if (result == 0)
         *output = text.release();

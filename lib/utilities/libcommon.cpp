@@ -15,32 +15,6 @@ char lower(char c) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-/// Text of bounded length. The total runs on past the bound, so that once one piece does not fit,
-/// no later one does.
-class BoundedText {
-public:
-    /// `size` is at least 1.
-    BoundedText(char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}
-
-    void append(std::string_view piece) {
-        total_ += piece.size();
-        if (total_ >= size_)
-            return;
-        std::memcpy(buffer_ + used_, piece.data(), piece.size());
-        used_ += piece.size();
-    }
-
-    bool is_full() const { return total_ >= size_; }
-
-    void terminate() { buffer_[used_] = '\0'; }
-
-private:
-    char* buffer_;
-    std::size_t size_;
-    std::size_t total_ = 0;
-    std::size_t used_ = 0;
-};
-
 } // namespace
 
 void* malloc_safe(std::size_t size) {
@@ -58,22 +32,23 @@ char* strn_replace(const char* src, char* dst, const char* from, const char* to,
         strlcpy(dst, src, n);
         return dst;
     }
-    BoundedText result(work.get(), n);
+    // The total runs on past the bound, so that once one piece does not fit, no later one does.
+    std::size_t total = 0, used = 0;
+    const auto append = [&](std::string_view piece) {
+        total += piece.size();
+        if (total < n)
+            used += piece.copy(work.get() + used, piece.size());
+        return total < n;
+    };
     std::string_view rest = src;
-    for (;;) {
-        const std::size_t match = rest.find(from);
-        if (match == std::string_view::npos)
-            break;
-        result.append(rest.substr(0, match));
-        if (result.is_full())
-            break;
+    for (std::size_t match; (match = rest.find(from)) != std::string_view::npos;) {
+        const bool fits = append(rest.substr(0, match)) && append(to);
         rest.remove_prefix(match + std::strlen(from));
-        result.append(to);
-        if (result.is_full())
+        if (!fits)
             break;
     }
-    result.append(rest);
-    result.terminate();
+    append(rest);
+    work.get()[used] = '\0';
     strlcpy(dst, work.get(), n);
     return dst;
 }

@@ -37,24 +37,23 @@ int pclose_status_to_rc(int status) {
     return status == -1 ? -1 : status >> 8 & 0xff;
 }
 
-/// Everything that the stream gives, cut where memory ends.
+constexpr std::size_t step = 4096;
+
+/// Everything that the stream gives, cut where memory ends. `buffer` has room for a step and a NUL.
 void read_all(std::FILE* stream, char*& buffer) {
-    constexpr std::size_t step = 4096;
-    std::size_t capacity = step;
     std::size_t fill = 0;
-    for (int c; (c = std::fgetc(stream)) != EOF;) {
-        if (fill == capacity) {
-            char* const grown = static_cast<char*>(std::realloc(buffer, capacity + step + 1));
-            if (grown == nullptr) {
-                std::fputs("popen_exec: warning: failed to allocate memory for command output "
-                           "buffer\n",
-                           stderr);
-                break;
-            }
-            buffer = grown;
-            capacity += step;
+    while (true) {
+        const std::size_t count = std::fread(buffer + fill, 1, step, stream);
+        fill += count;
+        if (count < step)
+            break;
+        char* const grown = static_cast<char*>(std::realloc(buffer, fill + step + 1));
+        if (grown == nullptr) {
+            std::fputs("popen_exec: warning: failed to allocate memory for command output buffer\n",
+                       stderr);
+            break;
         }
-        buffer[fill++] = static_cast<char>(c);
+        buffer = grown;
     }
     buffer[fill] = '\0';
 }
@@ -91,7 +90,7 @@ int popen_exec_getoutput(char** dest, const char* cmd) {
                    stderr);
         return -1;
     }
-    char* buffer = static_cast<char*>(std::malloc(4097));
+    char* buffer = static_cast<char*>(std::malloc(step + 1));
     if (buffer == nullptr) {
         std::fputs("popen_exec: failed to allocate memory\n", stderr);
         pclose(shell);
