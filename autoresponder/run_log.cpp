@@ -41,7 +41,7 @@ struct RunLog {
 std::string escaped(std::string_view value, std::size_t most = max_value) {
     std::string text;
     for (const char c : value) {
-        const bool plain = c >= 32 && c < 127 && !contains("\\<>\",", {&c, 1});
+        const bool plain = is_printable(c) && !contains("\\<>\",", {&c, 1});
         const std::string form = plain ? std::string(1, c) : hex_form("\\x", c);
         if (text.size() + form.size() > most - 3)
             return text + "...";

@@ -42,6 +42,24 @@ std::string hex_form(std::string_view mark, char byte) {
     return std::string(mark) + digits[value >> 4] + digits[value & 15];
 }
 
+std::optional<char> hex_byte(std::string_view text) {
+    if (text.size() < 2 || hex_value(text[0]) < 0 || hex_value(text[1]) < 0)
+        return std::nullopt;
+    return static_cast<char>(hex_value(text[0]) << 4 | hex_value(text[1]));
+}
+
+std::string escaped(std::string_view text, std::string_view mark, bool (*may_stay)(char)) {
+    std::string result;
+    result.reserve(text.size());
+    for (const char c : text) {
+        if (may_stay(c))
+            result += c;
+        else
+            result += hex_form(mark, c);
+    }
+    return result;
+}
+
 std::string_view trim(std::string_view text, std::string_view white) {
     text.remove_prefix(std::min(text.find_first_not_of(white), text.size()));
     return text.substr(0, text.find_last_not_of(white) + 1);

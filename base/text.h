@@ -2,6 +2,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,15 @@ constexpr bool is_alphanumeric(char c) {
     return is_letter(c) || (c >= '0' && c <= '9');
 }
 
+constexpr bool is_ascii(char c) {
+    return static_cast<unsigned char>(c) < 128;
+}
+
+/// ASCII that is seen, and the blank.
+constexpr bool is_printable(char c) {
+    return c >= ' ' && c <= '~';
+}
+
 constexpr bool is_control(char c) {
     return static_cast<unsigned char>(c) < 32 || c == 127;
 }
@@ -47,8 +57,14 @@ constexpr int hex_value(char c) {
     return is_letter(c) ? to_lower(c) - 'a' + 10 : c - '0';
 }
 
+/// The byte whose two hexadecimal digits `text` begins with, if it does.
+std::optional<char> hex_byte(std::string_view text);
+
 /// `mark` and the two hexadecimal digits of the byte: "=0A".
 std::string hex_form(std::string_view mark, char byte);
+
+/// The text with that in place of every byte that may not stay as it is.
+std::string escaped(std::string_view text, std::string_view mark, bool (*may_stay)(char));
 
 /// The text without the bytes of `white` around it.
 std::string_view trim(std::string_view text, std::string_view white);

@@ -6,6 +6,7 @@
 #include "codecs/conversion.h"
 #include "codecs/utf8.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <initializer_list>
@@ -179,22 +180,12 @@ bool is_between_encoded_words(std::string_view text, std::size_t blank, std::siz
 }
 
 bool rfc1522_nonprintable(char c) {
-    const unsigned char byte = static_cast<unsigned char>(c);
-    return byte < 32 || byte >= 128 ||
-           std::string_view("!\"()*+-/=?_").find(c) != std::string_view::npos;
+    return (!is_printable(c) && c != 127) || contains("!\"()*+-/=?_", {&c, 1});
 }
 
 std::string qp_encode(std::string_view s) {
-    std::string encoded;
-    encoded.reserve(3 * s.size());
-    for (const char c : s) {
-        if (c == ' ')
-            encoded += '_';
-        else if (rfc1522_nonprintable(c))
-            encoded += hex_form("=", c);
-        else
-            encoded += c;
-    }
+    std::string encoded = escaped(s, "=", [](char c) { return !rfc1522_nonprintable(c); });
+    std::replace(encoded.begin(), encoded.end(), ' ', '_');
     return encoded;
 }
 

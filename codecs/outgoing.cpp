@@ -17,21 +17,9 @@ constexpr std::size_t preferred_line = 76;
 constexpr std::size_t max_encoded_word = 75;
 constexpr std::size_t frame = 12; // "=?utf-8?Q?" and "?="
 
-bool is_ascii(char c) {
-    return static_cast<unsigned char>(c) < 128;
-}
-
 /// Well-formed UTF-8 without what has no place in a header: control characters, blanks at the end.
 std::string cleaned(std::string_view text) {
-    std::string clean;
-    for (;;) {
-        const std::size_t length = well_formed_utf8_length(text);
-        clean += text.substr(0, length);
-        if (length == text.size())
-            break;
-        clean += "\xEF\xBF\xBD";
-        text.remove_prefix(length + 1);
-    }
+    std::string clean = without_ill_formed_utf8(text);
     std::replace_if(clean.begin(), clean.end(), is_control, ' ');
     return clean.erase(clean.find_last_not_of(' ') + 1);
 }
@@ -39,21 +27,14 @@ std::string cleaned(std::string_view text) {
 /// Length of the character that well-formed `text` begins with.
 std::size_t character_length(std::string_view text) {
     std::size_t length = 1;
-    while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80)
+    while (length < text.size() && continues_character(text[length]))
         ++length;
     return length;
 }
 
 std::string q_form(std::string_view text) {
-    std::string encoded;
-    for (const char c : text) {
-        if (c == ' ')
-            encoded += '_';
-        else if (is_alphanumeric(c))
-            encoded += c;
-        else
-            encoded += hex_form("=", c);
-    }
+    std::string encoded = escaped(text, "=", [](char c) { return is_alphanumeric(c) || c == ' '; });
+    std::replace(encoded.begin(), encoded.end(), ' ', '_');
     return encoded;
 }
 
@@ -201,15 +182,10 @@ std::string folded(std::string_view value, std::size_t used) {
 }
 
 std::string extended_parameter(std::string_view name, std::string_view value) {
-    std::string parameter(name);
-    parameter += "*=utf-8''";
-    for (const char c : cleaned(value)) {
-        if (is_alphanumeric(c) || c == '.' || c == '-' || c == '_')
-            parameter += c;
-        else
-            parameter += hex_form("%", c);
-    }
-    return parameter;
+    const auto may_stay = [](char c) {
+        return is_alphanumeric(c) || c == '.' || c == '-' || c == '_';
+    };
+    return concat({name, "*=utf-8''", escaped(cleaned(value), "%", may_stay)});
 }
 
 bool needs_quoted_printable(std::string_view text) {

@@ -15,7 +15,7 @@ bool is_between(unsigned char byte, unsigned char first, unsigned char last) {
 /// U+10FFFF.
 std::size_t multibyte_length(std::string_view text) {
     const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const auto follows = [&](std::size_t i) { return is_between(byte(i), 0x80, 0xbf); };
+    const auto follows = [text](std::size_t i) { return orvek::continues_character(text[i]); };
     const unsigned char first = byte(0);
     if (is_between(first, 0xc2, 0xdf))
         return text.size() >= 2 && follows(1) ? 2 : 0;
@@ -61,6 +61,31 @@ std::size_t well_formed_utf8_length(std::string_view text) {
         length += step;
     }
     return length;
+}
+
+std::string without_ill_formed_utf8(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (;;) {
+        const std::size_t length = well_formed_utf8_length(text);
+        result += text.substr(0, length);
+        if (length == text.size())
+            return result;
+        result += no_character;
+        text.remove_prefix(length + 1);
+    }
+}
+
+std::string_view without_cut_character(std::string_view text) {
+    std::size_t start = text.size();
+    while (start > 0 && continues_character(text[start - 1]))
+        --start;
+    if (start == 0)
+        return text;
+    const auto first = static_cast<unsigned char>(text[--start]);
+    const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    const bool is_cut = is_between(first, 0xc2, 0xf4) && text.size() - start < length;
+    return is_cut ? text.substr(0, start) : text;
 }
 
 } // namespace orvek

@@ -20,16 +20,6 @@ bool needs_quotes(std::string_view content) {
            content.find_first_of(specials_without_dot) != std::string_view::npos;
 }
 
-std::string quote(std::string_view content) {
-    std::string quoted = "\"";
-    for (const char c : content) {
-        if (c == '"' || c == '\\')
-            quoted += '\\';
-        quoted += c;
-    }
-    return quoted += '"';
-}
-
 /// Puts an addr-spec together from the pieces of an address as they come. The first piece that
 /// cannot be one's spoils it, and nothing after that matters.
 class AddrSpec {
@@ -46,7 +36,7 @@ public:
 
     /// One without an end has no domain behind it.
     void quoted(std::string_view content) {
-        word(needs_quotes(content) ? quote(content) : std::string(content), !in_domain_);
+        word(needs_quotes(content) ? mimelib::quoted(content) : std::string(content), !in_domain_);
         // An empty one is no name by itself.
         if (!content.empty())
             has_name_[in_domain_] = true;

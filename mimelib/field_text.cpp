@@ -1,6 +1,27 @@
 #include "mimelib/field_text.h"
 
+#include "base/text.h"
+
 namespace mimelib {
+
+bool is_dot_atom(std::string_view text, bool beyond_ascii) {
+    char before = '.';
+    for (const char c : text) {
+        const bool is_atom = is_alphanumeric(c) || contains("!#$%&'*+-/=?^_`{|}~", {&c, 1}) ||
+                             (beyond_ascii && !is_ascii(c));
+        if (c == '.' ? before == '.' : !is_atom)
+            return false;
+        before = c;
+    }
+    return before != '.';
+}
+
+std::string quoted(std::string_view text) {
+    std::string result = "\"";
+    for (const char c : text)
+        result.append(c == '"' || c == '\\' ? "\\" : "").append(1, c);
+    return result += '"';
+}
 
 bool Scanner::skip_white_and_comments() {
     const std::size_t start = position_;

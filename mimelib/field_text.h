@@ -16,6 +16,13 @@ inline bool is_white(char c) {
     return is_blank(c) || c == '\r' || c == '\n';
 }
 
+/// Whether the text can stand in an address as it is (RFC 5322 section 3.2.3); where
+/// `beyond_ascii` says so, bytes beyond ASCII count as letters (RFC 6532 section 3.2).
+bool is_dot_atom(std::string_view text, bool beyond_ascii = false);
+
+/// The text as a quoted string.
+std::string quoted(std::string_view text);
+
 /// A position in a field's text that only moves forward.
 class Scanner {
 public:

@@ -91,8 +91,8 @@ int DwDecodeQuotedPrintable(const DwString& in, DwString& out) {
         const std::size_t soft_break = soft_break_length(text);
         if (soft_break != std::string_view::npos) {
             text.remove_prefix(soft_break);
-        } else if (text.size() >= 2 && hex_value(text[0]) >= 0 && hex_value(text[1]) >= 0) {
-            bytes += static_cast<char>(hex_value(text[0]) << 4 | hex_value(text[1]));
+        } else if (const std::optional<char> byte = hex_byte(text)) {
+            bytes += *byte;
             text.remove_prefix(2);
         } else {
             bytes += '=';

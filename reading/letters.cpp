@@ -1,6 +1,7 @@
 #include "reading/letters.h"
 
 #include "base/text.h"
+#include "reading/characters.h"
 
 #include <algorithm>
 #include <array>
@@ -11,25 +12,6 @@
 namespace orvek {
 
 namespace {
-
-constexpr int no_character = -1;
-
-/// The front of a text: a character, or a byte that belongs to none.
-struct Front {
-    utf8proc_int32_t character;
-    std::size_t length;
-};
-
-Front front_of(std::string_view text) {
-    const unsigned char first = static_cast<unsigned char>(text.front());
-    if (first < 0x80)
-        return {first, 1};
-    utf8proc_int32_t character;
-    const auto* const bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-    const auto room = static_cast<utf8proc_ssize_t>(std::min<std::size_t>(text.size(), 4));
-    const utf8proc_ssize_t length = utf8proc_iterate(bytes, room, &character);
-    return length > 0 ? Front{character, static_cast<std::size_t>(length)} : Front{no_character, 1};
-}
 
 /// How many characters at the front are ASCII and seen.
 std::size_t graphic_length(std::string_view text) {
@@ -43,11 +25,6 @@ bool is_white(utf8proc_int32_t c) {
     return c == ' ' || (c >= '\t' && c <= '\r') || c == 0x85 || c == 0xa0 || c == 0x1680 ||
            (c >= 0x2000 && c <= 0x200a) || c == 0x2028 || c == 0x2029 || c == 0x202f ||
            c == 0x205f || c == 0x3000;
-}
-
-bool is_unseen(utf8proc_int32_t c) {
-    return c != no_character &&
-           (c < 32 || (c >= 0x7f && c < 0xa0) || utf8proc_get_property(c)->ignorable);
 }
 
 /// Whether the character may become one with what stands before it, or trade places with it.
@@ -81,11 +58,11 @@ public:
         can_take_back_ = true;
     }
 
-    void put(Front front, std::string_view bytes) {
-        if (front.character == no_character)
+    void put(Character front, std::string_view bytes) {
+        if (front.code == Character::none)
             put_as_it_is(bytes.front());
         else
-            put_beyond_ascii(front.character, bytes);
+            put_beyond_ascii(front.code, bytes);
     }
 
     /// White space, or a byte that is no character.
@@ -201,10 +178,10 @@ public:
 private:
     /// Returns how many bytes that took.
     std::size_t add_front(std::string_view text) {
-        const Front front = front_of(text);
-        if (is_white(front.character)) {
-            white_.add(front.character);
-        } else if (!is_unseen(front.character)) {
+        const Character front = first_character(text);
+        if (is_white(front.code)) {
+            white_.add(front.code);
+        } else if (!is_unseen(front.code)) {
             white_.write(normaliser_, paragraphs_);
             normaliser_.put(front, text.substr(0, front.length));
         }
@@ -227,8 +204,8 @@ std::string letters_of_line(std::string_view text, Case letters) {
 
 bool shows_text(std::string_view text) {
     while (!text.empty()) {
-        const Front front = front_of(text);
-        if (!is_white(front.character) && !is_unseen(front.character))
+        const Character front = first_character(text);
+        if (!is_white(front.code) && !is_unseen(front.code))
             return true;
         text.remove_prefix(front.length);
     }

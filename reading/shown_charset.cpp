@@ -60,41 +60,20 @@ UTF-16LE csunicode iso-10646-ucs-2 ucs-2 unicode unicodefeff utf-16le
 
 constexpr std::string_view blanks = " \t\r\n\f";
 
-constexpr char no_character[] = "\xef\xbf\xbd"; // U+FFFD
-
 /// How long a text can become in any case. Only TSCII takes more than three bytes for one.
 constexpr std::size_t allowance = 65536;
-
-/// Whether `text` is the beginning of a character that is cut off there.
-bool is_cut_character(std::string_view text) {
-    const auto first = static_cast<unsigned char>(text.front());
-    const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-    return first >= 0xc2 && first <= 0xf4 && text.size() < length &&
-           std::all_of(text.begin() + 1, text.end(),
-                       [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; });
-}
 
 /// Whether text that does not say what it is is UTF-8: whole characters, the last of them perhaps
 /// cut off. One that is alone beyond ASCII is more likely a letter of another charset.
 bool looks_like_utf8(std::string_view text) {
-    const std::size_t length = well_formed_utf8_length(text);
-    return length == text.size() ||
-           (ascii_length(text) < length && is_cut_character(text.substr(length)));
+    const std::string_view whole = without_cut_character(text);
+    return well_formed_utf8_length(whole) == whole.size() &&
+           (whole.size() == text.size() || ascii_length(whole) < whole.size());
 }
 
 /// The C library's converters let through UTF-8 of old, and halves of pairs of UTF-16.
-std::string without_ill_formed_utf8(std::string_view text) {
-    std::string result;
-    result.reserve(3 * text.size());
-    for (;;) {
-        const std::size_t length = well_formed_utf8_length(text);
-        result += text.substr(0, length);
-        text.remove_prefix(length);
-        if (text.empty() || is_cut_character(text))
-            return result;
-        result += no_character;
-        text.remove_prefix(1);
-    }
+std::string well_formed(std::string_view text) {
+    return without_ill_formed_utf8(without_cut_character(text));
 }
 
 } // namespace
@@ -145,7 +124,7 @@ std::string ShownCharsets::to_utf8(std::string_view text, const std::string& lab
     Charset& named = find(label);
     Charset& charset = named.is_known() ? named : beyond_;
     if (charset.name.empty() ? looks_like_utf8(text) : charset.name == "UTF-8")
-        return without_ill_formed_utf8(text);
+        return well_formed(text);
     const std::size_t most = std::max(3 * text.size(), allowance);
     std::string result;
     result.reserve(most + Conversion::room); // what is not used is never touched
@@ -153,7 +132,7 @@ std::string ShownCharsets::to_utf8(std::string_view text, const std::string& lab
     charset.conversion().finish(result);
     if (well_formed_utf8_length(result) == result.size())
         return result;
-    return without_ill_formed_utf8(result);
+    return well_formed(result);
 }
 
 } // namespace orvek

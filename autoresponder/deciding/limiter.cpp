@@ -87,9 +87,7 @@ std::string purge_of_earlier_days(const std::string& rule) {
 /// column can hold and compare.
 std::string bookkeeping_name(const Mail_content& mail) {
     constexpr std::size_t longest = 254, kept = 190;
-    std::string name;
-    for (const char c : to_lower(mail.sender()))
-        name += static_cast<signed char>(c) < 0 ? hex_form("\\x", c) : std::string(1, c);
+    const std::string name = escaped(to_lower(mail.sender()), "\\x", is_ascii);
     return name.size() <= longest ? name : name.substr(0, kept) + hash_of(name);
 }
 

@@ -1,10 +1,10 @@
 #include "autoresponder/explain/screen.h"
 
 #include "base/text.h"
+#include "reading/characters.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdlib>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -16,54 +16,6 @@ constexpr std::size_t label_width = 12;
 constexpr std::size_t indent_of_texts = 4 + label_width + 1;
 constexpr std::size_t narrowest = 40;
 
-std::string hex(std::uint32_t value, std::size_t digits) {
-    constexpr char symbols[] = "0123456789ABCDEF";
-    std::string text;
-    for (; value != 0 || text.size() < digits; value >>= 4)
-        text.insert(text.begin(), symbols[value & 15]);
-    return text;
-}
-
-/// What is seen, and leaves what is around it where it is.
-bool is_plain(utf8proc_int32_t character) {
-    switch (utf8proc_category(character)) {
-    case UTF8PROC_CATEGORY_CC:
-    case UTF8PROC_CATEGORY_CF:
-    case UTF8PROC_CATEGORY_CS:
-    case UTF8PROC_CATEGORY_CO:
-    case UTF8PROC_CATEGORY_CN:
-    case UTF8PROC_CATEGORY_ZL:
-    case UTF8PROC_CATEGORY_ZP:
-        return false;
-    default:
-        return true;
-    }
-}
-
-std::string escape_of_byte(char c) {
-    switch (c) {
-    case '\n':
-        return "\\n";
-    case '\t':
-        return "\\t";
-    case '\r':
-        return "\\r";
-    case '\\':
-        return "\\\\";
-    default:
-        return "\\x" + hex(static_cast<unsigned char>(c), 2);
-    }
-}
-
-/// The character that `text` begins with, and its length; the length is 0 where there is none.
-std::pair<utf8proc_int32_t, std::size_t> first_character(std::string_view text) {
-    utf8proc_int32_t character = -1;
-    const utf8proc_ssize_t length =
-        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                         static_cast<utf8proc_ssize_t>(text.size()), &character);
-    return {character, length > 0 && character >= 0 ? static_cast<std::size_t>(length) : 0};
-}
-
 /// How much of a printable text fits into so many columns: up to a blank where there is one, else
 /// up to the last character.
 std::size_t fitting(std::string_view text, std::size_t room) {
@@ -71,13 +23,13 @@ std::size_t fitting(std::string_view text, std::size_t room) {
     std::size_t used = 0;
     std::size_t blank = 0;
     while (at < text.size()) {
-        const auto [character, length] = first_character(text.substr(at));
-        used += length == 0 ? 1 : static_cast<std::size_t>(utf8proc_charwidth(character));
+        const auto [code, length] = orvek::first_character(text.substr(at));
+        used += static_cast<std::size_t>(utf8proc_charwidth(code));
         if (used > room)
             return std::max<std::size_t>(blank > 0 ? blank : at, 1);
         if (text[at] == ' ')
             blank = at;
-        at += std::max<std::size_t>(length, 1);
+        at += length;
     }
     return at;
 }
@@ -93,23 +45,6 @@ bool environment_is_utf8() {
         return contains(lower, "utf-8") || contains(lower, "utf8");
     }
     return false;
-}
-
-std::string printable(std::string_view text, bool utf8) {
-    std::string shown;
-    while (!text.empty()) {
-        const auto [character, length] = first_character(text);
-        const std::string_view bytes = text.substr(0, std::max<std::size_t>(length, 1));
-        const bool ascii = length == 1;
-        if (length == 0 || (ascii && (!is_plain(character) || character == '\\')))
-            shown += escape_of_byte(bytes.front());
-        else if (ascii || (utf8 && is_plain(character)))
-            shown += bytes;
-        else
-            shown += concat({"\\u{", hex(static_cast<std::uint32_t>(character), 4), "}"});
-        text.remove_prefix(bytes.size());
-    }
-    return shown;
 }
 
 Style Style::of_standard_output() {
@@ -146,7 +81,7 @@ void Page::put(std::size_t indent, std::string_view front, std::string_view text
 }
 
 void Page::heading(std::string_view text) {
-    const std::string shown = printable(text, style_.utf8);
+    const std::string shown = orvek::printable(text, style_.utf8);
     if (!page_.empty())
         page_ += "\n";
     if (style_.terminal)
@@ -160,7 +95,7 @@ void Page::row(Mark mark, std::string_view label, std::string_view text) {
     std::string name(label);
     name.resize(std::max(label_width, name.size()), ' ');
     put(indent_of_texts, concat({"  ", marked(mark), " ", name, " "}),
-        printable(text, style_.utf8));
+        orvek::printable(text, style_.utf8));
 }
 
 void Page::row(Mark mark, std::string_view label, std::string_view before, std::string_view place,
@@ -169,5 +104,5 @@ void Page::row(Mark mark, std::string_view label, std::string_view before, std::
 }
 
 void Page::verdict(Mark mark, std::string_view text) {
-    put(2, marked(mark) + " ", printable(text, style_.utf8));
+    put(2, marked(mark) + " ", orvek::printable(text, style_.utf8));
 }

@@ -10,11 +10,6 @@
 /// Whether the environment says that its texts are UTF-8 (LC_ALL, else LC_CTYPE, else LANG).
 bool environment_is_utf8();
 
-/// `text` with an escape for every byte or character that is no letter, digit, sign or blank:
-/// "\n", "\t", "\r", "\x1B" for bytes, "\u{202E}" for characters, and "\\". Without `utf8` for all
-/// that is not ASCII.
-std::string printable(std::string_view text, bool utf8);
-
 enum class Mark { none, yes, no, note };
 
 struct Style {

@@ -5,6 +5,7 @@
 #include "autoresponder/incoming/parts.h"
 #include "autoresponder/incoming/text_part.h"
 #include "base/text.h"
+#include "codecs/utf8.h"
 #include "reading/letters.h"
 
 #include <algorithm>
@@ -17,20 +18,16 @@ namespace {
 constexpr std::size_t most_places = 5;
 constexpr std::size_t most_text_around = 60;
 
-bool continues_character(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
 std::string_view last_of(std::string_view text) {
     std::size_t start = text.size() - std::min(text.size(), most_text_around);
-    while (start < text.size() && start > 0 && continues_character(text[start]))
+    while (start < text.size() && start > 0 && orvek::continues_character(text[start]))
         ++start;
     return text.substr(start);
 }
 
 std::string_view first_of(std::string_view text) {
     std::size_t end = std::min(text.size(), most_text_around);
-    while (end < text.size() && end > 0 && continues_character(text[end]))
+    while (end < text.size() && end > 0 && orvek::continues_character(text[end]))
         --end;
     return text.substr(0, end);
 }

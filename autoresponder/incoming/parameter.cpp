@@ -18,16 +18,10 @@ using Pieces = std::array<std::optional<std::string>, most_pieces>;
 /// "%41" is "A"; what is malformed stays.
 std::string percent_decode(std::string_view text) {
     std::string decoded;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const bool sign = text[at] == '%' && at + 2 < text.size();
-        const int high = sign ? hex_value(text[at + 1]) : -1;
-        const int low = sign ? hex_value(text[at + 2]) : -1;
-        if (high >= 0 && low >= 0) {
-            decoded += static_cast<char>(high << 4 | low);
-            at += 2;
-        } else {
-            decoded += text[at];
-        }
+    while (!text.empty()) {
+        const auto byte = text.front() == '%' ? hex_byte(text.substr(1)) : std::nullopt;
+        decoded += byte.value_or(text.front());
+        text.remove_prefix(byte ? 3 : 1);
     }
     return decoded;
 }

@@ -8,19 +8,7 @@
 
 namespace {
 
-bool is_atom_character(char c) {
-    return is_alphanumeric(c) || contains("!#$%&'*+-/=?^_`{|}~", {&c, 1});
-}
-
-bool is_dot_atom(std::string_view text) {
-    char before = '.';
-    for (const char c : text) {
-        if (c == '.' ? before == '.' : !is_atom_character(c))
-            return false;
-        before = c;
-    }
-    return before != '.';
-}
+using mimelib::is_dot_atom;
 
 bool is_domain_literal(std::string_view text) {
     return text.size() >= 2 && text.front() == '[' && text.back() == ']' &&

@@ -52,11 +52,8 @@ void log_line(std::string_view line) {
         line.remove_prefix(name.size() + 2);
     if (line.empty() || log_is_given_up != 0)
         return;
-    std::string text;
-    for (const char c : line) {
-        const bool plain = c >= ' ' && c <= '~' && c != '\\';
-        text += plain ? std::string(1, c) : hex_form("\\x", c);
-    }
+    const std::string text =
+        escaped(line, "\\x", [](char c) { return is_printable(c) && c != '\\'; });
     set_clock(true);
     syslog(LOG_INFO, "%s", text.c_str());
     set_clock(false);

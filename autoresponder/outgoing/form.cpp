@@ -5,6 +5,7 @@
 #include "codecs/idn.h"
 #include "codecs/outgoing.h"
 #include "codecs/utf8.h"
+#include "mimelib/field_text.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -23,25 +24,9 @@ OutgoingText recoded(const std::string& text, const std::string& charset, bool f
     }
 }
 
-/// RFC 5322 section 3.2.3, RFC 6532 section 3.2.
-bool is_dot_atom(std::string_view text) {
-    constexpr std::string_view others = "!#$%&'*+-/=?^_`{|}~.";
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) {
-                           return is_alphanumeric(c) || static_cast<signed char>(c) < 0 ||
-                                  contains(others, {&c, 1});
-                       }) &&
-           !text.empty() && !text.starts_with('.') && !text.ends_with('.') && !contains(text, "..");
-}
-
 /// A local part as it is written in an address (RFC 5321 section 4.1.2).
-std::string written(std::string_view local_part) {
-    if (is_dot_atom(local_part))
-        return std::string(local_part);
-    std::string quoted = "\"";
-    for (const char c : local_part)
-        quoted.append(c == '"' || c == '\\' ? "\\" : "").append(1, c);
-    return quoted += '"';
+std::string written(const std::string& local_part) {
+    return mimelib::is_dot_atom(local_part, true) ? local_part : mimelib::quoted(local_part);
 }
 
 } // namespace
