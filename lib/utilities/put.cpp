@@ -11,17 +11,16 @@
 
 namespace {
 
-constexpr std::size_t statement_size = 4096;
-
-bool has_connection(const PanelConnection& connection) {
-    if (connection.get() != nullptr)
-        return true;
-    messlog2(0, 0, "Unable to connect to mysql database\n");
-    return false;
-}
-
-int delete_by(const PanelConnection& connection, const char* statement, const char* parameter,
-              const char* table) {
+/// Sends the statement that `fill` makes, given its place, the room there and the connection.
+template <typename Fill>
+int delete_from(const char* table, const char* parameter, MYSQL* my, Fill fill) {
+    const PanelConnection connection(my);
+    if (connection.get() == nullptr) {
+        messlog2(0, 0, "Unable to connect to mysql database\n");
+        return -1;
+    }
+    char statement[4096];
+    fill(statement, sizeof statement, connection.get());
     if (mysql_real_query(connection.get(), statement, std::strlen(statement)) == 0)
         return 0;
     messlog2(0, 0, "Unable to delete parameter %s from %s: %s", parameter, table,
@@ -54,37 +53,23 @@ int put_param(const char* parameter, const char* value, MYSQL* my) {
 }
 
 int del_param(const char* parameter, MYSQL* my) {
-    const PanelConnection connection(my);
-    if (!has_connection(connection))
-        return -1;
-    char statement[statement_size];
-    std::snprintf(statement, sizeof statement, "delete from misc where param='%s'", parameter);
-    return delete_by(connection, statement, parameter, "misc");
+    return delete_from("misc", parameter, my, [&](char* to, std::size_t room, MYSQL*) {
+        std::snprintf(to, room, "delete from misc where param='%s'", parameter);
+    });
 }
 
 int del_dom_param(const char* dom_id, const char* parameter, MYSQL* my) {
-    const PanelConnection connection(my);
-    if (!has_connection(connection))
-        return -1;
-    char statement[statement_size];
-    std::snprintf(statement, sizeof statement,
-                  "delete from dom_param where dom_id='%s' and param='%s'", dom_id, parameter);
-    return delete_by(connection, statement, parameter, "dom_param");
+    return delete_from("dom_param", parameter, my, [&](char* to, std::size_t room, MYSQL*) {
+        std::snprintf(to, room, "delete from dom_param where dom_id='%s' and param='%s'", dom_id,
+                      parameter);
+    });
 }
 
 int del_Parameter(const char* id, const char* parameter, const char* value, MYSQL* my) {
-    const PanelConnection connection(my);
-    if (!has_connection(connection))
-        return -1;
-    char statement[statement_size];
-    if (value == nullptr) {
-        std::snprintf(statement, sizeof statement,
-                      "delete from Parameters where id='%s' and parameter='%s'", id, parameter);
-    } else {
-        const MallocedText escaped(escape_mysql_param(connection.get(), value));
-        std::snprintf(statement, sizeof statement,
-                      "delete from Parameters where id='%s' and parameter='%s' and value='%s'", id,
-                      parameter, escaped.get());
-    }
-    return delete_by(connection, statement, parameter, "Parameters");
+    return delete_from("Parameters", parameter, my, [&](char* to, std::size_t room, MYSQL* used) {
+        const MallocedText escaped(escape_mysql_param(used, value));
+        std::snprintf(to, room, "delete from Parameters where id='%s' and parameter='%s'%s%s%s", id,
+                      parameter, escaped ? " and value='" : "", escaped ? escaped.get() : "",
+                      escaped ? "'" : "");
+    });
 }
