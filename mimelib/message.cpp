@@ -113,9 +113,9 @@ std::optional<DwBodyPart> DwBodyPart::first_of(const DwString& text, const DwStr
 void DwEntity::parse_from(std::size_t start) {
     const std::string_view text = AsString().view();
     const std::size_t length = HeaderLength(text.substr(start));
-    headers_.emplace(AsString().substr(start, length));
-    body_.emplace(AsString().substr(skip_empty_line(text, start + length)),
-                  find_boundary(*headers_));
+    headers_ = DwHeaders(AsString().substr(start, length));
+    body_ =
+        DwBody(AsString().substr(skip_empty_line(text, start + length)), find_boundary(headers_));
 }
 
 std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {

@@ -27,21 +27,18 @@ private:
 class DwEntity : public DwMessageComponent {
 public:
     /// Both are empty until the entity has been parsed.
-    const DwHeaders& Headers() const { return *headers_; }
-    const DwBody& Body() const { return *body_; }
+    const DwHeaders& Headers() const { return headers_; }
+    const DwBody& Body() const { return body_; }
 
 protected:
-    explicit DwEntity(const DwString& text)
-        : DwMessageComponent(text), headers_(std::in_place, DwString()),
-          body_(std::in_place, DwString(), DwString()) {}
+    explicit DwEntity(const DwString& text) : DwMessageComponent(text) {}
 
     /// Splits the text from `start` on into header and body.
     void parse_from(std::size_t start);
 
 private:
-    // Never without a value: optional is what lets a parse replace them.
-    std::optional<DwHeaders> headers_;
-    std::optional<DwBody> body_;
+    DwHeaders headers_{DwString()};
+    DwBody body_{DwString(), DwString()};
 };
 
 /// A whole message.

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,9 +21,9 @@ std::string letters_of_line(std::string_view text, Case letters);
 /// line feed, so that each line of the result is a paragraph.
 class Paragraphs {
 public:
-    /// `expected` is about how many bytes there are to come.
-    Paragraphs(Case letters, std::size_t expected);
-    ~Paragraphs();
+    /// `expected` is about how many bytes there are to come. With `one_line` line ends are white
+    /// space like any other.
+    Paragraphs(Case letters, std::size_t expected, bool one_line = false);
 
     /// `piece` ends between two characters.
     void add(std::string_view piece);
@@ -32,8 +32,21 @@ public:
     std::string finish();
 
 private:
-    class Writer;
-    std::unique_ptr<Writer> writer_;
+    void add_graphic(std::string_view text);
+    std::size_t add_front(std::string_view text);
+    void hold(std::int32_t code, std::string_view bytes);
+    void release();
+    void end_white();
+
+    Case letters_;
+    bool one_line_;
+    std::string out_;
+    bool ends_in_letter_ = false; // of ASCII: a mark that follows makes one character with it
+    bool white_ = false;          // what came last, and is not written yet
+    std::size_t line_ends_ = 0;   // in it
+    std::string held_;            // characters that what follows may still change
+    std::size_t held_count_ = 0;
+    bool held_stays_ = false; // the one that is held is in its normal form
 };
 
 /// Whether `text`, which is UTF-8, has anything but white space and what is not seen.
