@@ -1,17 +1,15 @@
 // The responder run: everything that happens between a usable incoming message and the end of the
-// process. It holds the one database connection of the run.
+// process.
 #pragma once
 
-#include "autoresponder/incoming/header_facts.h"
-#include "autoresponder/incoming/mail_content.h"
-#include "autoresponder/run/switches.h"
-#include "lib/mysql_owned.h"
+#include "autoresponder/deciding/context.h"
 
-/// The connection of a run, never null. A failure ends the process through give_up, with its
-/// message.
-MysqlConnection open_panel_database(const Policy& policy);
+/// Escapes the recipient and opens the connection of the run; in one that only tells, nothing can
+/// be written over it. A failure ends the process through give_up, with its message.
+void open_panel_database(Run& run);
 
-/// Finds the recipient's mailbox and lets each of its rules answer. Returns 0 whenever it returns.
-/// Failures of the database work end the process through give_up, fatal failures of the
-/// delivery with status 1; each has written its message by then.
-int db_mail_act(Mail_content* mail, const HeaderFacts& facts);
+/// Finds the recipient's mailbox and lets each of its rules answer; what comes of it stands in the
+/// account of the run. Returns 0 whenever it returns. Failures of the database work end the process
+/// through give_up or throw QueryFailure, fatal failures of the delivery end it with status 1 or
+/// throw what does; each that ends it has written its message by then.
+int db_mail_act(Run& run);

@@ -8,7 +8,6 @@
 #include <exception>
 #include <string>
 #include <syslog.h>
-#include <vector>
 
 namespace {
 
@@ -20,22 +19,8 @@ constexpr std::size_t max_line = 970; // and " and N more"
 
 using Clock = std::chrono::steady_clock;
 
-struct Outcome {
-    std::string rule;
-    std::string text;
-};
-
-struct RunLog {
-    const Mail_content* mail = nullptr;
-    const HeaderFacts* facts = nullptr;
-    Clock::time_point start;
-    bool completed = false;
-    std::string refusal;
-    std::string mailbox;
-    std::vector<Outcome> outcomes;
-    std::size_t forwards = 0;
-    std::size_t notices = 0;
-} run;
+const Run* logged = nullptr;
+Clock::time_point start;
 
 /// Printable ASCII that ends no value as it is, other bytes as "\xHH"; cut where it is long.
 std::string escaped(std::string_view value, std::size_t most = max_value) {
@@ -51,35 +36,49 @@ std::string escaped(std::string_view value, std::size_t most = max_value) {
 }
 
 void append_rules(std::string& line) {
-    std::size_t left = run.outcomes.size();
-    for (const Outcome& outcome : run.outcomes) {
-        const std::string piece =
-            concat({", rule ", escaped(outcome.rule), "=", escaped(outcome.text)});
-        if (line.size() + piece.size() > max_line)
-            break;
-        line += piece;
-        --left;
+    std::size_t left_out = 0;
+    for (const RuleFacts& rule : logged->account.rules) {
+        if (rule.outcome == Outcome::off)
+            continue;
+        const std::string piece = concat({", rule ", escaped(rule.id), "=", word_of(rule.outcome)});
+        if (left_out > 0 || line.size() + piece.size() > max_line)
+            ++left_out;
+        else
+            line += piece;
     }
-    if (left > 0)
-        line += concat({", and ", std::to_string(left), " more"});
+    if (left_out > 0)
+        line += concat({", and ", std::to_string(left_out), " more"});
+}
+
+/// Why nobody gets an answer, or what ended the run before its rules.
+std::string_view reason() {
+    const Account& account = logged->account;
+    return account.refusal.empty() && !account.completed ? last_said() : account.refusal;
 }
 
 void write_line() {
-    const auto spent =
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.start);
-    const std::string_view refusal =
-        run.refusal.empty() && !run.completed ? last_said() : run.refusal;
-    std::string_view id = run.facts->thread.message_id;
+    const auto spent = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+    const Account& account = logged->account;
+    std::size_t forwards = 0;
+    std::size_t notices = 0;
+    for (const RuleFacts& rule : account.rules) {
+        forwards += rule.forwards.size();
+        notices += rule.notice ? 1U : 0;
+    }
+    const std::string mailbox =
+        account.mailbox ? concat({account.mailbox->mail_name, "@", account.mailbox->domain_name})
+                        : "";
+    std::string_view id = logged->reading.facts.thread.message_id;
     if (!id.empty())
         id = id.substr(1, id.size() - 2);
     const char* const recipient = std::getenv("RESP_RECIPIENT");
     std::string line =
         concat({"to=<", escaped(recipient == nullptr ? "" : recipient), ">, from=<",
-                escaped(run.mail->from), ">, message-id=<", escaped(id), ">, mailbox=<",
-                escaped(run.mailbox), ">, forwards=", std::to_string(run.forwards),
-                ", notices=", std::to_string(run.notices), ", ms=", std::to_string(spent.count())});
-    if (!refusal.empty())
-        line += concat({", reason=\"", escaped(refusal, max_reason), "\""});
+                escaped(logged->reading.mail.from), ">, message-id=<", escaped(id), ">, mailbox=<",
+                escaped(mailbox), ">, forwards=", std::to_string(forwards),
+                ", notices=", std::to_string(notices), ", ms=", std::to_string(spent.count())});
+    if (!reason().empty())
+        line += concat({", reason=\"", escaped(reason(), max_reason), "\""});
     append_rules(line);
     openlog("autoresponder", LOG_PID, LOG_MAIL);
     syslog(LOG_MAIL | LOG_INFO, "%s", line.c_str());
@@ -96,35 +95,8 @@ void at_exit() noexcept {
 
 } // namespace
 
-void start_run_log(const Mail_content& mail, const HeaderFacts& facts) {
-    run.mail = &mail;
-    run.facts = &facts;
-    run.start = Clock::now();
+void start_run_log(const Run& run) {
+    logged = &run;
+    start = Clock::now();
     std::atexit(at_exit);
-}
-
-void log_refusal(std::string_view reason) {
-    run.refusal = reason;
-}
-
-void log_completed() {
-    run.completed = true;
-}
-
-void log_mailbox(std::string_view name, std::string_view domain) {
-    run.mailbox = concat({name, "@", domain});
-}
-
-void log_rule(std::string_view id, std::string_view outcome) {
-    if (run.outcomes.empty() || run.outcomes.back().rule != id)
-        run.outcomes.push_back({std::string(id), {}});
-    run.outcomes.back().text = outcome;
-}
-
-void log_forward(std::size_t addresses) {
-    run.forwards += addresses;
-}
-
-void log_notice() {
-    ++run.notices;
 }

@@ -64,10 +64,9 @@ struct Bookkeeping {
     const std::string& rule;
     /// Escaped for a quoted literal.
     std::string sender;
-    MysqlResult (*run_statement)(MYSQL* connection, const std::string& statement);
 
     MysqlResult run(const std::string& statement) const {
-        return run_statement(connection, statement);
+        return run_query_or_throw(connection, statement);
     }
 
     /// First column of the first row: `when_null` for NULL; none without a row.
@@ -154,8 +153,11 @@ LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::i
     const std::optional<std::string> entries = books.value(
         concat({"select COUNT(*) from resp_freq where rn_id=", books.rule, condition}), "0");
     const std::optional<std::string> num = books.value(count_of_sender(books) + condition, "0");
-    return {num ? std::optional(decimal_number(*num)) : std::nullopt, limit,
-            decimal_number(entries.value_or("0")), mem_limit};
+    return {num ? std::optional(decimal_number(*num)) : std::nullopt,
+            limit,
+            decimal_number(entries.value_or("0")),
+            mem_limit,
+            {}};
 }
 
 /// Whether the sender may be answered; if so, it is recorded, in a transaction, which a statement
@@ -194,7 +196,7 @@ bool is_own_key(const std::string& failure, const std::string& rule, const std::
 }
 
 /// Should the answer not be sent after all.
-void take_back_on_retry(const Bookkeeping& books) {
+void have_taken_back(const Bookkeeping& books) {
     const std::string row =
         concat({" where rn_id=", books.rule, " and email='", books.sender, "'"});
     take_back_on_retry(books.connection, concat({"update resp_freq set num=num-1", row}));
@@ -211,55 +213,62 @@ void pause_after(int attempt) {
     nanosleep(&pause, nullptr);
 }
 
-} // namespace
-
-LimiterVerdict limiter_verdict(MYSQL* connection, const Mail_content& mail, const std::string& id,
-                               const std::string& ans_freq, const std::string& mem_limit) {
-    const Bookkeeping books{connection, id, escape_sender(connection, bookkeeping_name(mail)),
-                            run_query_or_exit};
-    return read_verdict(books, decimal_number(ans_freq), decimal_number(mem_limit), today);
-}
-
-std::vector<std::string> senders_to_evict(MYSQL* connection, const std::string& id) {
-    const Bookkeeping books{connection, id, {}, run_query_or_exit};
+/// How things stand today, as they are read where nothing is recorded.
+LimiterVerdict verdict_of_today(const Bookkeeping& books, std::int32_t limit,
+                                std::int32_t mem_limit) {
+    LimiterVerdict verdict = read_verdict(books, limit, mem_limit, today);
+    if (!verdict.evicts())
+        return verdict;
     const MysqlResult rows = books.run("select email" + oldest_entries(books, today));
-    std::vector<std::string> senders;
     while (const std::optional<Row> row = next_row(rows))
-        senders.push_back(row->text(0));
-    return senders;
+        verdict.evicted.push_back(row->text(0));
+    return verdict;
 }
 
-int can_response_freq(MYSQL* connection, const Mail_content* mail, std::string id,
-                      std::string ans_freq, std::string mem_limit) {
+/// Decides and records, as often as others stand in the way.
+bool decide_patiently(const Bookkeeping& books, const std::string& sender, std::int32_t limit,
+                      std::int32_t mem_limit) {
     constexpr int attempts = 20;
     constexpr std::time_t seconds = 60; // a try may have waited that long for a lock
-    const std::int32_t limit = decimal_number(ans_freq);
-    if (limit <= 0) {
-        run_query_or_exit(connection, purge_of_earlier_days(id));
-        return 0;
-    }
-    const std::string sender = bookkeeping_name(*mail);
-    const BookkeepingLock lock(connection, id, sender);
-    const Bookkeeping books{connection, id, escape_sender(connection, sender), run_query_or_throw};
     const std::time_t begin = std::time(nullptr);
     bool waited = false;
     for (int attempt = 1;; ++attempt) {
         try {
-            const bool may_answer = decide(books, limit, decimal_number(mem_limit));
+            const bool may_answer = decide(books, limit, mem_limit);
             if (may_answer)
-                take_back_on_retry(books);
+                have_taken_back(books);
             return may_answer;
         } catch (QueryFailure& failure) {
-            if (failure.kind == Kind::taken_key && is_own_key(failure.text, id, sender))
+            if (failure.kind == Kind::taken_key && is_own_key(failure.text, books.rule, sender))
                 failure.kind = Kind::conflict;
             // A row that stays locked has cost the server's wait.
             const bool goes_on = failure.kind == Kind::conflict ||
                                  (failure.kind == Kind::locked && !std::exchange(waited, true));
             if (!goes_on || attempt == attempts || std::time(nullptr) - begin > seconds)
-                end_for_failure(failure);
+                throw;
         }
         MysqlResult ignored;
-        run_query(connection, "rollback", ignored);
+        run_query(books.connection, "rollback", ignored);
         pause_after(attempt);
     }
+}
+
+} // namespace
+
+int can_response_freq(Run& run, const ResponderRule& rule) {
+    MYSQL* const connection = run.connection.get();
+    const std::int32_t limit = decimal_number(rule.ans_freq);
+    const std::int32_t mem_limit = decimal_number(rule.mem_limit);
+    const std::string sender = bookkeeping_name(run.reading.mail);
+    const Bookkeeping books{connection, rule.id, escape_sender(connection, sender)};
+    if (!run.acts) {
+        run.account.rule().limit = verdict_of_today(books, limit, mem_limit);
+        return run.account.rule().limit->allows();
+    }
+    if (limit <= 0) {
+        run_query_or_exit(connection, purge_of_earlier_days(rule.id));
+        return 0;
+    }
+    const BookkeepingLock lock(connection, rule.id, sender);
+    return decide_patiently(books, sender, limit, mem_limit);
 }

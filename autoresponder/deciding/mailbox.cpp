@@ -40,19 +40,21 @@ std::array<std::string, 4> lookup_statements(const char* domain, const char* nam
     };
 }
 
-/// The row of the first lookup that finds one.
-std::optional<FoundMailbox> look_up(MYSQL* connection, const MallocedText& domain,
-                                    const MallocedText& name) {
-    int lookup = 0;
-    for (const std::string& statement : lookup_statements(domain.get(), name.get())) {
+/// Up to the first lookup that finds a row.
+void look_up(Run& run, const std::string& address, const char* domain, const char* name) {
+    static constexpr std::array<const char*, 4> names = {
+        "mailbox", "alias", "mailbox at the alias domain", "alias at the alias domain"};
+    std::size_t lookup = 0;
+    for (const std::string& statement : lookup_statements(domain, name)) {
         const MysqlResult found =
-            run_query_or_exit(connection, statement, "autoresponder: Unable to query: ");
-        if (const std::optional<Row> row = next_row(found))
-            return FoundMailbox{{row->text(0), row->text(1), row->text(2), {}},
-                                static_cast<Lookup>(lookup)};
-        ++lookup;
+            run_query_or_exit(run.connection.get(), statement, "autoresponder: Unable to query: ");
+        const std::optional<Row> row = next_row(found);
+        run.account.lookups.push_back({names.at(lookup++), address, row.has_value()});
+        if (row) {
+            run.account.mailbox = ResolvedMailbox{row->text(0), row->text(1), row->text(2), {}};
+            return;
+        }
     }
-    return std::nullopt;
 }
 
 std::string attachments_directory(const std::string& domain, const std::string& mailbox) {
@@ -62,25 +64,27 @@ std::string attachments_directory(const std::string& domain, const std::string& 
 
 } // namespace
 
-EscapedRecipient escape_recipient(const Mail_content& mail) {
-    EscapedRecipient escaped{make_escape_buffer(mail.domain), make_escape_buffer(mail.mailname)};
+void escape_recipient(Run& run) {
+    const Mail_content& mail = run.reading.mail;
+    run.recipient = {make_escape_buffer(mail.domain), make_escape_buffer(mail.mailname)};
     // Escaping without a connection needs the client library's character sets, which mysql_init
     // would load only later.
     const bool has_library = mysql_library_init(0, nullptr, nullptr) == 0;
-    if (!escaped.domain || !escaped.mailname || !has_library) {
+    if (!run.recipient.domain || !run.recipient.mailname || !has_library) {
         report({"autoresponder: Unable to alloc memory"});
         give_up();
     }
-    escape_into(escaped.domain, mail.domain);
-    escape_into(escaped.mailname, mail.mailname);
-    return escaped;
+    escape_into(run.recipient.domain, mail.domain);
+    escape_into(run.recipient.mailname, mail.mailname);
 }
 
-void adapt_escaping(MYSQL* connection, const Mail_content& mail, EscapedRecipient& recipient) {
+void adapt_escaping(Run& run) {
+    MYSQL* const connection = run.connection.get();
     if ((connection->server_status & SERVER_STATUS_NO_BACKSLASH_ESCAPES) == 0)
         return;
-    recipient.domain.reset(escape_mysql_param(connection, mail.domain.c_str()));
-    recipient.mailname.reset(escape_mysql_param(connection, mail.mailname.c_str()));
+    const Mail_content& mail = run.reading.mail;
+    run.recipient.domain.reset(escape_mysql_param(connection, mail.domain.c_str()));
+    run.recipient.mailname.reset(escape_mysql_param(connection, mail.mailname.c_str()));
 }
 
 std::string without_extension(const std::string& local_part, char delimiter) {
@@ -88,25 +92,25 @@ std::string without_extension(const std::string& local_part, char delimiter) {
     return local_part.substr(0, at == 0 ? std::string::npos : at);
 }
 
-std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& mail,
-                                         const EscapedRecipient& recipient, const Policy& policy,
-                                         std::vector<AddressTried>* tried) {
-    const auto note = [tried](const std::string& domain, const std::string& name) {
-        if (tried != nullptr)
-            tried->push_back({name, domain});
+bool find_mailbox(Run& run) {
+    const Mail_content& mail = run.reading.mail;
+    std::optional<ResolvedMailbox>& found = run.account.mailbox;
+    const auto address = [](const std::string& domain, const std::string& name) {
+        return concat({name, "@", domain});
     };
-    note(mail.domain, mail.mailname);
-    std::optional<FoundMailbox> found = look_up(connection, recipient.domain, recipient.mailname);
+    look_up(run, address(mail.domain, mail.mailname), run.recipient.domain.get(),
+            run.recipient.mailname.get());
     const auto look_up_else = [&](const std::string& domain, const std::string& name) {
         if (found || (domain == mail.domain && name == mail.mailname))
             return;
-        note(domain, name);
-        found = look_up(connection, MallocedText(escape_mysql_param(connection, domain.c_str())),
-                        MallocedText(escape_mysql_param(connection, name.c_str())));
+        const auto escaped = [&](const std::string& text) {
+            return MallocedText(escape_mysql_param(run.connection.get(), text.c_str()));
+        };
+        look_up(run, address(domain, name), escaped(domain).get(), escaped(name).get());
     };
     const std::string other =
-        policy.standard_mail ? orvek::idn::other_form(mail.domain) : mail.domain;
-    const std::string shorter = without_extension(mail.mailname, policy.recipient_delimiter);
+        run.policy.standard_mail ? orvek::idn::other_form(mail.domain) : mail.domain;
+    const std::string shorter = without_extension(mail.mailname, run.policy.recipient_delimiter);
     look_up_else(other, mail.mailname);
     if (shorter != mail.mailname) {
         look_up_else(mail.domain, shorter);
@@ -114,17 +118,8 @@ std::optional<FoundMailbox> find_mailbox(MYSQL* connection, const Mail_content& 
             look_up_else(other, shorter);
     }
     if (found)
-        found->mailbox.attachments_dir =
-            attachments_directory(found->mailbox.domain_name, found->mailbox.mail_name);
-    return found;
-}
-
-ResolvedMailbox resolve_mailbox(MYSQL* connection, const Mail_content& mail,
-                                const EscapedRecipient& recipient, const Policy& policy) {
-    std::optional<FoundMailbox> found = find_mailbox(connection, mail, recipient, policy);
-    if (!found) {
+        found->attachments_dir = attachments_directory(found->domain_name, found->mail_name);
+    else
         report({"autoresponder: Mailname not found: ", mail.mailname, "@", mail.domain});
-        correct_exit();
-    }
-    return std::move(found->mailbox);
+    return found.has_value();
 }

@@ -1,18 +1,47 @@
 #include "autoresponder/deciding/refusal.h"
 
+#include "autoresponder/deciding/mailbox.h"
 #include "autoresponder/incoming/automatic.h"
 #include "autoresponder/incoming/destinations.h"
 #include "autoresponder/run/panel_query.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "codecs/idn.h"
 #include "mimelib/field_text.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 namespace {
+
+bool is_own_mail(const Mail_content& mail, const Policy& policy) {
+    const std::string recipient(without_final_dot(mail.to));
+    return policy.standard_mail ? orvek::idn::is_same_address(mail.sender(), recipient)
+                                : mail.sender() == recipient;
+}
+
+bool is_mailer_daemon(std::string_view sender) {
+    constexpr std::array<std::string_view, 3> names = {"MAILER-DAEMON", "mailer-daemon",
+                                                       "DrWEB-DAEMON"};
+    return std::any_of(names.begin(), names.end(),
+                       [sender](std::string_view name) { return contains(sender, name); });
+}
+
+/// RFC 5321 section 4.5.3.1: no mail reaches such an address. Its limit on the local part is
+/// another matter: real mail goes beyond it.
+bool is_too_long(std::string_view sender) {
+    return sender.size() > 254;
+}
+
+std::string bounce_reason(const Run& run) {
+    const std::string& bounce = run.reading.facts.bounce;
+    if (!run.policy.refuse_automatic)
+        return {};
+    return bounce.empty() ? daemon_sign(run.reading.mail.from) : bounce;
+}
 
 /// All names under which the mailbox can be written to, in lower case and sorted: a stranger's mail
 /// can name any number of addresses.
@@ -78,35 +107,60 @@ std::string automatic_reason(const Mail_content& mail, const HeaderFacts& facts)
     return sign;
 }
 
-} // namespace
-
 bool looks_like_option(std::string_view text) {
     return text.starts_with('-');
 }
 
-std::string bounce_reason(const Mail_content& mail, const HeaderFacts& facts) {
-    return facts.bounce.empty() ? daemon_sign(mail.from) : facts.bounce;
-}
-
-Refusal refusal_of(const Mail_content& mail, const HeaderFacts& facts,
-                   const ResolvedMailbox& mailbox, MYSQL* connection, const Policy& policy) {
-    if (looks_like_option(mail.from))
-        return {Fault::option_like_sender, "From or Reply-To looks like an option"};
+std::string refusal_of(const Run& run) {
+    const Mail_content& mail = run.reading.mail;
+    const Policy& policy = run.policy;
     if (!policy.refuse_automatic && !policy.addressed_only)
         return {};
     if (policy.refuse_automatic) {
-        std::string reason = automatic_reason(mail, facts);
+        std::string reason = automatic_reason(mail, run.reading.facts);
         if (!reason.empty())
-            return {Fault::automatic, std::move(reason)};
+            return reason;
     }
-    const MailboxNames names = names_of(mailbox, connection);
+    const MailboxNames names = names_of(run.mailbox(), run.connection.get());
     const auto is_ours = [&](const std::string& address) {
         return plain(address) == plain(mail.to) ||
                is_address_of(names, address, policy.recipient_delimiter);
     };
     if (policy.refuse_automatic && is_ours(mail.from))
-        return {Fault::mailbox_itself, "From or Reply-To is the mailbox itself"};
-    if (policy.addressed_only && !any_destination(facts.destinations, is_ours))
-        return {Fault::not_addressed, "To and Cc name no address of the mailbox"};
+        return "From or Reply-To is the mailbox itself";
+    if (policy.addressed_only && !any_destination(run.reading.facts.destinations, is_ours))
+        return "To and Cc name no address of the mailbox";
     return {};
+}
+
+} // namespace
+
+bool is_safe_argument(const std::string& text) {
+    if (!looks_like_option(text))
+        return true;
+    report({"autoresponder: Address looks like an option: ", text});
+    return false;
+}
+
+bool is_stopped(const Run& run) {
+    const Mail_content& mail = run.reading.mail;
+    if (is_own_mail(mail, run.policy))
+        report({"Field From: equial field To:"});
+    else if (is_mailer_daemon(mail.from))
+        report({"Field From: contains MAILER-DAEMON"});
+    else if (is_too_long(mail.from))
+        report({"Field From: address is too long"});
+    else if (const std::string reason = bounce_reason(run); !reason.empty())
+        report({"autoresponder: Neither answered nor forwarded: ", reason});
+    else
+        return false;
+    return true;
+}
+
+void look_for_refusal(Run& run) {
+    std::string& refusal = run.account.refusal;
+    const bool harms_replies_only = looks_like_option(run.reading.mail.from);
+    refusal = harms_replies_only ? "From or Reply-To looks like an option" : refusal_of(run);
+    if (!harms_replies_only && !refusal.empty())
+        report({"autoresponder: Not answered: ", refusal});
 }

@@ -33,7 +33,7 @@ struct ResponderRule {
 };
 
 /// All rules of a mailbox, in the server's order; `mailbox_id` goes unquoted into the statement. A
-/// failure ends the process through give_up, with its message.
+/// failed statement throws QueryFailure.
 MysqlResult query_rules(MYSQL* connection, const std::string& mailbox_id);
 
 /// The next rule of the result; none after the last.

@@ -71,3 +71,10 @@ std::optional<Occurrence> TriggerSearch::find(const ResponderRule& rule) const {
     return in_subject ? occurrence_in(subject_, offset_of(subject_, trigger), trigger)
                       : occurrence_in(mail_.body.text(), mail_.body.find(trigger), trigger);
 }
+
+std::optional<std::string_view> TriggerSearch::text_for(const ResponderRule& rule) const {
+    if (rule.key_where == "subj")
+        return policy_.read_as_shown ? subject_ : mail_.subject;
+    return rule.key_where == "body" ? std::optional<std::string_view>(mail_.body.text())
+                                    : std::nullopt;
+}

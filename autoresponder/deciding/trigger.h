@@ -25,7 +25,8 @@ public:
     /// place is one in those; a trigger of nothing that is seen then occurs nowhere.
     std::optional<Occurrence> find(const ResponderRule& rule) const;
 
-    bool finds(const ResponderRule& rule) const { return find(rule).has_value(); }
+    /// The text that the rule's trigger is sought in; none for a rule without one.
+    std::optional<std::string_view> text_for(const ResponderRule& rule) const;
 
 private:
     const Mail_content& mail_;

@@ -11,68 +11,68 @@ Json of_place(const PlaceFacts& place) {
             {"before", place.before}, {"match", place.match}, {"after", place.after}};
 }
 
-Json of_mail(const MailFacts& mail) {
-    if (!mail.given)
+Json of_mail(const Explanation& told) {
+    if (!told.has_mail)
         return nullptr;
-    return {{"sender", mail.sender},
-            {"sender_field", mail.sender_field},
-            {"subject", mail.subject},
-            {"date", mail.date},
+    const Reading& reading = told.run.reading;
+    return {{"sender", reading.mail.from},
+            {"sender_field", reading.sender_field},
+            {"subject", reading.mail.subject},
+            {"date", reading.mail.date},
             {"text",
-             {{"exists", mail.text.exists},
-              {"part", mail.text.number},
-              {"type", mail.text.type},
-              {"encoding", mail.text.encoding},
-              {"charset", mail.charset},
-              {"lines", mail.lines}}},
-            {"complaints", mail.complaints},
-            {"refusal", mail.refusal}};
+             {{"exists", reading.text.exists},
+              {"part", reading.text.number},
+              {"type", reading.text.type},
+              {"encoding", reading.text.encoding},
+              {"charset", reading.mail.charset},
+              {"lines", filled_lines(reading.mail)}}},
+            {"complaints", told.complaints},
+            {"refusal", told.run.account.refusal}};
 }
 
-Json of_mailbox(const MailboxFacts& mailbox) {
+Json of_mailbox(const Explanation& told) {
+    const Account& account = told.run.account;
     Json lookups = Json::array();
-    for (const LookupFacts& lookup : mailbox.lookups)
+    for (const LookupFacts& lookup : account.lookups)
         lookups.push_back(
             {{"what", lookup.what}, {"address", lookup.address}, {"found", lookup.found}});
     Json found = nullptr;
-    if (mailbox.found)
-        found = {{"id", mailbox.found->id},
-                 {"name", mailbox.found->mail_name},
-                 {"domain", mailbox.found->domain_name},
-                 {"attachments_dir", mailbox.found->attachments_dir}};
-    return {{"recipient", mailbox.recipient},
+    if (account.mailbox)
+        found = {{"id", account.mailbox->id},
+                 {"name", account.mailbox->mail_name},
+                 {"domain", account.mailbox->domain_name},
+                 {"attachments_dir", account.mailbox->attachments_dir}};
+    return {{"recipient", told.run.reading.mail.to},
             {"lookups", std::move(lookups)},
             {"found", std::move(found)},
-            {"domain_known", mailbox.domain_known},
-            {"switched_off_alias_of", mailbox.switched_off_alias_of},
-            {"nearest", mailbox.nearest}};
+            {"domain_known", told.surroundings.domain_known},
+            {"switched_off_alias_of", told.surroundings.switched_off_alias_of},
+            {"nearest", told.surroundings.nearest}};
 }
 
-Json of_trigger(const TriggerFacts& trigger) {
+Json of_trigger(const RuleNotes& rule) {
     Json elsewhere = Json::array();
-    for (const PlaceFacts& place : trigger.elsewhere)
+    for (const PlaceFacts& place : rule.elsewhere)
         elsewhere.push_back(of_place(place));
-    return {{"where", trigger.where},
-            {"text", trigger.text},
-            {"found", trigger.found ? of_place(*trigger.found) : Json()},
+    return {{"where", rule.where},
+            {"text", rule.trigger},
+            {"found", rule.found ? of_place(*rule.found) : Json()},
             {"elsewhere", std::move(elsewhere)}};
 }
 
-Json of_limit(const RuleFacts& rule) {
+Json of_limit(const RuleNotes& rule) {
     Json json = {{"answers_a_day", rule.answers_a_day},
                  {"senders_remembered", rule.senders_remembered},
                  {"state", nullptr}};
-    if (rule.limit)
-        json["state"] = {{"allows", rule.limit->allows},
-                         {"answers", rule.limit->answers},
-                         {"most_answers", rule.limit->most_answers},
-                         {"senders", rule.limit->senders},
-                         {"most_senders", rule.limit->most_senders},
-                         {"evicted", rule.limit->evicted}};
+    if (const std::optional<LimiterVerdict>& limit = rule.facts.limit)
+        json["state"] = {
+            {"allows", limit->allows()},           {"answers", limit->answers.value_or(0)},
+            {"most_answers", limit->most_answers}, {"senders", limit->senders},
+            {"most_senders", limit->most_senders}, {"evicted", limit->evicted}};
     return json;
 }
 
-Json of_attachments(const RuleFacts& rule) {
+Json of_attachments(const RuleNotes& rule) {
     Json attachments = Json::array();
     for (const AttachmentFacts& attachment : rule.attachments)
         attachments.push_back({{"name", attachment.name},
@@ -82,60 +82,39 @@ Json of_attachments(const RuleFacts& rule) {
     return attachments;
 }
 
-Json of_rule(const RuleFacts& rule) {
+Json of_rule(const RuleNotes& rule) {
+    const RuleFacts& facts = rule.facts;
     Json notice = nullptr;
-    if (rule.notice)
-        notice = {{"envelope_sender", rule.notice->envelope_sender},
-                  {"recipient", rule.notice->recipient}};
+    if (facts.notice)
+        notice = {{"envelope_sender", facts.notice->envelope_sender},
+                  {"recipient", facts.notice->recipient}};
     Json reply = nullptr;
-    if (rule.reply)
-        reply = {{"size", rule.reply->size},
-                 {"limit", rule.reply->limit},
-                 {"oversize", rule.reply->oversize},
-                 {"envelope_sender", rule.reply->envelope_sender},
-                 {"recipient", rule.reply->recipient}};
-    return {{"id", rule.id},
+    if (facts.reply)
+        reply = {{"size", facts.reply->size},
+                 {"limit", facts.reply->limit},
+                 {"oversize", facts.reply->oversize},
+                 {"envelope_sender", facts.reply->envelope_sender},
+                 {"recipient", facts.reply->recipient}};
+    return {{"id", facts.id},
             {"on", rule.on},
-            {"trigger", of_trigger(rule.trigger)},
+            {"trigger", of_trigger(rule)},
             {"limit", of_limit(rule)},
-            {"forwards", rule.forwards},
+            {"forwards", facts.forwards},
             {"attachments", of_attachments(rule)},
             {"notice", std::move(notice)},
             {"reply", std::move(reply)},
             {"complaints", rule.complaints},
-            {"outcome", word_of(rule.outcome)}};
+            {"outcome", word_of(facts.outcome)}};
 }
 
 } // namespace
 
-const char* word_of(Outcome outcome) {
-    switch (outcome) {
-    case Outcome::on:
-        return "on";
-    case Outcome::off:
-        return "off";
-    case Outcome::no_match:
-        return "no match";
-    case Outcome::limit_reached:
-        return "limit reached";
-    case Outcome::refused:
-        return "refused";
-    case Outcome::answered:
-        return "answered";
-    case Outcome::failed:
-        return "failed";
-    case Outcome::not_reached:
-        break;
-    }
-    return "not reached";
-}
-
 std::string as_json(const Explanation& explanation) {
     Json rules = Json::array();
-    for (const RuleFacts& rule : explanation.rules)
+    for (const RuleNotes& rule : explanation.rules)
         rules.push_back(of_rule(rule));
-    const Json document = {{"mail", of_mail(explanation.mail)},
-                           {"mailbox", of_mailbox(explanation.mailbox)},
+    const Json document = {{"mail", of_mail(explanation)},
+                           {"mailbox", of_mailbox(explanation)},
                            {"rules", std::move(rules)},
                            {"verdict",
                             {{"replies", explanation.replies},

@@ -1,12 +1,11 @@
 // autoresponder-explain: what the autoresponder would do with a mail, and why. Sends nothing,
 // counts nothing, changes nothing.
-#include "autoresponder/explain/gather.h"
-#include "autoresponder/explain/listener.h"
+#include "autoresponder/explain/explanation.h"
 #include "autoresponder/explain/writers.h"
 #include "autoresponder/incoming/intake.h"
 #include "autoresponder/run/ending.h"
+#include "autoresponder/run/panel_query.h"
 #include "autoresponder/run/process.h"
-#include "autoresponder/run/switches.h"
 #include "base/io.h"
 #include "base/report.h"
 #include "lib/autoprepend.h"
@@ -71,27 +70,28 @@ std::optional<DwString> read_file(int file) {
 }
 
 /// False when the mail cannot be read.
-bool read_mail_of(const Options& options, Question& question) {
+bool read_mail_of(const Options& options, std::optional<DwString>& mail) {
     if (options.mail.empty() && isatty(STDIN_FILENO) == 1)
         return true;
     const Descriptor file(options.mail.empty()
                               ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)
                               : open(options.mail.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     if (file)
-        question.mail = read_file(file.get());
-    if (!question.mail) {
+        mail = read_file(file.get());
+    if (!mail) {
         report_system_error({"autoresponder-explain: ",
                              options.mail.empty() ? "standard input" : options.mail, ": "});
         return false;
     }
     // Standard input that holds nothing is no mail; there is always the line feed behind it.
-    if (options.mail.empty() && question.mail->size() == 1)
-        question.mail.reset();
+    if (options.mail.empty() && mail->size() == 1)
+        mail.reset();
     return true;
 }
 
-/// Copies the reply of the rule to standard output.
-int print_reply(const Explanation& told, const std::string& rule_id, const Descriptor& reply) {
+/// Copies the reply that has been kept to standard output.
+int print_reply(const Explanation& told) {
+    const Descriptor& reply = told.run.kept_reply;
     if (!reply) {
         report({"autoresponder-explain: no reply: ",
                 told.no_reply.empty() ? "the mailbox has no such rule" : told.no_reply});
@@ -104,8 +104,8 @@ int print_reply(const Explanation& told, const std::string& rule_id, const Descr
             return cannot_be_told;
         }
     }
-    for (const RuleFacts& rule : told.rules) {
-        if (rule.id == rule_id && rule.outcome == Outcome::answered)
+    for (const RuleNotes& rule : told.rules) {
+        if (rule.facts.id == told.run.kept_rule && rule.facts.outcome == Outcome::answered)
             return answered;
     }
     report({"autoresponder-explain: this reply is not sent"});
@@ -113,19 +113,14 @@ int print_reply(const Explanation& told, const std::string& rule_id, const Descr
 }
 
 int explain_to_standard_output(const Options& options) {
-    Question question;
-    question.recipient = options.recipient;
-    question.reply_of = options.reply_of;
-    if (!read_mail_of(options, question))
+    std::optional<DwString> mail;
+    if (!read_mail_of(options, mail))
         return cannot_be_told;
-    Explanation told;
-    Descriptor reply;
-    {
-        const Listening listening(hear_on_standard_error_only);
-        told = explain(question, configured_policy(), reply);
-    }
+    Run run(configured_policy(), false);
+    run.kept_rule = options.reply_of;
+    const Explanation told = explain(options.recipient, mail, run);
     if (!options.reply_of.empty())
-        return print_reply(told, options.reply_of, reply);
+        return print_reply(told);
     const std::string shown =
         options.json ? as_json(told) : as_text(told, Style::of_standard_output());
     if (!write_fully(STDOUT_FILENO, shown)) {
@@ -150,6 +145,8 @@ int main(int argc, char** argv) {
         if (autoprepend_once() == -1)
             report_unreadable(configuration_file);
         return explain_to_standard_output(*options);
+    } catch (const QueryFailure&) {
+        end_on_exception();
     } catch (const std::exception& failure) {
         report({"autoresponder-explain: ", failure.what()});
         return cannot_be_told;

@@ -73,7 +73,7 @@ void MailTexts::read() {
         if (is_text(part))
             texts_.push_back({name_of(part, number),
                               paragraphs_of(shown_entity(part, charsets), orvek::Case::counts),
-                              own_.exists && number == own_.number});
+                              reading_.text.exists && number == reading_.text.number});
     }
 }
 
@@ -89,8 +89,8 @@ std::vector<PlaceFacts> MailTexts::places_of(const std::string& trigger) {
     };
     if (!read_)
         read();
-    look_in("subject", "line", mail_.subject);
-    const bool in_own = look_in("text", "line", mail_.body.text());
+    look_in("subject", "line", reading_.mail.subject);
+    const bool in_own = look_in("text", "line", reading_.mail.body.text());
     for (const Text& text : texts_) {
         if (!in_own || !text.is_own)
             look_in(text.where, "paragraph", text.paragraphs);

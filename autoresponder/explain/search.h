@@ -2,8 +2,7 @@
 #pragma once
 
 #include "autoresponder/deciding/rules.h"
-#include "autoresponder/explain/facts.h"
-#include "autoresponder/incoming/mail_content.h"
+#include "autoresponder/explain/explanation.h"
 #include "mimelib/mimelib.h"
 
 #include <utility>
@@ -16,10 +15,10 @@ PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occur
 /// forwarded mails as well.
 class MailTexts {
 public:
-    /// `message` is the whole mail, and is looked at when the first trigger is sought. `own` is the
-    /// part that triggers are sought in, `mail` what the program makes of it.
-    MailTexts(DwString message, const Mail_content& mail, PartPlace own)
-        : message_(message), mail_(mail), own_(std::move(own)) {}
+    /// `message` is the whole mail, and is looked at when the first trigger is sought; `reading` is
+    /// what the program makes of it.
+    MailTexts(DwString message, const Reading& reading)
+        : message_(std::move(message)), reading_(reading) {}
 
     /// The first places where `trigger` occurs as a person reads, whatever the case of letters: in
     /// the subject, in the text that triggers are sought in, in the other parts. At most five.
@@ -34,8 +33,7 @@ private:
     void read();
 
     DwString message_;
-    const Mail_content& mail_;
-    PartPlace own_;
+    const Reading& reading_;
     bool read_ = false;
     std::vector<Text> texts_;
 };

@@ -23,59 +23,62 @@ std::string quoted(std::string_view text) {
     return concat({"\"", text, "\""});
 }
 
-void write_text_part(const MailFacts& mail, Page& page) {
-    const PartPlace& text = mail.text;
+void write_text_part(const Reading& reading, Page& page) {
+    const PartPlace& text = reading.text;
     if (!text.exists) {
         page.row(Mark::note, "text", "none: no part of the mail that is looked at is text");
         return;
     }
-    page.row(
-        Mark::none, "text",
-        concat({text.number.empty() ? std::string("the mail itself") : "part " + text.number, ", ",
-                text.type.empty() ? "no type" : std::string_view(text.type), ", ", mail.charset,
-                ", ", text.encoding.empty() ? "no encoding" : std::string_view(text.encoding), ", ",
-                counted(mail.lines, "line", "lines")}));
+    page.row(Mark::none, "text",
+             concat({text.number.empty() ? std::string("the mail itself") : "part " + text.number,
+                     ", ", text.type.empty() ? "no type" : std::string_view(text.type), ", ",
+                     reading.mail.charset, ", ",
+                     text.encoding.empty() ? "no encoding" : std::string_view(text.encoding), ", ",
+                     counted(filled_lines(reading.mail), "line", "lines")}));
 }
 
-void write_mail(const MailFacts& mail, Page& page) {
-    if (!mail.given)
+void write_mail(const Explanation& told, Page& page) {
+    if (!told.has_mail)
         return;
     page.heading("Mail");
-    if (!mail.sender.empty()) {
-        page.row(Mark::none, "sender", concat({mail.sender, " (", mail.sender_field, ")"}));
+    const Mail_content& mail = told.run.reading.mail;
+    if (!mail.from.empty()) {
+        page.row(Mark::none, "sender",
+                 concat({mail.from, " (", told.run.reading.sender_field, ")"}));
         page.row(Mark::none, "subject", mail.subject.empty() ? "none" : mail.subject);
         page.row(Mark::none, "date", mail.date.empty() ? "none" : mail.date);
-        write_text_part(mail, page);
+        write_text_part(told.run.reading, page);
     }
-    for (const std::string& complaint : mail.complaints)
+    for (const std::string& complaint : told.complaints)
         page.row(Mark::note, "said", complaint);
-    if (!mail.refusal.empty())
-        page.row(Mark::no, "refused", mail.refusal);
+    if (!told.run.account.refusal.empty())
+        page.row(Mark::no, "refused", told.run.account.refusal);
 }
 
-void write_absence(const MailboxFacts& mailbox, Page& page) {
+void write_surroundings(const Surroundings& surroundings, Page& page) {
     page.row(Mark::no, "not found",
-             mailbox.domain_known ? "no mailbox and no alias of that name"
-                                  : "the panel does not know the domain");
-    for (const std::string& domain : mailbox.switched_off_alias_of)
+             surroundings.domain_known ? "no mailbox and no alias of that name"
+                                       : "the panel does not know the domain");
+    for (const std::string& domain : surroundings.switched_off_alias_of)
         page.row(Mark::note, "alias domain",
                  concat({"of ", domain, ", and its mail is switched off"}));
-    for (const std::string& name : mailbox.nearest)
+    for (const std::string& name : surroundings.nearest)
         page.row(Mark::note, "there is", name);
 }
 
-void write_mailbox(const MailboxFacts& mailbox, Page& page) {
-    page.heading(concat({"Mailbox for ", mailbox.recipient}));
-    for (const LookupFacts& lookup : mailbox.lookups)
+void write_mailbox(const Explanation& told, Page& page) {
+    const Account& account = told.run.account;
+    page.heading(concat({"Mailbox for ", told.run.reading.mail.to}));
+    for (const LookupFacts& lookup : account.lookups)
         page.row(lookup.found ? Mark::yes : Mark::no, "looked up",
                  concat({lookup.what, " ", lookup.address, lookup.found ? ": found" : ": none"}));
-    if (!mailbox.found) {
-        write_absence(mailbox, page);
+    if (!account.mailbox) {
+        write_surroundings(told.surroundings, page);
         return;
     }
     page.row(Mark::none, "mailbox",
-             concat({mailbox.found->mail_name, "@", mailbox.found->domain_name}));
-    page.row(Mark::none, "files", mailbox.found->attachments_dir);
+             concat({account.mailbox->mail_name, "@", account.mailbox->domain_name}));
+    page.row(Mark::none, "files", account.mailbox->attachments_dir);
 }
 
 void write_place(Mark mark, std::string_view label, const PlaceFacts& place, std::string_view how,
@@ -85,32 +88,32 @@ void write_place(Mark mark, std::string_view label, const PlaceFacts& place, std
                      place.before, ">>", place.match, "<<", place.after}));
 }
 
-void write_trigger(const TriggerFacts& trigger, bool sought, Page& page) {
-    if (trigger.where.empty()) {
+void write_trigger(const RuleNotes& rule, Page& page) {
+    if (rule.where.empty()) {
         page.row(Mark::none, "trigger", "none: every mail");
         return;
     }
-    page.row(Mark::none, "trigger", concat({quoted(trigger.text), " in the ", trigger.where}));
-    if (trigger.found)
-        write_place(Mark::yes, "found", *trigger.found, "", page);
-    else if (sought)
-        page.row(Mark::no, "found", concat({"not in the ", trigger.where}));
-    for (const PlaceFacts& place : trigger.elsewhere)
+    page.row(Mark::none, "trigger", concat({quoted(rule.trigger), " in the ", rule.where}));
+    if (rule.found)
+        write_place(Mark::yes, "found", *rule.found, "", page);
+    else if (rule.sought)
+        page.row(Mark::no, "found", concat({"not in the ", rule.where}));
+    for (const PlaceFacts& place : rule.elsewhere)
         write_place(
             Mark::note, "but", place,
-            place.match == trigger.text ? "" : "if case and white space played no part: ", page);
+            place.match == rule.trigger ? "" : "if case and white space played no part: ", page);
 }
 
-void write_limit(const RuleFacts& rule, Page& page) {
-    if (!rule.limit) {
+void write_limit(const RuleNotes& rule, Page& page) {
+    if (!rule.facts.limit) {
         page.row(Mark::none, "limit",
                  concat({rule.answers_a_day, " answers a day to one sender, ",
                          rule.senders_remembered, " senders remembered"}));
         return;
     }
-    const LimitFacts& limit = *rule.limit;
-    page.row(limit.allows ? Mark::yes : Mark::no, "limit",
-             concat({"the sender has had ", std::to_string(limit.answers), " of ",
+    const LimiterVerdict& limit = *rule.facts.limit;
+    page.row(limit.allows() ? Mark::yes : Mark::no, "limit",
+             concat({"the sender has had ", std::to_string(limit.answers.value_or(0)), " of ",
                      std::to_string(limit.most_answers), " answers today; ",
                      std::to_string(limit.senders), " of ", std::to_string(limit.most_senders),
                      " senders remembered"}));
@@ -156,7 +159,7 @@ std::string_view verdict_of(const RuleFacts& rule) {
     case Outcome::no_match:
         return "stays silent: its trigger is not found";
     case Outcome::limit_reached:
-        return rule.limit && rule.limit->most_answers <= 0
+        return rule.limit->most_answers <= 0
                    ? "stays silent: it answers nobody (answers a day: 0, or no number)"
                    : "stays silent: the sender has had today's answers";
     case Outcome::refused:
@@ -172,29 +175,31 @@ std::string_view verdict_of(const RuleFacts& rule) {
     return "is not reached";
 }
 
-void write_rule(const RuleFacts& rule, const MailFacts& mail, Page& page) {
-    page.heading(concat({"Rule ", rule.id, rule.on ? ", on" : ", off"}));
-    write_trigger(rule.trigger, !mail.sender.empty(), page);
+void write_rule(const RuleNotes& rule, Page& page) {
+    page.heading(concat({"Rule ", rule.facts.id, rule.on ? ", on" : ", off"}));
+    write_trigger(rule, page);
     write_limit(rule, page);
-    if (!rule.forwards.empty())
-        page.row(Mark::none, "forwards to", joined(rule.forwards));
+    if (!rule.facts.forwards.empty())
+        page.row(Mark::none, "forwards to", joined(rule.facts.forwards));
     for (const AttachmentFacts& attachment : rule.attachments)
         write_attachment(attachment, page);
-    write_reply(rule, page);
+    write_reply(rule.facts, page);
     for (const std::string& complaint : rule.complaints)
         page.row(Mark::note, "said", complaint);
 }
 
 void write_verdict(const Explanation& told, Page& page) {
     page.heading("Verdict");
-    for (const RuleFacts& rule : told.rules)
-        page.verdict(rule.outcome == Outcome::answered || rule.outcome == Outcome::on ? Mark::yes
-                                                                                      : Mark::no,
-                     concat({"rule ", rule.id, " ", verdict_of(rule)}));
+    for (const RuleNotes& rule : told.rules) {
+        const RuleFacts& facts = rule.facts;
+        const bool good = facts.outcome == Outcome::answered || facts.outcome == Outcome::on;
+        page.verdict(good ? Mark::yes : Mark::no,
+                     concat({"rule ", facts.id, " ", verdict_of(facts)}));
+    }
     const bool good = told.no_reply.empty();
     if (!told.sendmail_problem.empty())
         page.verdict(Mark::note, concat({"sendmail takes nothing: ", told.sendmail_problem}));
-    if (!told.mail.given) {
+    if (!told.has_mail) {
         page.verdict(good ? Mark::yes : Mark::no,
                      good ? std::string("a mail may be answered")
                           : concat({"no mail is answered: ", told.no_reply}));
@@ -213,10 +218,10 @@ void write_verdict(const Explanation& told, Page& page) {
 
 std::string as_text(const Explanation& explanation, const Style& style) {
     Page page(style);
-    write_mail(explanation.mail, page);
-    write_mailbox(explanation.mailbox, page);
-    for (const RuleFacts& rule : explanation.rules)
-        write_rule(rule, explanation.mail, page);
+    write_mail(explanation, page);
+    write_mailbox(explanation, page);
+    for (const RuleNotes& rule : explanation.rules)
+        write_rule(rule, page);
     write_verdict(explanation, page);
     return page.text();
 }

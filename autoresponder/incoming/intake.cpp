@@ -178,7 +178,7 @@ void set_recipient(std::string_view recipient, Mail_content* mail) {
     mail->domain = at == std::string_view::npos ? recipient : recipient.substr(at + 1);
 }
 
-int parse_message(Mail_content* mail, HeaderFacts* facts) {
+int parse_message(Reading* reading, const Policy& policy) {
     if (!mail_copy.create()) {
         report({"Could not create a temporary file."});
         return 1;
@@ -188,12 +188,11 @@ int parse_message(Mail_content* mail, HeaderFacts* facts) {
         read_standard_input, [](std::string_view bytes) { mail_copy.write(bytes); },
         expected_size(STDIN_FILENO));
     mail_copy.finish();
-    std::optional<Reading> reading = read_content(
-        std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), configured_policy());
-    if (!reading)
+    std::optional<Reading> read =
+        read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), policy);
+    if (!read)
         return 1;
-    *mail = std::move(reading->mail);
-    *facts = std::move(reading->facts);
+    *reading = std::move(*read);
     return 0;
 }
 

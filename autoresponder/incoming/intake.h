@@ -15,11 +15,11 @@
 #include <string_view>
 
 /// Copies standard input to a new temporary file (its name goes into mail_file_name; it stays
-/// there for correct_exit to remove), reads the recipient from RESP_RECIPIENT and fills `mail` and
-/// `facts`. The copy is standard input and one line feed more; trouble while writing it goes
-/// unreported and leaves it incomplete. Returns 0, or 1 when the message cannot be used: both are
-/// then untouched.
-int parse_message(Mail_content* mail, HeaderFacts* facts);
+/// there for correct_exit to remove), reads the recipient from RESP_RECIPIENT and fills `reading`.
+/// The copy is standard input and one line feed more; trouble while writing it goes unreported and
+/// leaves it incomplete. Returns 0, or 1 when the message cannot be used: `reading` is then
+/// untouched.
+int parse_message(Reading* reading, const Policy& policy);
 
 /// Fills the fields of `mail` that tell the recipient.
 void set_recipient(std::string_view recipient, Mail_content* mail);

@@ -1,9 +1,7 @@
 #include "autoresponder/outgoing/delivery.h"
 
-#include "autoresponder/deciding/refusal.h"
 #include "autoresponder/outgoing/pipe_stream.h"
 #include "autoresponder/run/ending.h"
-#include "autoresponder/run/switches.h"
 #include "autoresponder/run/temporary_file.h"
 #include "base/io.h"
 #include "base/report.h"
@@ -51,37 +49,34 @@ std::string sendmail_problem() {
     return concat({sendmail_path, ": ", std::strerror(errno)});
 }
 
-bool is_safe_argument(const std::string& text) {
-    if (!looks_like_option(text))
-        return true;
-    report({"autoresponder: Address looks like an option: ", text});
-    return false;
-}
-
-Handover hand_to_sendmail(Descriptor message, const std::string& envelope_sender,
-                          const std::vector<std::string>& recipients,
-                          const std::function<void()>& meanwhile) {
-    const Policy policy = configured_policy();
+pid_t start_sendmail(const Run& run, Descriptor message, const std::string& envelope_sender,
+                     const std::vector<std::string>& recipients) {
+    if (!run.acts) {
+        errno = 0;
+        end_with_failure("Program failed: a run that only tells was about to send");
+    }
     std::vector<const char*> arguments = {sendmail_path};
     // Without it a line that holds nothing but a dot is the end of the message.
-    if (policy.standard_mail)
+    if (run.policy.standard_mail)
         arguments.push_back("-i");
     arguments.insert(arguments.end(), {"-f", envelope_sender.c_str()});
     for (const std::string& recipient : recipients)
         arguments.push_back(recipient.c_str());
     arguments.push_back(nullptr);
-    const pid_t sendmail = fork_execv_pipes(message.get(), fileno(stdout), fileno(stderr),
-                                            sendmail_path, arguments.data());
-    message.reset();
-    meanwhile();
-    int status = 0;
-    wait_for(sendmail, &status, WUNTRACED);
-    return policy.retry_status == 0 ? Handover::sent : outcome_of(status);
+    return fork_execv_pipes(message.get(), fileno(stdout), fileno(stderr), sendmail_path,
+                            arguments.data());
 }
 
-bool send_message(Descriptor message, const std::string& envelope_sender,
+Handover wait_for_sendmail(const Run& run, pid_t sendmail) {
+    int status = 0;
+    wait_for(sendmail, &status, WUNTRACED);
+    return run.policy.retry_status == 0 ? Handover::sent : outcome_of(status);
+}
+
+bool send_message(const Run& run, Descriptor message, const std::string& envelope_sender,
                   const std::vector<std::string>& recipients) {
-    const Handover outcome = hand_to_sendmail(std::move(message), envelope_sender, recipients);
+    const pid_t sendmail = start_sendmail(run, std::move(message), envelope_sender, recipients);
+    const Handover outcome = wait_for_sendmail(run, sendmail);
     if (outcome == Handover::sent)
         rule_out_retry();
     if (outcome == Handover::unsent)
@@ -89,7 +84,8 @@ bool send_message(Descriptor message, const std::string& envelope_sender,
     return outcome == Handover::sent;
 }
 
-bool deliver_reply(const std::string& envelope_sender, const std::string& recipient) {
+bool deliver_reply(const Run& run, const std::string& envelope_sender,
+                   const std::string& recipient) {
     Descriptor reply = reply_file.open_to_read();
     if (!reply) {
         report_system_error({"autoresponder: Failed to open temporary file with response mail "
@@ -97,9 +93,9 @@ bool deliver_reply(const std::string& envelope_sender, const std::string& recipi
                              reply_file.name(), "': "});
         end_with_failure("Send error: %s", "Failed to generate response mail contents");
     }
-    bool sent = reply_file.is_whole() || configured_policy().retry_status == 0;
+    bool sent = reply_file.is_whole() || run.policy.retry_status == 0;
     if (sent) {
-        sent = send_message(std::move(reply), envelope_sender, {recipient});
+        sent = send_message(run, std::move(reply), envelope_sender, {recipient});
     } else {
         report({"autoresponder: Not sent, the reply could not be written whole"});
         give_up_if_retried();
@@ -108,19 +104,21 @@ bool deliver_reply(const std::string& envelope_sender, const std::string& recipi
     return sent;
 }
 
-void deliver_notice(const std::string& envelope_sender, const std::string& recipient,
-                    const std::string& text) {
+void deliver_notice(const Run& run, const std::string& envelope_sender,
+                    const std::string& recipient, const std::string& text) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) == -1) {
         report_system_error({"autoresponder: Failed to create pipe to sendmail to notify about "
                              "missing attachment files: "});
         return;
     }
-    hand_to_sendmail(Descriptor(ends[0]), envelope_sender, {recipient}, [&] {
+    const pid_t sendmail = start_sendmail(run, Descriptor(ends[0]), envelope_sender, {recipient});
+    {
         ofd_pipestream message(ends[1]);
         if (!message)
             report({"Unable to send mail with notify of not exist attachment."});
         else
             message << text;
-    });
+    }
+    wait_for_sendmail(run, sendmail);
 }

@@ -2,19 +2,14 @@
 // header line decides where a message goes.
 #pragma once
 
+#include "autoresponder/deciding/context.h"
 #include "base/owned.h"
 
-#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 /// Why there is no sendmail to be started: the system error; empty where there is one.
 std::string sendmail_problem();
-
-/// Whether sendmail takes `text` for no option (refusal.h); if it would, that is told on standard
-/// error.
-bool is_safe_argument(const std::string& text);
 
 /// What sendmail made of a message.
 enum class Handover {
@@ -23,26 +18,30 @@ enum class Handover {
     refused, ///< for good
 };
 
-/// Starts sendmail with `message` as its standard input, does what there is to do `meanwhile`, and
-/// waits until it has ended or stopped, however long that takes. The recipients are safe arguments.
-/// What sendmail makes of the message is looked at, and told on standard error, only where the host
-/// has mail tried again; else it counts as sent. A failed fork ends the process (status 1).
-Handover hand_to_sendmail(
-    Descriptor message, const std::string& envelope_sender,
-    const std::vector<std::string>& recipients, const std::function<void()>& meanwhile = [] {});
+/// Starts sendmail with `message` as its standard input; its process id. The recipients are safe
+/// arguments. This is the one way to it: in a run that only tells it ends the process, as a failed
+/// fork does (status 1).
+pid_t start_sendmail(const Run& run, Descriptor message, const std::string& envelope_sender,
+                     const std::vector<std::string>& recipients);
 
-/// The same for a forward or a reply: once one is sent, the mail is not tried again; one that is
-/// not ends the process through give_up_if_retried. Whether it is sent.
-bool send_message(Descriptor message, const std::string& envelope_sender,
+/// Waits until it has ended or stopped, however long that takes. What it makes of the message is
+/// looked at, and told on standard error, only where the host has mail tried again; else it counts
+/// as sent.
+Handover wait_for_sendmail(const Run& run, pid_t sendmail);
+
+/// Sends a forward or a reply: once one is sent, the mail is not tried again; one that is not ends
+/// the process through give_up_if_retried. Whether it is sent.
+bool send_message(const Run& run, Descriptor message, const std::string& envelope_sender,
                   const std::vector<std::string>& recipients);
 
 /// Sends the finished reply file and removes it; whether it is sent. When it cannot be opened, the
 /// process ends with status 1 after a message on both output streams; the file then stays. Where
 /// the host has mail tried again, a reply that could not be written whole counts as not sent.
-bool deliver_reply(const std::string& envelope_sender, const std::string& recipient);
+bool deliver_reply(const Run& run, const std::string& envelope_sender,
+                   const std::string& recipient);
 
 /// Streams `text` into sendmail through a pipe. Both addresses are safe arguments. Failures are
 /// reported on standard error and give the notice up; only a failed fork ends the process (status
 /// 1).
-void deliver_notice(const std::string& envelope_sender, const std::string& recipient,
-                    const std::string& text);
+void deliver_notice(const Run& run, const std::string& envelope_sender,
+                    const std::string& recipient, const std::string& text);

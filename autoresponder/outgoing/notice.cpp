@@ -1,9 +1,10 @@
 #include "autoresponder/outgoing/notice.h"
 
+#include "autoresponder/deciding/refusal.h"
 #include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/outgoing/form.h"
+#include "autoresponder/outgoing/reply_headers.h"
 #include "autoresponder/run/panel_query.h"
-#include "autoresponder/run_log.h"
 #include "base/owned.h"
 #include "base/report.h"
 #include "base/text.h"
@@ -36,14 +37,15 @@ bool query_clients(MYSQL* connection, const char* escaped_domain, MysqlResult& f
 }
 
 /// The client who owns the domain; none when there is nobody to write to.
-std::optional<Client> find_client(const ReplyContext& context) {
-    MYSQL* const connection = context.connection;
+std::optional<Client> find_client(const Run& run) {
+    MYSQL* const connection = run.connection.get();
+    const std::string& domain = run.reading.mail.domain;
     MysqlResult found;
-    if (!query_clients(connection, context.escaped_domain, found))
+    if (!query_clients(connection, run.recipient.domain.get(), found))
         return std::nullopt;
     std::optional<Row> row = next_row(found);
-    const std::string other = orvek::idn::other_form(context.mail.domain);
-    if (!row && context.policy.standard_mail && other != context.mail.domain) {
+    const std::string other = orvek::idn::other_form(domain);
+    if (!row && run.policy.standard_mail && other != domain) {
         const MallocedText escaped(escape_mysql_param(connection, other.c_str()));
         if (!query_clients(connection, escaped.get(), found))
             return std::nullopt;
@@ -76,9 +78,9 @@ std::string notice_sender(MYSQL* connection) {
 }
 
 std::string notice_text(const std::string& sender, const Client& client, const std::string& missing,
-                        const ResponderRule& rule, const ReplyContext& context) {
-    const Mail_content& mail = context.mail;
-    const Policy& policy = context.policy;
+                        const ResponderRule& rule, const Run& run) {
+    const Mail_content& mail = run.reading.mail;
+    const Policy& policy = run.policy;
     return concat({
         reply_to_lines(rule.reply_to, policy),
         "From: ",
@@ -91,7 +93,7 @@ std::string notice_text(const std::string& sender, const Client& client, const s
         "Subject: ",
         product,
         " notification (files missing in attachments repository). \n",
-        context.chosen_headers(),
+        chosen_headers(run),
         "Content-Type: text/plain; charset=utf-8\n",
         "Content-Disposition: inline\n",
         "Content-Transfer-Encoding: 8bit\n",
@@ -116,24 +118,16 @@ std::string notice_text(const std::string& sender, const Client& client, const s
 
 } // namespace
 
-std::optional<NoticePlan> plan_notice(const std::string& missing, const ResponderRule& rule,
-                                      const ReplyContext& context) {
-    const std::optional<Client> client = find_client(context);
+void notify_about_missing(const std::string& missing, const ResponderRule& rule, Run& run) {
+    const std::optional<Client> client = find_client(run);
     if (!client)
-        return std::nullopt;
-    const std::string sender = notice_sender(context.connection);
-    const std::string envelope_sender = context.policy.null_sender ? null_path : sender;
-    if (!is_safe_argument(client->email)) // the sender stands behind "-f"
-        return std::nullopt;
-    return NoticePlan{envelope_sender, client->email,
-                      notice_text(sender, *client, missing, rule, context)};
-}
-
-void notify_about_missing(const std::string& missing, const ResponderRule& rule,
-                          const ReplyContext& context) {
-    const std::optional<NoticePlan> plan = plan_notice(missing, rule, context);
-    if (!plan)
         return;
-    deliver_notice(plan->envelope_sender, plan->recipient, plan->text);
-    log_notice();
+    const std::string sender = notice_sender(run.connection.get());
+    const std::string envelope_sender = run.policy.null_sender ? null_path : sender;
+    if (!is_safe_argument(client->email)) // the sender stands behind "-f"
+        return;
+    if (run.acts)
+        deliver_notice(run, envelope_sender, client->email,
+                       notice_text(sender, *client, missing, rule, run));
+    run.account.rule().notice = {envelope_sender, client->email};
 }

@@ -5,14 +5,15 @@
 #include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/outgoing/form.h"
 #include "autoresponder/outgoing/notice.h"
+#include "autoresponder/outgoing/reply_headers.h"
 #include "autoresponder/outgoing/size_limit.h"
 #include "autoresponder/outgoing/template.h"
-#include "autoresponder/run/ending.h"
+#include "autoresponder/run/temporary_file.h"
 #include "base/report.h"
-#include "codecs/idn.h"
 
 #include <array>
 #include <cstdlib>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -44,9 +45,9 @@ std::string fill_subject(const ResponderRule& rule, const Mail_content& mail) {
     return std::string(subject.data(), control.out_count);
 }
 
-std::string make_subject(const ResponderRule& rule, const ReplyContext& context) {
-    std::string subject = fill_subject(rule, context.mail);
-    return context.policy.read_as_shown ? without_controls(std::move(subject)) : subject;
+std::string make_subject(const ResponderRule& rule, const Run& run) {
+    std::string subject = fill_subject(rule, run.reading.mail);
+    return run.policy.read_as_shown ? without_controls(std::move(subject)) : subject;
 }
 
 void write_attachment(const std::string& directory, const std::string& name,
@@ -66,18 +67,18 @@ void write_attachment(const std::string& directory, const std::string& name,
 }
 
 /// Writes the whole reply; see the layout of replies in docs/DESIGN.md.
-void write_reply(const ResponderRule& rule, const ReplyContext& context,
+void write_reply(const ResponderRule& rule, const Run& run,
                  const std::vector<std::string>& attachments, const std::string& boundary,
                  const std::string& from, TemporaryFile& reply) {
-    const Policy& policy = context.policy;
+    const Policy& policy = run.policy;
     const bool multipart = !attachments.empty();
     reply.write(reply_to_lines(rule.reply_to, policy));
     const OutgoingText text = outgoing_text(rule.text, rule.charset, policy);
     reply.line({"From: ", from});
-    reply.line({"To: ", context.mail.from});
+    reply.line({"To: ", run.reading.mail.from});
     reply.line({"MIME-Version: 1.0"});
-    reply.line({"Subject: ", subject_value(make_subject(rule, context), policy)});
-    reply.write(context.chosen_headers());
+    reply.line({"Subject: ", subject_value(make_subject(rule, run), policy)});
+    reply.write(chosen_headers(run));
     if (multipart) {
         reply.line({"Content-Type: multipart/mixed;\n\tboundary=\"", boundary, "\""});
         reply.line({});
@@ -90,42 +91,49 @@ void write_reply(const ResponderRule& rule, const ReplyContext& context,
     reply.line({text.body});
     reply.write("\n\n");
     for (const std::string& name : attachments)
-        write_attachment(context.mailbox.attachments_dir, name, boundary, policy, reply);
+        write_attachment(run.mailbox().attachments_dir, name, boundary, policy, reply);
     if (multipart)
         reply.line({"--", boundary, "--"});
 }
 
-} // namespace
-
-ComposedReply compose_reply(const ResponderRule& rule, const ReplyContext& context,
-                            std::uint64_t limit, TemporaryFile& reply,
-                            const std::function<void(const std::string& missing)>& tell_missing) {
+/// Writes the reply to `reply`, which takes `limit` bytes, or in its place the short one.
+ReplyFacts compose_reply(const ResponderRule& rule, Run& run, std::uint64_t limit,
+                         TemporaryFile& reply) {
     const std::string boundary = makeBoundaryStr();
     const AttachmentNames attachments =
-        find_attachments(context.connection, rule.id, context.mailbox.attachments_dir);
+        find_attachments(run.connection.get(), rule.id, run.mailbox().attachments_dir);
     if (!attachments.missing.empty())
-        tell_missing(attachments.missing);
-    const std::string from = own_address(context.mail.to, context.policy);
-    write_reply(rule, context, attachments.found, boundary, from, reply);
+        notify_about_missing(attachments.missing, rule, run);
+    const std::string from = own_address(run.reading.mail.to, run.policy);
+    write_reply(rule, run, attachments.found, boundary, from, reply);
     const bool oversize = reply.size() > limit;
     if (oversize)
-        write_oversize_reply(rule, context, from, reply);
-    return {context.policy.null_sender ? null_path : from, oversize};
+        write_oversize_reply(rule, run, from, reply);
+    return {reply.size(), limit, oversize, run.policy.null_sender ? null_path : from,
+            run.reading.mail.from};
 }
 
-bool send_reply(const ResponderRule& rule, const ReplyContext& context) {
+/// Into a file that nobody else sees.
+bool tell_reply(const ResponderRule& rule, Run& run, std::uint64_t limit) {
+    if (!reply_file.create(limit))
+        throw std::runtime_error("there is no temporary file to be had for the reply");
+    reply_file.remove();
+    run.account.rule().reply = compose_reply(rule, run, limit, reply_file);
+    if (rule.id == run.kept_rule)
+        run.kept_reply = reply_file.take();
+    return true;
+}
+
+} // namespace
+
+bool send_reply(const ResponderRule& rule, Run& run) {
     const std::uint64_t limit = size_limit();
+    if (!run.acts)
+        return tell_reply(rule, run, limit);
     reply_file.create(limit);
-    ComposedReply composed;
-    try {
-        composed = compose_reply(rule, context, limit, reply_file, [&](const std::string& missing) {
-            notify_about_missing(missing, rule, context);
-        });
-    } catch (const orvek::idn::IdnaError&) {
-        end_on_exception();
-    }
+    const ReplyFacts reply = compose_reply(rule, run, limit, reply_file);
     reply_file.finish();
-    return deliver_reply(composed.envelope_sender, context.mail.from);
+    return deliver_reply(run, reply.envelope_sender, reply.recipient);
 }
 
 std::string makeBoundaryStr() {

@@ -69,3 +69,10 @@ std::string automatic_reply_headers(const std::string& domain, const MailThread&
     }
     return lines;
 }
+
+std::string chosen_headers(const Run& run) {
+    const Reading& reading = run.reading;
+    return run.policy.reply_headers
+               ? automatic_reply_headers(reading.mail.domain, reading.facts.thread)
+               : std::string();
+}

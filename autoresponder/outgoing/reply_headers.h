@@ -3,7 +3,7 @@
 // so (switches.h).
 #pragma once
 
-#include "autoresponder/incoming/header_facts.h"
+#include "autoresponder/deciding/context.h"
 
 #include <string>
 
@@ -12,3 +12,6 @@
 /// each call; without an ASCII form of `domain`, the recipient's, there is none, and sendmail adds
 /// its own (RFC 3834 section 3.1, RFC 5322 section 3.6).
 std::string automatic_reply_headers(const std::string& domain, const MailThread& thread);
+
+/// The same for the mail of the run; empty where the host has not chosen them.
+std::string chosen_headers(const Run& run);

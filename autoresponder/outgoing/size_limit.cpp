@@ -1,6 +1,7 @@
 #include "autoresponder/outgoing/size_limit.h"
 
 #include "autoresponder/outgoing/form.h"
+#include "autoresponder/outgoing/reply_headers.h"
 #include "autoresponder/run/number.h"
 #include "base/owned.h"
 #include "base/report.h"
@@ -34,15 +35,15 @@ std::uint64_t size_limit() {
     return limit;
 }
 
-void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context,
-                          const std::string& own_address, TemporaryFile& reply) {
-    const Policy& policy = context.policy;
+void write_oversize_reply(const ResponderRule& rule, const Run& run, const std::string& own_address,
+                          TemporaryFile& reply) {
+    const Policy& policy = run.policy;
     reply.restart();
     reply.write(reply_to_lines(rule.reply_to, policy));
-    reply.line({"From: ", policy.standard_mail ? own_address : context.mail.to});
+    reply.line({"From: ", policy.standard_mail ? own_address : run.reading.mail.to});
     reply.line({policy.standard_mail ? "MIME-Version: 1.0" : "CC: "});
-    reply.line({"Subject: ", subject_value("Re: " + context.mail.subject, policy)});
-    reply.write(context.chosen_headers());
+    reply.line({"Subject: ", subject_value("Re: " + run.reading.mail.subject, policy)});
+    reply.write(chosen_headers(run));
     reply.line({});
     reply.line({"An error occurred while responding on you request."});
     reply.line({});

@@ -1,8 +1,8 @@
 // The limit on the size of a reply, and what goes out instead of a larger one.
 #pragma once
 
+#include "autoresponder/deciding/context.h"
 #include "autoresponder/deciding/rules.h"
-#include "autoresponder/outgoing/reply_context.h"
 #include "autoresponder/run/temporary_file.h"
 
 #include <cstdint>
@@ -12,5 +12,5 @@
 std::uint64_t size_limit();
 
 /// Writes the short reply that says so, in place of what `reply` holds.
-void write_oversize_reply(const ResponderRule& rule, const ReplyContext& context,
-                          const std::string& own_address, TemporaryFile& reply);
+void write_oversize_reply(const ResponderRule& rule, const Run& run, const std::string& own_address,
+                          TemporaryFile& reply);

@@ -96,6 +96,11 @@ void end_on_exception() {
     try {
         if (const std::exception_ptr failure = std::current_exception())
             std::rethrow_exception(failure);
+    } catch (const QueryFailure& failure) {
+        report({failure.what, failure.text});
+        if (failure.is_for_good())
+            rule_out_retry();
+        give_up();
     } catch (const std::bad_alloc&) {
         end_with_failure("Program failed due to exhausted memory");
     } catch (const orvek::idn::IdnaError& failure) {

@@ -32,9 +32,11 @@ void prepare_endings();
 /// The same where the mail is tried again; else returns.
 void give_up_if_retried();
 
-/// In failure: says on both output streams what the exception is that is being handled, or that
-/// nobody handled. Mail may be in flight at this point, so the temporary files stay for whoever
-/// looks into it. Where want of memory has the mail tried again, the end is that of give_up.
+/// The end for an exception that is being handled, or that nobody handled. Of a statement that
+/// failed: that is told, and the end is that of give_up; a mail is not tried again for what its own
+/// bytes may have caused. Of any other, in failure: it is said on both output streams, and the
+/// temporary files stay for whoever looks into it, since mail may be in flight. Where want of
+/// memory has the mail tried again, the end is that of give_up.
 [[noreturn]] void end_on_exception();
 
 /// Whether an end for now has the mail tried again.

@@ -1,8 +1,5 @@
 #include "autoresponder/run/panel_query.h"
 
-#include "autoresponder/run/ending.h"
-#include "base/report.h"
-
 #include <errmsg.h>
 #include <mysqld_error.h>
 
@@ -38,8 +35,8 @@ Kind kind_of(unsigned int error) {
     }
 }
 
-QueryFailure failure_of(MYSQL* connection) {
-    return {kind_of(mysql_errno(connection)), mysql_error(connection)};
+QueryFailure failure_of(MYSQL* connection, const char* what = unable_to_exec) {
+    return {kind_of(mysql_errno(connection)), mysql_error(connection), what};
 }
 
 } // namespace
@@ -61,17 +58,6 @@ bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlR
     return true;
 }
 
-MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement) {
-    return run_query_or_exit(connection, statement, unable_to_exec);
-}
-
-MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement, const char* what) {
-    MysqlResult result;
-    if (!run_query_patiently(connection, statement, result))
-        end_for_failure(failure_of(connection), what);
-    return result;
-}
-
 MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement) {
     MysqlResult result;
     if (!run_query(connection, statement, result))
@@ -79,11 +65,11 @@ MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement) 
     return result;
 }
 
-void end_for_failure(const QueryFailure& failure, const char* what) {
-    report({what, failure.text});
-    if (failure.kind == Kind::data || failure.kind == Kind::taken_key)
-        rule_out_retry();
-    give_up();
+MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement, const char* what) {
+    MysqlResult result;
+    if (!run_query_patiently(connection, statement, result))
+        throw failure_of(connection, what);
+    return result;
 }
 
 std::optional<Row> next_row(const MysqlResult& result) {

@@ -17,7 +17,9 @@ bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& res
 /// has done nothing, is sent again, a few times, before that counts as failure.
 bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlResult& result);
 
-/// A statement that failed.
+inline constexpr char unable_to_exec[] = "autoresponder: Unable to exec query :";
+
+/// A statement that failed, thrown. Where nobody handles it, the run ends with it (ending.h).
 struct QueryFailure {
     enum class Kind {
         conflict,  ///< another run was in the way, by a deadlock or, at "commit", on another node
@@ -29,21 +31,20 @@ struct QueryFailure {
     } kind;
     /// In the server's words.
     std::string text;
+    /// What is said in front of them.
+    const char* what = unable_to_exec;
+
+    /// Whether it may be the mail's own bytes that caused it: then it would fail again.
+    bool is_for_good() const { return kind == Kind::data || kind == Kind::taken_key; }
 };
 
-/// The same, and a failure is thrown: in a transaction it is not the statement alone that has to be
-/// tried again.
+/// run_query, and a failure is thrown: in a transaction it is not the statement alone that has to
+/// be tried again.
 MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement);
 
-inline constexpr char unable_to_exec[] = "autoresponder: Unable to exec query :";
-
-/// Writes `what` and the server's words to standard error and ends the process through give_up. A
-/// mail is not tried again for what its own bytes may have caused: a failure of the data, or a key.
-[[noreturn]] void end_for_failure(const QueryFailure& failure, const char* what = unable_to_exec);
-
-/// run_query_patiently for what the run cannot go on without: a failure ends the process so.
-MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement);
-MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement, const char* what);
+/// run_query_patiently, and the same: for what the run cannot go on without.
+MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement,
+                              const char* what = unable_to_exec);
 
 /// One row of a result, valid until the next row is fetched from it.
 class Row {

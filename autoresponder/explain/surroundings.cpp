@@ -1,35 +1,15 @@
-#include "autoresponder/explain/mailbox.h"
+#include "autoresponder/explain/surroundings.h"
 
 #include "autoresponder/run/panel_query.h"
 #include "base/text.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
 
 namespace {
 
 constexpr std::size_t most_nearest = 5;
-
-/// The rounds of lookups, all but the last in vain.
-std::vector<LookupFacts> lookups_of(const std::vector<AddressTried>& tried,
-                                    const std::optional<FoundMailbox>& found) {
-    static constexpr std::array<const char*, 4> names = {
-        "mailbox", "alias", "mailbox at the alias domain", "alias at the alias domain"};
-    std::vector<LookupFacts> lookups;
-    for (const AddressTried& address : tried) {
-        const bool last = &address == &tried.back();
-        for (std::size_t lookup = 0; lookup < names.size(); ++lookup) {
-            const bool hit = last && found && lookup == static_cast<std::size_t>(found->lookup);
-            lookups.push_back(
-                {names.at(lookup), concat({address.mailname, "@", address.domain}), hit});
-            if (hit)
-                break;
-        }
-    }
-    return lookups;
-}
 
 /// Whether they differ by case or by one letter: another, one more or one less.
 bool is_near(std::string_view a, std::string_view b) {
@@ -55,8 +35,10 @@ void add_nearest(std::string address, std::vector<std::string>& nearest) {
 }
 
 /// Everybody at the domain whose name is nearly this, then this name at other domains.
-std::vector<std::string> nearest_names(MYSQL* connection, const Mail_content& mail,
-                                       const EscapedRecipient& recipient) {
+std::vector<std::string> nearest_names(const Run& run) {
+    MYSQL* const connection = run.connection.get();
+    const Mail_content& mail = run.reading.mail;
+    const EscapedRecipient& recipient = run.recipient;
     const std::string here = concat(
         {" from mail m join domains d on d.id=m.dom_id left join mail_aliases ma on"
          " ma.mn_id=m.id where d.name='",
@@ -85,9 +67,12 @@ std::vector<std::string> nearest_names(MYSQL* connection, const Mail_content& ma
     return nearest;
 }
 
-void explain_absence(MYSQL* connection, const Mail_content& mail, const EscapedRecipient& recipient,
-                     MailboxFacts& told) {
-    const char* const domain = recipient.domain.get();
+} // namespace
+
+Surroundings surroundings_of(const Run& run) {
+    Surroundings told;
+    MYSQL* const connection = run.connection.get();
+    const char* const domain = run.recipient.domain.get();
     const MysqlResult known = run_query_or_exit(
         connection, concat({"select 1 from domains where name='", domain,
                             "' union select 1 from domainaliases where name='", domain, "'"}));
@@ -99,21 +84,6 @@ void explain_absence(MYSQL* connection, const Mail_content& mail, const EscapedR
                 domain, "' and not (da.mail<=>'true')"}));
     while (const std::optional<Row> row = next_row(switched_off))
         told.switched_off_alias_of.push_back(row->text(0));
-    told.nearest = nearest_names(connection, mail, recipient);
-}
-
-} // namespace
-
-MailboxFacts explain_mailbox(MYSQL* connection, const Mail_content& mail,
-                             const EscapedRecipient& recipient, const Policy& policy) {
-    MailboxFacts told;
-    told.recipient = mail.to;
-    std::vector<AddressTried> tried;
-    std::optional<FoundMailbox> found = find_mailbox(connection, mail, recipient, policy, &tried);
-    told.lookups = lookups_of(tried, found);
-    if (found)
-        told.found = std::move(found->mailbox);
-    else
-        explain_absence(connection, mail, recipient, told);
+    told.nearest = nearest_names(run);
     return told;
 }

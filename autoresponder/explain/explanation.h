@@ -1,0 +1,95 @@
+// What the program would do with a mail, and why: the account of a run that only tells, and what
+// only a person asks beyond it.
+#pragma once
+
+#include "autoresponder/deciding/context.h"
+#include "mimelib/mimelib.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A piece of a line, where a trigger occurs.
+struct PlaceFacts {
+    /// "subject", "text", "part 2.1 (text/html)".
+    std::string where;
+    /// What is counted: a part that is not searched by the rule is laid out in paragraphs.
+    const char* unit = "line";
+    /// From 1 on.
+    std::size_t number = 1;
+    std::string before;
+    std::string match;
+    std::string after;
+};
+
+struct AttachmentFacts {
+    std::string name;
+    bool missing = false;
+    /// In bytes, when it can be read.
+    std::optional<std::uint64_t> size;
+    /// Why it cannot be read, or why it counts as missing.
+    std::string problem;
+};
+
+struct RuleNotes {
+    /// What the run has found out, and what it would have, had it come to that.
+    RuleFacts facts;
+    bool on = false;
+    std::string answers_a_day;
+    std::string senders_remembered;
+    /// Where the trigger is sought: "subject" or "text"; empty for a rule without one.
+    std::string where;
+    std::string trigger;
+    /// Whether there is a mail to seek it in.
+    bool sought = false;
+    std::optional<PlaceFacts> found;
+    /// When it is not found: where it occurs all the same, whatever case and white space.
+    std::vector<PlaceFacts> elsewhere;
+    std::vector<AttachmentFacts> attachments;
+    /// What was said while the run was at the rule.
+    std::vector<std::string> complaints;
+};
+
+/// What there is when a mailbox is not found.
+struct Surroundings {
+    /// Whether the panel has the domain, under its own name or as another's alias.
+    bool domain_known = true;
+    /// The domains that have it as an alias whose mail is switched off.
+    std::vector<std::string> switched_off_alias_of;
+    /// Mailboxes and aliases with nearly that name.
+    std::vector<std::string> nearest;
+};
+
+struct Explanation {
+    explicit Explanation(const Run& telling) : run(telling) {}
+
+    /// The mail, as far as it could be read, and what came of it.
+    const Run& run;
+    /// Without a mail only mailbox and rules are explained.
+    bool has_mail = false;
+    /// Whether no rule is looked at at all, so that it is not forwarded either.
+    bool stopped = false;
+    /// What was said before the run came to a rule.
+    std::vector<std::string> complaints;
+    Surroundings surroundings;
+    std::vector<RuleNotes> rules;
+    std::size_t replies = 0;
+    std::size_t forwards = 0;
+    std::size_t notices = 0;
+    /// Why what is sent goes nowhere; empty when nothing is known.
+    std::string sendmail_problem;
+    /// Why there is no reply, in words; empty when there is one, and without a mail when there may
+    /// be one.
+    std::string no_reply;
+};
+
+/// Has the program run over the mail without acting, and adds to its account. `mail` has a line
+/// feed more, as the intake takes it; without one mailbox and rules alone are told. Only selects
+/// are sent, in a transaction that cannot write. A failed statement ends the process through
+/// give_up; what was said by then goes to standard error.
+Explanation explain(const std::string& recipient, const std::optional<DwString>& mail, Run& run);
+
+/// How many lines the mail's text has, up to the last one that is not empty.
+std::size_t filled_lines(const Mail_content& mail);
