@@ -126,6 +126,8 @@ class Explain(PanelCase):
             ("", {"keystr": "price", "key_where": "body"}, "", nested,
              ["part 2, text/html", "part 2 (text/html), paragraph 1: the >>price<<",
               "attachment, part 3 (text/plain), paragraph 1: >>PRICE<<"]),
+            ("", {"keystr": "price", "key_where": "body"}, "", nested.replace("boundary=", "boundary*0="),
+             ["part 2 (text/html), paragraph 1: the >>price<<"]),
             (shown, {"keystr": "price", "key_where": "body"}, "", nested.replace("<none>", " "),
              ["part 2, text/html", "text, line 1: the >>price<<", "1 reply"]),
             ("", {"keystr": "my order", "key_where": "body"}, "", mail(body="my\norder"),
