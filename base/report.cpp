@@ -66,8 +66,11 @@ void report_system_error(std::initializer_list<std::string_view> pieces) {
     errno = pending;
 }
 
-void report_unreadable(std::string_view path) {
-    if (errno != ENOENT)
+void report_unreadable(const char* path) {
+    const int pending = errno;
+    const bool is_missing = access(path, F_OK) == -1 && errno == ENOENT;
+    errno = pending;
+    if (!is_missing)
         report_system_error({"autoresponder: Unable to read '", path, "': "});
 }
 

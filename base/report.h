@@ -18,9 +18,9 @@ void report(std::initializer_list<std::string_view> pieces);
 /// parentheses.
 void report_system_error(std::initializer_list<std::string_view> pieces);
 
-/// Says, with the pending system error, that a file of the host's cannot be read; nothing where
-/// that is ENOENT: a file that is not there is no failure.
-void report_unreadable(std::string_view path);
+/// Says, with the pending system error, that a file of the host's cannot be read; nothing where it
+/// is not there, which is no failure.
+void report_unreadable(const char* path);
 
 /// The same for a line that only names what follows from what was said before: that stays what was
 /// said last.
