@@ -8,6 +8,7 @@ import email.message
 from email.header import Header
 import os
 import re
+import shutil
 import subprocess
 import unittest
 
@@ -22,21 +23,41 @@ FORWARDED = {"plain", "multipart", "eightbit", "list", "null", "idn", "ascii", "
              "plus"}
 DELIMITER = "AUTORESPONDER_RECIPIENT_DELIMITER +\n"
 REFERENCES = "<first@client.test> <second@client.test>"
-LONG = "a" * 60 + "@example.com"  # has no ASCII form by the rules of host names: status 1
 BROKEN = "x" * 150  # a line of the log longer than what Postfix keeps of one
 DEAR = "漢字のご注文\n.\n以上\n"
 CYRILLIC = ("Длинная тема письма, " * 15)[:300]
-LIMIT = 10  # answers of a rule to a sender
 # Sender's name at client.test, envelope sender where it is another, recipient.
 ROUTES = [("plain", None, "sales@example.com"), ("multipart", None, "offers@example.com"),
           ("eightbit", None, "orders@example.com"), ("list", None, "sales@example.com"),
           ("null", "", "sales@example.com"), ("idn", None, "sales@bücher.example"),
           ("ascii", None, "sales@xn--bcher-kva.example"), ("circle", None, "circle@example.com"),
-          ("storm", None, "storm@example.com"), ("twice", None, "info@example.com"),
+          ("storm", None, "storm@example.com"), ("marked", None, "storm-c@example.com"), ("twice", None, "info@example.com"),
           ("alias", None, "office@alias.example"), ("quiet", None, "quiet@example.com"),
           ("colon", None, '"sales:path=evil"@example.com'), ("big", None, "big@example.com"),
-          ("plus", None, "sales+x@example.com"), ("near", None, "near@example.com"), ("long", None, LONG),
+          ("plus", None, "sales+x@example.com"), ("near", None, "near@example.com"),
           ("MAILER-DAEMON", "", "sales@example.com")]
+# Whose mail goes to the program on hosts of which shape: what an administrator has in front of the setup.
+ADDRESSES = ["sales@example.com", "Sales@EXAMPLE.com", "office@alias.example", "sales@xn--bcher-kva.example",
+             "panel@example.com", "quiet@example.com", "s\N{LATIN SMALL LETTER A WITH ACUTE}les@example.com",
+             '"sales "@example.com', "root@localhost"]
+USUAL = ADDRESSES[:4]
+SHAPES = {
+    "postfix": [("as Debian leaves it", "", USUAL),
+                ("maps and transports of its own", """
+mkdir /etc/panel
+echo 'panel@example.com sales@example.com' >/etc/panel/aliases
+echo 'example.net error:no' >/etc/panel/transport
+cat >>/etc/postfix/main.cf <<'END'
+virtual_alias_maps = texthash:/etc/panel/aliases,
+
+# more of them
+  inline:{x@example.com=y@example.com}
+transport_maps=
+  texthash:/etc/panel/transport
+# the end
+END""", USUAL)],
+    "exim": [("as Debian leaves it", "", USUAL)],
+}
 # What garbles or cuts mail as delivered.
 MODERN = [("kanji", None, "modern@example.com"), ("smile", None, "modern@example.com")]
 
@@ -72,7 +93,7 @@ def incoming(name: str, recipient: str) -> bytes:
                 "Content-Type: text/plain; charset=koi8-r\nContent-Transfer-Encoding: 8bit\n\n"
                 "Заказ: три стула.\n").encode("koi8-r")
     more = {"plain": f"References: {REFERENCES}\n",
-            "storm": "Precedence: list\n",
+            "marked": "x-autoresponder-mailbox:\tSTORM@example.com \n",
             "list": "List-Id: <talk.client.test>\nPrecedence: bulk\n"}.get(name, "")
     subject = f"=?{BROKEN}" if name == "alias" else f"Hello from {name}"
     return (header(name, recipient) + f"Subject: {subject}\n{more}\n"
@@ -84,18 +105,17 @@ host: Host
 
 
 def setUpModule() -> None:
-    """The documents' way: first steps, a user, the mail server."""
-    global database, host, first_answers
+    """The documents' way, from an empty database to an answered mail."""
+    global database, host, before, first_answers
     database = Database()
     unittest.addModuleCleanup(database.close)
     database.execute("drop user 'admin'@'localhost'")
     server = Postfix if os.environ["OVK_SERVER"].endswith("postfix") else Exim
     host = server(os.environ["OVK_SERVER"], os.environ["OVK_PROGRAM"], database)
-    host.paste("docs/FIRST-STEPS.md", "First steps")
+    before = state()
+    host.paste("docs/FIRST-STEPS.md")
     host.settle()
     first_answers = host.replies("you")
-    host.paste("README.md", "A user of its own")
-    host.set_up()
     for name, content in ATTACHED.items():
         attach("offers", name, content)
     limit = int((host.root / "var/qmail/control/databytes").read_text())
@@ -133,13 +153,13 @@ def send(routes: list[tuple[str, str | None, str]]) -> int:
     for name, envelope_sender, recipient in taken:
         host.send(f"{name}@client.test" if envelope_sender is None else envelope_sender, recipient,
                   MAILS[name])
-    return sum(name not in ("quiet", "MAILER-DAEMON", "null") for name, *_ in taken)
+    return sum(name not in ("quiet", "MAILER-DAEMON", "null", "marked") for name, *_ in taken)
 
 
 class Mails:
     """What holds in both runs."""
 
-    counts = {"MAILER-DAEMON": 0, "quiet": 0}
+    counts = {"MAILER-DAEMON": 0, "quiet": 0, "marked": 0}
 
     def reply(self, name: str) -> email.message.EmailMessage:
         """The one reply to a sender, without a fault that the parser knows."""
@@ -181,9 +201,8 @@ class Mails:
         self.assert_text(self.reply("eightbit"), "text/plain", "koi8-r", "Ваш заказ принят.")
 
     def test_international_domain(self) -> None:
-        for name in self.international.keys() - host.not_taken:
-            mailbox = self.international[name]
-            self.assert_header(name, mailbox, f"Re: Hello from {name}")
+        for name in {"idn", "ascii"} - host.not_taken:
+            self.assert_header(name, "sales@xn--bcher-kva.example", f"Re: Hello from {name}")
             self.assert_text(self.reply(name), "text/plain", "iso-8859-1", "Bücher, Bücher!")
 
     def test_notice(self) -> None:
@@ -199,17 +218,15 @@ class Mails:
         self.assertEqual(len(host.mailbox("archive")), 1)
         recipients = {name: recipient for name, _, recipient in ROUTES + MODERN} | self.forwarded_from
         for name, mail in forwards.items():
-            self.assertEqual(mail[-len(MAILS[name]) - 1:], MAILS[name] + b"\n")
+            mail, marks = re.subn(rb"^X-Autoresponder-Mailbox: \S+@\S+\n", b"", mail, flags=re.M)
+            self.assertEqual((mail[-len(MAILS[name]) - 1:], marks), (MAILS[name] + b"\n", 1))
             returns = re.match(rb"Return-Path: <(.*)>\n", mail, re.I)[1].decode()
             self.assertEqual(returns, recipients[name])
 
     def test_a_forward_to_the_mailbox_itself_ends(self) -> None:
-        if isinstance(host, Postfix):
-            original, forward, bounce = host.replies("circle-box")
-            self.assertIn("forwarding loop", bounce.get_body().get_content())
-        for name in ("circle", "storm"):
-            self.assertLessEqual(len(host.replies(f"{name}-box")), LIMIT + 1)
-            self.assertLessEqual(len(host.replies(name)), LIMIT)
+        # Under whichever of its names; and who marks a mail himself is not told of it either.
+        self.assertEqual([len(host.mailbox(name)) for name in ("circle-box", "circle", "storm-box", "storm", "marked")],
+                         [2, 1, 1 + 4 + 1, 1, 0], host.said())
 
     def test_the_same_name_in_two_domains_is_no_circle(self) -> None:
         self.assertEqual(sorted(reply["From"] for reply in host.replies("twice")), self.answers_twice)
@@ -222,7 +239,7 @@ class Mails:
         self.assertIn("size exceeds databytes limit", big.as_string())
 
     def test_who_is_answered(self) -> None:
-        replies = {name: len(host.mailbox(name)) for name in MAILS.keys() - {"circle", "storm"}}
+        replies = {name: len(host.mailbox(name)) for name in MAILS}
         counts = self.counts | dict.fromkeys(host.not_taken, 0)
         self.assertEqual(replies, {name: counts.get(name, 1) for name in replies}, host.said())
 
@@ -232,30 +249,27 @@ class Mails:
                              sorted(names - host.not_taken))
 
     def test_a_recipient_is_one_to_the_program_whatever_is_in_it(self) -> None:
-        if "colon" not in host.not_taken:  # who refuses it as a sender has had it whole
-            self.assertIn('autoresponder: exim: bad -f address "sales:path=evil@example.com"', host.said())
+        if "colon" not in host.not_taken:
+            self.assertIn(self.colon, host.said())
 
     def test_the_system_log_says_why(self) -> None:
         said = [re.split(r"autoresponder(?:\[\d+\])?: ", line, maxsplit=1)[1] for line in host.logged]
         for line in ["Field From: contains MAILER-DAEMON", *self.reasons]:
             self.assertIn(line, said, host.said())
         self.assertNotIn("Mailname not found", host.said())  # started for mailboxes with a rule only
-        host.run(f"{host.lookup} | grep -q autoresponder")
 
-    def test_files_stay_in_tmp_where_the_status_is_1(self) -> None:
-        self.assertEqual(sorted(path.name[:-6] for path in (host.root / "tmp").iterdir()), self.left)
+    def test_no_files_stay_in_tmp(self) -> None:
+        self.assertEqual(list((host.root / "tmp").iterdir()), [])
 
 
 class AsDelivered(Mails, unittest.TestCase):
     # Sendmail takes no such sender as colon's.
-    counts = Mails.counts | {"colon": 0, "long": 0, "twice": 2, "kanji": 0, "smile": 0}
-    reasons = [f"exit status 1 for {LONG}", f"wrong rfc1522 sequence (no charset): =?{BROKEN}"]
+    counts = Mails.counts | {"colon": 0, "twice": 2, "kanji": 0, "smile": 0}
+    reasons = [f"wrong rfc1522 sequence (no charset): =?{BROKEN}"]
+    colon = 'autoresponder: exim: bad -f address "sales:path=evil@example.com"'
     forwarded = FORWARDED
     forwarded_from: dict[str, str] = {}
     answers_twice = ["info@example.com", "info@example.org"]
-    # Converted as a whole, an address in UTF-8 has its local part in the label as well.
-    international = {"idn": "xn--sales@bcher-zhb.example", "ascii": "sales@xn--bcher-kva.example"}
-    left = ["ovk-autoresponder-", "ovk-response-uu-"]
     delivered = DELIVERED
 
     @classmethod
@@ -299,16 +313,15 @@ class Modern(Mails, unittest.TestCase):
     counts = Mails.counts | {"list": 0, "null": 0, "smile": 2}
     reasons = ["Not answered: List-Id is present",
                "Neither answered nor forwarded: Return-Path is null"]
-    forwarded = FORWARDED - {"null"} | {"kanji"}
+    forwarded = FORWARDED - {"null"} | {"kanji", "colon"}
+    colon = 'exit status 75 for sales:path=evil@example.com'  # at first
     forwarded_from = {"idn": "sales@xn--bcher-kva.example"}
     answers_twice = ["info@example.com"]  # the only one that the mail names
-    international = dict.fromkeys(("idn", "ascii"), "sales@xn--bcher-kva.example")
-    left: list[str] = []
     delivered = DELIVERED | {"modern": {"kanji", "smile"}}
 
     @classmethod
     def setUpClass(cls) -> None:
-        host.paste("README.md", "The set-uid bit instead")
+        host.run("dpkg-statoverride --update --add root autoresp 4750 /usr/lib/ovk/autoresponder")
         begin("AUTORESPONDER_MODERN true\n")
         host.outage(database, lambda: send(ROUTES + MODERN))
         host.settle()
@@ -347,11 +360,35 @@ class Modern(Mails, unittest.TestCase):
 
 
 class Withdrawal(unittest.TestCase):
-    """Runs last: takes back what Modern gave."""
+    """Runs last."""
 
-    def test_the_set_uid_bit_and_the_user_go(self) -> None:
-        host.paste("docs/OPERATION.md", "How to back out")
-        program = (host.root / "usr/lib/ovk/autoresponder").stat()
-        self.assertEqual((program.st_uid, program.st_gid, program.st_mode & 0o7777), (0, 0, 0o755))
-        self.assertEqual((host.root / "var/lib/dpkg/statoverride").read_text(), "")
-        self.assertNotIn("autoresp:", (host.root / "etc/group").read_text())
+    def test_1_everything_goes_and_what_modern_gave_as_well(self) -> None:
+        host.run(f"autoresponder-setup undo {host.name} database\nfind /var/qmail/mailnames -type f -delete")
+        assert_same(self, state(), before)
+
+    def test_2_hosts_of_every_shape(self) -> None:
+        """Set up without a server's restart between, looked up, set up again, and taken back."""
+        database.execute("delete from ovk.domainaliases where dom_id = 2")  # the other form of its name
+        for name, script, taken in SHAPES[host.name]:
+            with self.subTest(name):
+                shutil.copytree(host.root / "etc", host.root / "etc.before", symlinks=True)
+                host.run(script)
+                had = state()
+                host.run(f"umask 077\nautoresponder-setup database {host.name}")
+                self.assertEqual([address for address in ADDRESSES if host.takes(address)], taken)
+                again = host.run(f"autoresponder-setup database {host.name}")
+                self.assertEqual(again, "Nothing to do.\n")
+                host.run(f"autoresponder-setup undo {host.name} database")
+                assert_same(self, state(), had)
+                shutil.rmtree(host.root / "etc")
+                (host.root / "etc.before").rename(host.root / "etc")
+
+
+def state() -> dict[str, object]:
+    accounts = database.rows("select user, host from mysql.user")
+    return host.listing() | {f"account {account}": True for account in accounts}
+
+
+def assert_same(test: unittest.TestCase, found: dict[str, object], expected: dict[str, object]) -> None:
+    for name in found.keys() | expected.keys():
+        test.assertEqual(found.get(name), expected.get(name), name)
