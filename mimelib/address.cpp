@@ -10,15 +10,6 @@ using mimelib::Scanner;
 namespace {
 
 constexpr std::string_view specials = "()<>[]:;@\\,.\"";
-constexpr std::string_view specials_without_dot = "()<>[]:;@\\,\"";
-
-/// Whether a quoted string with this content can be no dot-atom.
-bool needs_quotes(std::string_view content) {
-    return content.empty() || content.front() == '.' || content.back() == '.' ||
-           content.find("..") != std::string_view::npos ||
-           content.find(' ') != std::string_view::npos ||
-           content.find_first_of(specials_without_dot) != std::string_view::npos;
-}
 
 /// Puts an addr-spec together from the pieces of an address as they come. The first piece that
 /// cannot be one's spoils it, and nothing after that matters.
@@ -36,7 +27,7 @@ public:
 
     /// One without an end has no domain behind it.
     void quoted(std::string_view content) {
-        word(needs_quotes(content) ? mimelib::quoted(content) : std::string(content), !in_domain_);
+        word(mimelib::local_part(content), !in_domain_);
         // An empty one is no name by itself.
         if (!content.empty())
             has_name_[in_domain_] = true;

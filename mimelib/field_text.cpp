@@ -16,7 +16,9 @@ bool is_dot_atom(std::string_view text, bool beyond_ascii) {
     return before != '.';
 }
 
-std::string quoted(std::string_view text) {
+std::string local_part(std::string_view text) {
+    if (is_dot_atom(text, true))
+        return std::string(text);
     std::string result = "\"";
     for (const char c : text)
         result.append(c == '"' || c == '\\' ? "\\" : "").append(1, c);

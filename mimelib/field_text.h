@@ -16,12 +16,13 @@ inline bool is_white(char c) {
     return is_blank(c) || c == '\r' || c == '\n';
 }
 
-/// Whether the text can stand in an address as it is (RFC 5322 section 3.2.3); where
-/// `beyond_ascii` says so, bytes beyond ASCII count as letters (RFC 6532 section 3.2).
+/// Whether the text is a dot-atom (RFC 5322 section 3.2.3); where `beyond_ascii` says so, bytes
+/// beyond ASCII count as letters (RFC 6532 section 3.2).
 bool is_dot_atom(std::string_view text, bool beyond_ascii = false);
 
-/// The text as a quoted string.
-std::string quoted(std::string_view text);
+/// The text as it is written in front of an address's "@": as a quoted string where it is no
+/// dot-atom (RFC 5321 section 4.1.2).
+std::string local_part(std::string_view text);
 
 /// A position in a field's text that only moves forward.
 class Scanner {

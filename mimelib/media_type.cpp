@@ -3,30 +3,9 @@
 #include "base/text.h"
 #include "mimelib/field_text.h"
 
-#include <utility>
-
 using mimelib::Scanner;
 
 namespace {
-
-constexpr std::pair<std::string_view, DwMime::MediaType> media_types[] = {
-    {"text", DwMime::kTypeText},
-    {"multipart", DwMime::kTypeMultipart},
-};
-
-constexpr std::pair<std::string_view, DwMime::Encoding> encodings[] = {
-    {"quoted-printable", DwMime::kCteQuotedPrintable},
-    {"base64", DwMime::kCteBase64},
-};
-
-template <typename Table, typename Value>
-Value look_up(const Table& table, std::string_view name, Value unknown) {
-    for (const auto& [known, value] : table) {
-        if (equals_ignoring_case(name, known))
-            return value;
-    }
-    return unknown;
-}
 
 /// Moves behind the next ";" outside comments and quotes, or to the end.
 void skip_to_parameter(Scanner& field) {
@@ -59,7 +38,10 @@ std::string take_value(Scanner& field) {
 DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
     Scanner field(AsString().view());
     field.skip_white_and_comments();
-    type_ = look_up(media_types, field.take_until("/;(\""), DwMime::kTypeUnknown);
+    const std::string_view type = field.take_until("/;(\"");
+    type_ = equals_ignoring_case(type, "text")        ? DwMime::kTypeText
+            : equals_ignoring_case(type, "multipart") ? DwMime::kTypeMultipart
+                                                      : DwMime::kTypeUnknown;
     field.skip_white_and_comments();
     if (!field.at_end() && field.peek() == '/') {
         field.take();
@@ -93,5 +75,8 @@ int DwMechanism::AsEnum() const {
     Scanner field(AsString().view());
     field.skip_white_and_comments();
     const std::string_view name = field.take_until(";(");
-    return name.empty() ? DwMime::kCteNull : look_up(encodings, name, DwMime::kCteUnknown);
+    return name.empty()                                     ? DwMime::kCteNull
+           : equals_ignoring_case(name, "quoted-printable") ? DwMime::kCteQuotedPrintable
+           : equals_ignoring_case(name, "base64")           ? DwMime::kCteBase64
+                                                            : DwMime::kCteUnknown;
 }

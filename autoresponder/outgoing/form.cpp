@@ -24,11 +24,6 @@ OutgoingText recoded(const std::string& text, const std::string& charset, bool f
     }
 }
 
-/// A local part as it is written in an address (RFC 5321 section 4.1.2).
-std::string written(const std::string& local_part) {
-    return mimelib::is_dot_atom(local_part, true) ? local_part : mimelib::quoted(local_part);
-}
-
 } // namespace
 
 std::string own_address(const std::string& address, const Policy& policy) {
@@ -36,7 +31,8 @@ std::string own_address(const std::string& address, const Policy& policy) {
         return orvek::idn::toAscii(address);
     const std::string ascii = orvek::idn::emailToAscii(address);
     const std::size_t at = std::min(ascii.find('@'), ascii.size());
-    return policy.standard_mail ? written(ascii.substr(0, at)) + ascii.substr(at) : ascii;
+    return policy.standard_mail ? mimelib::local_part(ascii.substr(0, at)) + ascii.substr(at)
+                                : ascii;
 }
 
 std::string reply_to_lines(const std::string& reply_to, const Policy& policy) {
