@@ -7,8 +7,7 @@ import sys
 from collections.abc import Iterator
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
-# The most words of each document; of the changelog only the newest version counts. What holds neither
-# letter nor digit, such as the frame of a table, is no word.
+# The most words of each document. What holds neither letter nor digit, such as the frame of a table, is no word.
 WORDS = {"README.md": 900, "CONTRIBUTING.md": 550, "CHANGELOG.md": 600, "docs/CLUSTER.md": 750,
          "docs/DESIGN.md": 1800, "docs/MAIL-SERVERS.md": 1100, "docs/OPERATION.md": 1800,
          "docs/PANEL.md": 2000, "docs/PERFORMANCE.md": 1000, "docs/RELIABILITY.md": 700,
@@ -19,6 +18,7 @@ PLAIN = ("README.md", "docs/PANEL.md", "docs/MAIL-SERVERS.md")  # no sentence of
 WORDS_A_SENTENCE = 30
 SWITCH = r"AUTORESPONDER_[A-Z_]+"
 TEXTS = {name: (REPOSITORY / name).read_text() for name in WORDS if (REPOSITORY / name).exists()}
+TEXTS["CHANGELOG.md"] = TEXTS["CHANGELOG.md"].split("\n## ")[1]  # the newest version
 MANUALS = {name: text for name, text in TEXTS.items() if name.startswith("man/")}
 PAGES = {name: text for name, text in TEXTS.items() if name not in MANUALS}
 
@@ -40,8 +40,7 @@ def lengths() -> Iterator[str]:
     known = {str(path.relative_to(REPOSITORY)) for folder in ("docs/*.md", "man/*", "*.md")
              for path in REPOSITORY.glob(folder)}
     yield from differing("documents", set(WORDS), known)
-    counts = {name: len(words(text.split("\n## ")[1] if name == "CHANGELOG.md" else text))
-              for name, text in TEXTS.items()}
+    counts = {name: len(words(text)) for name, text in TEXTS.items()}
     for name, count in counts.items():
         if count > WORDS[name]:
             yield f"{name}: {count} words, {WORDS[name]} at most"
@@ -97,7 +96,7 @@ def switches() -> Iterator[str]:
     for name, text in TEXTS.items():
         for switch in set(re.findall(SWITCH, text)) - known:
             yield f"{name}: no such switch: {switch}"
-        for switch in re.findall(rf"(?m)^\s*(?:- |\| *)`({SWITCH})", text):
+        for switch in re.findall(rf"(?m)^\s*(?:- |\| *)`({SWITCH})", text if name != "CHANGELOG.md" else ""):
             yield f"{name}: describes {switch}"
 
 
