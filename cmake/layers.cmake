@@ -1,10 +1,11 @@
 # One folder, one layer, one target.
 #
-#   ovk_layer(NAME SOURCES file... [NEEDS target...])
+#   ovk_layer(NAME [FOLDER folder] SOURCES file... [HEADERS file...] [NEEDS target...])
 #
-# Headers are included with their folder's name ("lib/forkexec.h"). Each layer gets an include
-# directory that holds only a link to its own folder, so a header is found only by the layer
-# itself and by those that name it under NEEDS: a call upward does not compile.
+# Headers are included with their folder's path ("lib/forkexec.h"). Each layer gets an include
+# directory that holds only a link to its own folder, or to the headers named, so a header is found
+# only by the layer itself and by those that name it under NEEDS: a call upward does not compile.
+# Sources and headers are named as they lie in the folder, which is the current one unless named.
 
 include(CheckCXXCompilerFlag)
 
@@ -46,11 +47,22 @@ if(OVK_FUZZ) # what leads libFuzzer to new code
 endif()
 
 function(ovk_layer name)
-  cmake_parse_arguments(LAYER "" "" "SOURCES;NEEDS" ${ARGN})
-  get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
-  set(view "${PROJECT_BINARY_DIR}/layers/${folder}")
-  file(MAKE_DIRECTORY "${view}")
-  file(CREATE_LINK "${CMAKE_CURRENT_SOURCE_DIR}" "${view}/${folder}" SYMBOLIC)
+  cmake_parse_arguments(LAYER "" "FOLDER" "SOURCES;HEADERS;NEEDS" ${ARGN})
+  get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}/${LAYER_FOLDER}" ABSOLUTE)
+  file(RELATIVE_PATH path "${PROJECT_SOURCE_DIR}" "${folder}")
+  list(TRANSFORM LAYER_SOURCES PREPEND "${folder}/")
+  set(view "${PROJECT_BINARY_DIR}/layers/${name}")
+  file(REMOVE_RECURSE "${view}")
+  if(LAYER_HEADERS)
+    file(MAKE_DIRECTORY "${view}/${path}")
+    foreach(header ${LAYER_HEADERS})
+      file(CREATE_LINK "${folder}/${header}" "${view}/${path}/${header}" SYMBOLIC)
+    endforeach()
+  else()
+    get_filename_component(parent "${view}/${path}" DIRECTORY)
+    file(MAKE_DIRECTORY "${parent}")
+    file(CREATE_LINK "${folder}" "${view}/${path}" SYMBOLIC)
+  endif()
   add_library(${name} STATIC ${LAYER_SOURCES})
   target_include_directories(${name} PUBLIC "${view}")
   target_link_libraries(${name} PUBLIC ${LAYER_NEEDS} PRIVATE ovk_options)
