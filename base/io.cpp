@@ -1,7 +1,9 @@
 #include "base/io.h"
 
+#include <array>
 #include <cerrno>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,6 +35,18 @@ bool write_fully(int fd, std::string_view bytes) {
             return false;
     }
     return true;
+}
+
+void write_pieces(int fd, std::initializer_list<std::string_view> pieces, std::string_view end) {
+    std::array<iovec, 16> parts;
+    std::size_t count = 0;
+    const auto add = [&](std::string_view piece) {
+        parts.at(count++) = {const_cast<char*>(piece.data()), piece.size()};
+    };
+    for (const std::string_view piece : pieces)
+        add(piece);
+    add(end);
+    [[maybe_unused]] const ssize_t written = writev(fd, parts.data(), static_cast<int>(count));
 }
 
 pid_t wait_for(pid_t child, int* status, int options) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <string_view>
 #include <sys/types.h>
 
@@ -13,6 +14,11 @@ std::size_t read_fully(int fd, void* bytes, std::size_t size);
 
 /// Writes all of `bytes`; false as soon as that fails.
 bool write_fully(int fd, std::string_view bytes);
+
+/// Writes the pieces, 15 at most, and `end` at once, and is content with what gets through. Like
+/// write(2) it touches no stream, heap or lock, which a child of vfork shares with its parent.
+void write_pieces(int fd, std::initializer_list<std::string_view> pieces,
+                  std::string_view end = {});
 
 /// waitpid(2). errno is 0 on success.
 pid_t wait_for(pid_t child, int* status, int options);

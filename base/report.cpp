@@ -1,18 +1,16 @@
 #include "base/report.h"
 
+#include "base/io.h"
 #include "base/text.h"
 
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <sys/uio.h>
 #include <unistd.h>
 #include <utility>
 
 namespace {
-
-constexpr std::size_t most_pieces = 15;
 
 Listening::Hearer hearer;
 
@@ -26,26 +24,13 @@ void remember(std::initializer_list<std::string_view> pieces) {
         last_length += piece.copy(last_line.data() + last_length, last_line.size() - last_length);
 }
 
-/// Not through a stream's buffer: a line that goes out whole does not mix with a child's.
-void write_line(std::initializer_list<std::string_view> pieces) {
-    std::array<iovec, most_pieces + 1> parts;
-    int count = 0;
-    const auto add = [&](std::string_view piece) {
-        parts.at(static_cast<std::size_t>(count++)) = {const_cast<char*>(piece.data()),
-                                                       piece.size()};
-    };
-    for (const std::string_view piece : pieces)
-        add(piece);
-    add("\n");
-    [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, parts.data(), count);
-}
-
 void pass_on(std::initializer_list<std::string_view> pieces) {
     const int pending = errno;
     if (hearer)
         hearer(concat(pieces));
     else
-        write_line(pieces);
+        // Not through a stream's buffer: a line that goes out whole does not mix with a child's.
+        write_pieces(STDERR_FILENO, pieces, "\n");
     errno = pending;
 }
 

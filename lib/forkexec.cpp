@@ -33,14 +33,13 @@ bool place(std::array<int, spawn::first_other> from) {
 [[noreturn]] void exec_with_pipes(int in, int out, int err, const char* path,
                                   const char* const args[]) {
     if (!place({in, out, err})) {
-        spawn::write_pieces(STDERR_FILENO, "fork_execv: dup() failed: ", spawn::error_text(errno),
-                            "\n");
+        write_pieces(STDERR_FILENO, {"fork_execv: dup() failed: ", spawn::error_text(errno), "\n"});
         spawn::end_child();
     }
     close_from(spawn::first_other);
     spawn::execute(path, args);
-    spawn::write_pieces(STDERR_FILENO, "fork_execv: execv(\"", path,
-                        "\") failed: ", spawn::error_text(errno), "\n");
+    write_pieces(STDERR_FILENO,
+                 {"fork_execv: execv(\"", path, "\") failed: ", spawn::error_text(errno), "\n"});
     spawn::end_child();
 }
 

@@ -3,9 +3,7 @@
 #pragma once
 
 #include <csignal>
-#include <cstring>
 #include <sys/types.h>
-#include <sys/uio.h>
 
 namespace spawn {
 
@@ -35,16 +33,7 @@ void execute(const char* path, const char* const args[]);
 /// stream buffers.
 [[noreturn]] void end_child();
 
-/// In the child: writes the pieces, zero-terminated texts, to `fd` at once. This and error_text use
-/// neither stream buffers nor heap nor locks, which a child of vfork shares with its parent.
-template <typename... Pieces>
-void write_pieces(int fd, Pieces... pieces) {
-    const iovec parts[] = {{const_cast<char*>(pieces), std::strlen(pieces)}...};
-    // Nobody is left to hear of a failure.
-    [[maybe_unused]] const ssize_t written = writev(fd, parts, sizeof...(pieces));
-}
-
-/// strerror's text, untranslated.
+/// strerror's text, untranslated, without its heap and locks.
 const char* error_text(int error);
 
 /// In the child: moves `src` to `dest`, where it is to stay on exec; -1 stands for /dev/null.

@@ -104,7 +104,7 @@ std::string path_of_program() {
     char* const arguments[] = {const_cast<char*>(path), nullptr};
     execv(path, arguments);
     const int reason = errno;
-    write_fully(STDERR_FILENO, concat({path, ": ", std::strerror(reason), "\n"}));
+    write_pieces(STDERR_FILENO, {path, ": ", std::strerror(reason), "\n"});
     _exit(reason == ENOENT ? not_there : not_to_be_run);
 }
 

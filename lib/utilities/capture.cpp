@@ -204,7 +204,7 @@ namespace {
     dup2(write_end, STDOUT_FILENO);
     dup2(write_end, STDERR_FILENO);
     spawn::execute(path, args);
-    spawn::write_pieces(STDOUT_FILENO, "Cannot exec '", path, "':\n", spawn::error_text(errno));
+    write_pieces(STDOUT_FILENO, {"Cannot exec '", path, "':\n", spawn::error_text(errno)});
     spawn::end_child();
 }
 

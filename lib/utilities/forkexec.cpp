@@ -23,10 +23,10 @@ namespace {
     dup2(fd_err, STDERR_FILENO);
     spawn::execute(path, args);
     const int reason = errno;
-    spawn::write_pieces(STDERR_FILENO, "Error occured during execv():\n", spawn::error_text(reason),
-                        reason == EFAULT ? ", possible reason - NULL parameter is absent "
-                                           "in util_exec(path, arg1, arg2, NULL) call.\n"
-                                         : ".\n");
+    write_pieces(STDERR_FILENO, {"Error occured during execv():\n", spawn::error_text(reason),
+                                 reason == EFAULT ? ", possible reason - NULL parameter is absent "
+                                                    "in util_exec(path, arg1, arg2, NULL) call.\n"
+                                                  : ".\n"});
     spawn::end_child();
 }
 
