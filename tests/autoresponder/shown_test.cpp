@@ -96,6 +96,14 @@ TEST(Shown, MailsAreReadAsPersonsSeeThem) {
     }
 }
 
+TEST(Shown, EveryAlternativeIsLookedAtOnce) {
+    std::string mail = "From: a@b.c\nContent-Type: multipart/alternative; boundary=b\n\n";
+    for (int part = 0; part < 4000; ++part) // three times that is more than is looked at
+        mail += "--b\nContent-Type: text/html\n\n<br>\n";
+    mail += "--b\nContent-Type: text/enriched\n\nfound\n--b--\n";
+    EXPECT_EQ(Mail(mail, true, false).mail.body.text(), "found");
+}
+
 TEST(Shown, ALetterWithManyMarksTakesItsFormAsWell) {
     std::string letter = "a";
     while (letter.size() < 2000)
