@@ -13,6 +13,7 @@
 #include "lib/product_log.h"
 
 #include <csignal>
+#include <ctime>
 #include <unistd.h>
 
 namespace {
@@ -21,6 +22,10 @@ namespace {
 void take_root() {
     [[maybe_unused]] const int user = setuid(0);
     [[maybe_unused]] const int group = setgid(0);
+}
+
+bool is_older(const HeaderFacts& facts, int hours) {
+    return facts.received && std::time(nullptr) - *facts.received > hours * std::time_t{3600};
 }
 
 } // namespace
@@ -45,6 +50,9 @@ int main(int, char** argv) {
             give_up();
         correct_exit();
     }
+    if (is_older(run.reading.facts, run.policy.retry_hours))
+        set_statuses(
+            {.for_now = run.policy.retry_status, .given_up_after = run.policy.retry_hours});
     if (is_stopped(run))
         correct_exit();
     if (!mail_copy.is_whole() && is_retry_possible()) {

@@ -53,7 +53,8 @@ int db_mail_act(Run& run) {
     open_panel_database(run);
     if (!find_mailbox(run))
         return 0;
-    look_for_refusal(run);
+    if (!look_for_refusal(run))
+        return 0;
     const MysqlResult rows = query_rules(run.connection.get(), run.mailbox().id);
     const TriggerSearch triggers(run.reading.mail, run.policy);
     while (const std::optional<ResponderRule> rule = next_rule(rows)) {

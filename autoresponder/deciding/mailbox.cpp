@@ -3,7 +3,6 @@
 #include "autoresponder/run/ending.h"
 #include "autoresponder/run/panel_query.h"
 #include "base/report.h"
-#include "base/text.h"
 #include "codecs/idn.h"
 #include "lib/autoprepend.h"
 #include "lib/get_param.h"

@@ -98,6 +98,16 @@ bool is_address_of(const MailboxNames& names, const std::string& address, char d
            holds(names.domains, plain(std::string_view(address).substr(address.rfind('@') + 1)));
 }
 
+bool has_been_through(const ResolvedMailbox& mailbox, std::string_view forwarded_by) {
+    while (!forwarded_by.empty()) {
+        const std::string_view mark = until_nul(forwarded_by);
+        if (mark == mailbox.mark())
+            return true;
+        forwarded_by.remove_prefix(mark.size() + 1);
+    }
+    return false;
+}
+
 std::string automatic_reason(const Mail_content& mail, const HeaderFacts& facts) {
     if (!facts.automatic.empty())
         return facts.automatic;
@@ -157,10 +167,15 @@ bool is_stopped(const Run& run) {
     return true;
 }
 
-void look_for_refusal(Run& run) {
+bool look_for_refusal(Run& run) {
     std::string& refusal = run.account.refusal;
-    const bool harms_replies_only = looks_like_option(run.reading.mail.from);
-    refusal = harms_replies_only ? "From or Reply-To looks like an option" : refusal_of(run);
+    const bool is_circle =
+        run.policy.stop_circles && has_been_through(run.mailbox(), run.reading.facts.forwarded_by);
+    const bool harms_replies_only = !is_circle && looks_like_option(run.reading.mail.from);
+    refusal = is_circle            ? "it has been through this mailbox"
+              : harms_replies_only ? "From or Reply-To looks like an option"
+                                   : refusal_of(run);
     if (!harms_replies_only && !refusal.empty())
         report({"autoresponder: Not answered: ", refusal});
+    return !is_circle;
 }

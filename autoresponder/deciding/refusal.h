@@ -20,5 +20,6 @@ bool is_stopped(const Run& run);
 /// the host chooses, a sign that no person wrote it (automatic.h), a sender that is the recipient
 /// or, by any of its names, the mailbox itself, or a header that names no address of the mailbox.
 /// Says so, but of the first, which only a reply would harm. Looks up the mailbox's aliases; a
-/// failed statement throws QueryFailure.
-void look_for_refusal(Run& run);
+/// failed statement throws QueryFailure. False where nothing at all comes of the mail, since the
+/// mailbox has forwarded it once.
+bool look_for_refusal(Run& run);

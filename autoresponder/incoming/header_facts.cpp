@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
+#include <utility>
 
 namespace {
 
@@ -15,11 +17,24 @@ bool is_destination(std::string_view name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
+/// The time that stands behind the last ";" (RFC 5322 section 3.6.7).
+std::optional<std::time_t> time_of(std::string_view received) {
+    const std::string text(received.substr(received.rfind(';') + 1));
+    const char* const after_day = std::strchr(text.c_str(), ',');
+    std::tm time = {};
+    if (strptime(after_day == nullptr ? text.c_str() : after_day + 1, " %d %b %Y %H:%M:%S %z",
+                 &time) == nullptr)
+        return std::nullopt;
+    const long offset = time.tm_gmtoff; // timegm forgets it
+    return timegm(&time) - offset;
+}
+
 } // namespace
 
 HeaderFacts read_header_facts(const DwHeaders& headers) {
     HeaderFacts facts;
     ThreadFields thread;
+    bool is_dated = false;
     for (DwFieldReader field(headers.AsString().view()); field.Next();) {
         const std::string name = to_lower(field.Name());
         if (facts.automatic.empty())
@@ -28,6 +43,10 @@ HeaderFacts read_header_facts(const DwHeaders& headers) {
             facts.bounce = bounce_sign(name, field.Body());
         if (is_destination(name))
             facts.destinations.append(field.Body()).append(1, '\0');
+        if (equals_ignoring_case(name, forward_mark))
+            facts.forwarded_by.append(trim(field.Body(), " \t\r\n")).append(1, '\0');
+        if (name == "received" && !std::exchange(is_dated, true))
+            facts.received = time_of(field.Body());
         thread.take(name, field.Body());
     }
     facts.thread = thread.thread();

@@ -2,9 +2,15 @@
 // every run needs.
 #pragma once
 
+#include <ctime>
+#include <optional>
 #include <string>
+#include <string_view>
 
 class DwHeaders;
+
+/// Names the mailbox that a mail has been forwarded by.
+inline constexpr std::string_view forward_mark = "X-Autoresponder-Forwarded";
 
 /// Identity of a message and of those that it answers. Every msg-id is of the strict syntax.
 struct MailThread {
@@ -24,6 +30,10 @@ struct HeaderFacts {
     std::string destinations;
     /// From Message-ID, References and In-Reply-To.
     MailThread thread;
+    /// The mailboxes that forward_mark names, a NUL behind each.
+    std::string forwarded_by;
+    /// When the mail came in, by its topmost Received.
+    std::optional<std::time_t> received;
 };
 
 /// Reads them in one pass over the header.

@@ -236,4 +236,6 @@ void write_encoded(int file, TemporaryFile& message) {
         }
         message.write({lines.data(), length});
     }
+    if (!message.takes_more())
+        message.pass_over(left / bytes_per_line * (line_length + 1));
 }

@@ -9,6 +9,7 @@
 #include "lib/forkexec.h"
 #include "lib/product_log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include <sys/wait.h>
 #include <sysexits.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -73,15 +75,52 @@ Handover wait_for_sendmail(const Run& run, pid_t sendmail) {
     return run.policy.retry_status == 0 ? Handover::sent : outcome_of(status);
 }
 
-bool send_message(const Run& run, Descriptor message, const std::string& envelope_sender,
-                  const std::vector<std::string>& recipients) {
-    const pid_t sendmail = start_sendmail(run, std::move(message), envelope_sender, recipients);
+std::vector<std::vector<std::string>> in_calls(const std::string& envelope_sender,
+                                               const std::vector<std::string>& recipients) {
+    constexpr std::size_t others = 4096, most_ever = 6 << 20;
+    const auto size_of = [](std::string_view text) { return text.size() + 1 + sizeof(char*); };
+    std::size_t taken = others + size_of(envelope_sender);
+    for (char** variable = environ; *variable != nullptr; ++variable)
+        taken += size_of(*variable);
+    const std::size_t all = std::min(static_cast<std::size_t>(sysconf(_SC_ARG_MAX)), most_ever);
+    const std::size_t most = all - std::min(all, taken);
+    std::vector<std::vector<std::string>> calls;
+    std::size_t room = 0;
+    for (const std::string& recipient : recipients) {
+        const std::size_t size = size_of(recipient);
+        if (calls.empty() || size > room) {
+            calls.emplace_back();
+            room = most;
+        }
+        room -= std::min(room, size);
+        calls.back().push_back(recipient);
+    }
+    return calls;
+}
+
+bool make_pipe(const char* what, Descriptor* read_end, Descriptor* write_end) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1) {
+        report_system_error({"autoresponder: Failed to create pipe to sendmail to ", what, ": "});
+        return false;
+    }
+    read_end->reset(ends[0]);
+    write_end->reset(ends[1]);
+    return true;
+}
+
+bool is_sent(const Run& run, pid_t sendmail) {
     const Handover outcome = wait_for_sendmail(run, sendmail);
     if (outcome == Handover::sent)
         rule_out_retry();
     if (outcome == Handover::unsent)
         give_up_if_retried();
     return outcome == Handover::sent;
+}
+
+bool send_message(const Run& run, Descriptor message, const std::string& envelope_sender,
+                  const std::vector<std::string>& recipients) {
+    return is_sent(run, start_sendmail(run, std::move(message), envelope_sender, recipients));
 }
 
 bool deliver_reply(const Run& run, const std::string& envelope_sender,
@@ -106,15 +145,12 @@ bool deliver_reply(const Run& run, const std::string& envelope_sender,
 
 void deliver_notice(const Run& run, const std::string& envelope_sender,
                     const std::string& recipient, const std::string& text) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1) {
-        report_system_error({"autoresponder: Failed to create pipe to sendmail to notify about "
-                             "missing attachment files: "});
+    Descriptor read_end, write_end;
+    if (!make_pipe("notify about missing attachment files", &read_end, &write_end))
         return;
-    }
-    const pid_t sendmail = start_sendmail(run, Descriptor(ends[0]), envelope_sender, {recipient});
+    const pid_t sendmail = start_sendmail(run, std::move(read_end), envelope_sender, {recipient});
     {
-        ofd_pipestream message(ends[1]);
+        ofd_pipestream message(write_end.release());
         if (!message)
             report({"Unable to send mail with notify of not exist attachment."});
         else

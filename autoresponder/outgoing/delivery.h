@@ -24,13 +24,24 @@ enum class Handover {
 pid_t start_sendmail(const Run& run, Descriptor message, const std::string& envelope_sender,
                      const std::vector<std::string>& recipients);
 
+/// The recipients in their order, in as few parts as the system takes for arguments of a program.
+std::vector<std::vector<std::string>> in_calls(const std::string& envelope_sender,
+                                               const std::vector<std::string>& recipients);
+
+/// A pipe to sendmail, for what is written once it has been started. False, after a message with
+/// `what` it is for, where there is none.
+bool make_pipe(const char* what, Descriptor* read_end, Descriptor* write_end);
+
 /// Waits until it has ended or stopped, however long that takes. What it makes of the message is
 /// looked at, and told on standard error, only where the host has mail tried again; else it counts
 /// as sent.
 Handover wait_for_sendmail(const Run& run, pid_t sendmail);
 
-/// Sends a forward or a reply: once one is sent, the mail is not tried again; one that is not ends
-/// the process through give_up_if_retried. Whether it is sent.
+/// The same for a forward or a reply: once one is sent, the mail is not tried again; one that is
+/// not ends the process through give_up_if_retried. Whether it is sent.
+bool is_sent(const Run& run, pid_t sendmail);
+
+/// Sends one.
 bool send_message(const Run& run, Descriptor message, const std::string& envelope_sender,
                   const std::vector<std::string>& recipients);
 

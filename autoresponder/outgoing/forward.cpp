@@ -1,15 +1,18 @@
 #include "autoresponder/outgoing/forward.h"
 
 #include "autoresponder/deciding/refusal.h"
+#include "autoresponder/incoming/header_facts.h"
 #include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/outgoing/form.h"
 #include "autoresponder/run/ending.h"
 #include "autoresponder/run/panel_query.h"
 #include "autoresponder/run/temporary_file.h"
+#include "base/io.h"
 #include "base/report.h"
 #include "base/text.h"
 #include "codecs/idn.h"
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -25,8 +28,35 @@ std::string envelope_sender(const Run& run) {
     }
 }
 
+/// The line ends as the first of the copy does.
+void write_marked(std::string_view mark, int copy, int out) {
+    std::array<char, 65536> block;
+    std::size_t count = read_fully(copy, block.data(), block.size());
+    const std::string_view front(block.data(), count);
+    const char* const end = front.substr(0, front.find('\n')).ends_with('\r') ? "\r\n" : "\n";
+    bool is_taken = write_fully(out, concat({forward_mark, ": ", mark, end}));
+    while (is_taken && count > 0) {
+        is_taken = write_fully(out, {block.data(), count});
+        count = read_fully(copy, block.data(), block.size());
+    }
+}
+
+bool send_marked(const Run& run, int copy, const std::string& sender,
+                 const std::vector<std::string>& recipients) {
+    Descriptor read_end, write_end;
+    if (!make_pipe("forward", &read_end, &write_end)) {
+        give_up_if_retried();
+        return false;
+    }
+    const pid_t sendmail = start_sendmail(run, std::move(read_end), sender, recipients);
+    write_marked(run.mailbox().mark(), copy, write_end.get());
+    write_end.reset();
+    return is_sent(run, sendmail);
+}
+
 /// Whether sendmail has taken it.
-bool forward_to(const std::vector<std::string>& recipients, const Run& run) {
+bool forward_to(const std::vector<std::string>& recipients, const std::string& sender,
+                const Run& run) {
     Descriptor copy = mail_copy.open_to_read();
     if (!copy) {
         report_system_error({"autoresponder: Failed to open temporary file with forward mail "
@@ -35,7 +65,8 @@ bool forward_to(const std::vector<std::string>& recipients, const Run& run) {
         give_up_if_retried();
         return false;
     }
-    return send_message(run, std::move(copy), envelope_sender(run), recipients);
+    return run.policy.stop_circles ? send_marked(run, copy.get(), sender, recipients)
+                                   : send_message(run, std::move(copy), sender, recipients);
 }
 
 } // namespace
@@ -52,9 +83,10 @@ std::vector<std::string> forward_addresses(const Run& run, const std::string& id
 }
 
 void forward(Run& run, const std::string& id) {
-    const std::vector<std::string> recipients = forward_addresses(run, id);
-    if (recipients.empty())
-        return;
-    if (!run.acts || forward_to(recipients, run))
-        run.account.rule().forwards = recipients;
+    const std::string sender = envelope_sender(run);
+    std::vector<std::string>& taken = run.account.rule().forwards;
+    for (const std::vector<std::string>& part : in_calls(sender, forward_addresses(run, id))) {
+        if (!run.acts || forward_to(part, sender, run))
+            taken.insert(taken.end(), part.begin(), part.end());
+    }
 }

@@ -8,6 +8,7 @@
 #include "autoresponder/outgoing/reply_headers.h"
 #include "autoresponder/outgoing/size_limit.h"
 #include "autoresponder/outgoing/template.h"
+#include "autoresponder/run/ending.h"
 #include "autoresponder/run/temporary_file.h"
 #include "base/report.h"
 
@@ -78,7 +79,7 @@ void write_reply(const ResponderRule& rule, const Run& run,
     reply.line({"To: ", run.reading.mail.from});
     reply.line({"MIME-Version: 1.0"});
     reply.line({"Subject: ", subject_value(make_subject(rule, run), policy)});
-    reply.write(chosen_headers(run));
+    reply.write(chosen_reply_headers(run));
     if (multipart) {
         reply.line({"Content-Type: multipart/mixed;\n\tboundary=\"", boundary, "\""});
         reply.line({});
@@ -96,19 +97,24 @@ void write_reply(const ResponderRule& rule, const Run& run,
         reply.line({"--", boundary, "--"});
 }
 
-/// Writes the reply to `reply`, which takes `limit` bytes, or in its place the short one.
+/// Writes the reply to `reply`, which takes `limit` bytes, or in its place the short one. While the
+/// mail may be tried again, files that are missing are left `untold`: each try would tell them
+/// anew.
 ReplyFacts compose_reply(const ResponderRule& rule, Run& run, std::uint64_t limit,
-                         TemporaryFile& reply) {
+                         TemporaryFile& reply, std::string* untold = nullptr) {
     const std::string boundary = makeBoundaryStr();
     const AttachmentNames attachments =
         find_attachments(run.connection.get(), rule.id, run.mailbox().attachments_dir);
-    if (!attachments.missing.empty())
+    if (untold != nullptr && is_retry_possible())
+        *untold = attachments.missing;
+    else if (!attachments.missing.empty())
         notify_about_missing(attachments.missing, rule, run);
     const std::string from = own_address(run.reading.mail.to, run.policy);
     write_reply(rule, run, attachments.found, boundary, from, reply);
-    const bool oversize = reply.size() > limit;
+    const bool oversize =
+        reply.size() > limit || (run.policy.retry_status != 0 && reply.can_never_be_whole());
     if (oversize)
-        write_oversize_reply(rule, run, from, reply);
+        write_oversize_reply(rule, run, from, limit, reply);
     return {reply.size(), limit, oversize, run.policy.null_sender ? null_path : from,
             run.reading.mail.from};
 }
@@ -131,9 +137,13 @@ bool send_reply(const ResponderRule& rule, Run& run) {
     if (!run.acts)
         return tell_reply(rule, run, limit);
     reply_file.create(limit);
-    const ReplyFacts reply = compose_reply(rule, run, limit, reply_file);
+    std::string untold;
+    const ReplyFacts reply = compose_reply(rule, run, limit, reply_file, &untold);
     reply_file.finish();
-    return deliver_reply(run, reply.envelope_sender, reply.recipient);
+    const bool sent = deliver_reply(run, reply.envelope_sender, reply.recipient);
+    if (!untold.empty())
+        notify_about_missing(untold, rule, run);
+    return sent;
 }
 
 std::string makeBoundaryStr() {

@@ -8,7 +8,8 @@
 #include <string>
 
 /// Composes and delivers the reply of `rule`. Files that the rule names and that do not exist are
-/// told to the client by mail, and the reply goes without them. Returns when the reply has been
+/// told to the client by mail, behind the reply while the mail may be tried again, else before it,
+/// and the reply goes without them. Returns when the reply has been
 /// handed to sendmail or given up: whether it is sent. A failed attachment query throws
 /// QueryFailure, a recipient without an ASCII form orvek::idn::IdnaError; a reply file that cannot
 /// be opened ends the process with status 1. A run that only tells records the reply, and keeps it

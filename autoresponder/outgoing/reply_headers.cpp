@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr char auto_submitted[] = "Auto-Submitted: auto-replied\n";
+
 std::string date() {
     const std::time_t now = std::time(nullptr);
     std::tm local = {};
@@ -61,7 +63,7 @@ std::string automatic_reply_headers(const std::string& domain, const MailThread&
     std::string lines = concat({"Date: ", date(), "\n"});
     if (!id.empty())
         lines += concat({"Message-ID: ", id, "\n"});
-    lines += "Auto-Submitted: auto-replied\nX-Auto-Response-Suppress: All\n";
+    lines += concat({auto_submitted, "X-Auto-Response-Suppress: All\n"});
     if (!thread.message_id.empty()) {
         lines += concat({thread_line::in_reply_to, thread.message_id, "\n"});
         lines +=
@@ -75,4 +77,9 @@ std::string chosen_headers(const Run& run) {
     return run.policy.reply_headers
                ? automatic_reply_headers(reading.mail.domain, reading.facts.thread)
                : std::string();
+}
+
+std::string chosen_reply_headers(const Run& run) {
+    const bool is_marked_only = run.policy.refuse_automatic && !run.policy.reply_headers;
+    return is_marked_only ? auto_submitted : chosen_headers(run);
 }

@@ -15,3 +15,7 @@ std::string automatic_reply_headers(const std::string& domain, const MailThread&
 
 /// The same for the mail of the run; empty where the host has not chosen them.
 std::string chosen_headers(const Run& run);
+
+/// The same of a reply, which must not be answered where automatic mail is refused: two such hosts
+/// would go on for ever.
+std::string chosen_reply_headers(const Run& run);

@@ -5,8 +5,13 @@
 #include "autoresponder/run/number.h"
 #include "base/owned.h"
 #include "base/report.h"
+#include "base/text.h"
+#include "codecs/utf8.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstdio>
+#include <string_view>
 
 namespace {
 
@@ -15,6 +20,19 @@ constexpr char size_limit_path[] = "/var/qmail/control/databytes";
 /// No mail server takes more, and an attachment that is all hole costs its owner nothing, but every
 /// mail hours.
 constexpr std::uint64_t ceiling = std::uint64_t{1} << 30;
+
+/// The value for the longest front part, in whole characters, that gives one of at most `most`
+/// bytes.
+std::string cut_subject(const std::string& subject, std::size_t most, const Policy& policy) {
+    std::size_t kept = 0;
+    for (std::size_t step = std::bit_floor(std::min(subject.size(), most)); step > 0; step /= 2) {
+        if (kept + step <= subject.size() &&
+            subject_value(subject.substr(0, kept + step), policy).size() <= most)
+            kept += step;
+    }
+    const std::string_view front = std::string_view(subject).substr(0, kept);
+    return subject_value(std::string(orvek::without_cut_character(front)), policy);
+}
 
 std::uint64_t read_limit() {
     const File file(std::fopen(size_limit_path, "re"));
@@ -36,17 +54,22 @@ std::uint64_t size_limit() {
 }
 
 void write_oversize_reply(const ResponderRule& rule, const Run& run, const std::string& own_address,
-                          TemporaryFile& reply) {
+                          std::uint64_t limit, TemporaryFile& reply) {
     const Policy& policy = run.policy;
+    const Mail_content& mail = run.reading.mail;
+    const std::string before =
+        concat({reply_to_lines(rule.reply_to, policy),
+                "From: ", policy.standard_mail ? own_address : mail.to, "\n",
+                policy.standard_mail ? "MIME-Version: 1.0" : "CC: ", "\nSubject: "});
+    const std::string behind =
+        concat({"\n", chosen_reply_headers(run),
+                "\nAn error occurred while responding on you request.\n\n"
+                "Autoresponder message size exceeds databytes limit.\n\n\n\n"});
+    std::string subject = subject_value("Re: " + mail.subject, policy);
+    const std::uint64_t others = before.size() + behind.size();
+    if (others < limit && subject.size() > limit - others)
+        subject = cut_subject("Re: " + mail.subject, limit - others, policy);
     reply.restart();
-    reply.write(reply_to_lines(rule.reply_to, policy));
-    reply.line({"From: ", policy.standard_mail ? own_address : run.reading.mail.to});
-    reply.line({policy.standard_mail ? "MIME-Version: 1.0" : "CC: "});
-    reply.line({"Subject: ", subject_value("Re: " + run.reading.mail.subject, policy)});
-    reply.write(chosen_headers(run));
-    reply.line({});
-    reply.line({"An error occurred while responding on you request."});
-    reply.line({});
-    reply.line({"Autoresponder message size exceeds databytes limit."});
-    reply.write("\n\n\n");
+    for (const std::string& piece : {before, subject, behind})
+        reply.write(piece);
 }

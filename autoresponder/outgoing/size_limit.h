@@ -11,6 +11,7 @@
 /// 1 GiB where that names none. Read once a run; one that cannot be read is said then.
 std::uint64_t size_limit();
 
-/// Writes the short reply that says so, in place of what `reply` holds.
+/// Writes the short reply that says so, in place of what `reply` holds. Its subject is cut where it
+/// alone would make the reply larger than `limit`.
 void write_oversize_reply(const ResponderRule& rule, const Run& run, const std::string& own_address,
-                          TemporaryFile& reply);
+                          std::uint64_t limit, TemporaryFile& reply);

@@ -2,6 +2,8 @@
 // in the system log and both forms of an explanation are written from it.
 #pragma once
 
+#include "base/text.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -18,6 +20,11 @@ struct ResolvedMailbox {
     std::string domain_name;
     /// Folder of the files that its rules may attach; need not exist. No "/" at the end.
     std::string attachments_dir;
+
+    /// Its own address, whichever name led here, as a header can hold it.
+    std::string mark() const {
+        return escaped(concat({mail_name, "@", domain_name}), "\\x", is_printable);
+    }
 };
 
 struct LookupFacts {
@@ -56,7 +63,8 @@ struct NoticeFacts {
 struct ReplyFacts {
     std::uint64_t size = 0;
     std::uint64_t limit = 0;
-    /// Whether a short one goes out in place of the reply, which is larger than that.
+    /// Whether a short one goes out in place of the reply, which is larger than that or, where mail
+    /// is tried again, than the file system.
     bool oversize = false;
     std::string envelope_sender;
     std::string recipient;

@@ -58,7 +58,11 @@ int end_for_now() {
     } catch (const std::bad_alloc&) {
         // A mail that is tried again and counted twice is better than one that is lost.
     }
-    return chosen.for_now;
+    if (chosen.given_up_after == 0)
+        return chosen.for_now;
+    report_consequence({"autoresponder: Given up, the mail is older than ",
+                        std::to_string(chosen.given_up_after), " hours"});
+    return chosen.done;
 }
 
 /// Any failure may be for want of memory or processes.

@@ -12,6 +12,9 @@ struct Statuses {
     int done = 0;
     int for_now = 0;
     int in_failure = 1;
+    /// Not 0 where the mail is older than that many hours: an end for now, or in failure, is then
+    /// the last one. It says so, and is that of what is done.
+    int given_up_after = 0;
 };
 
 /// From now on the process ends with these.

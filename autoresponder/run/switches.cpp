@@ -20,16 +20,20 @@ char delimiter() {
     return value != nullptr && std::strlen(value) == 1 ? *value : '\0';
 }
 
-/// A number from 1 to 255 instead of "true" is the status.
-int status_for_retry(bool modern) {
-    const char* const variable = "AUTORESPONDER_RETRY_LATER";
-    if (switched_on(variable, modern))
-        return EX_TEMPFAIL;
+/// From 1 to `most`; anything else counts as `otherwise`.
+int number(const char* variable, int most, int otherwise) {
     const char* const value = ovkConfGet(variable);
     const std::string_view text = value == nullptr ? "" : value;
-    unsigned char status = 0;
-    const auto read = std::from_chars(text.data(), text.data() + text.size(), status);
-    return read.ec == std::errc() && read.ptr == text.data() + text.size() ? status : 0;
+    int read = 0;
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), read);
+    const bool is_whole = end.ec == std::errc() && end.ptr == text.data() + text.size();
+    return is_whole && read >= 1 && read <= most ? read : otherwise;
+}
+
+/// A number instead of "true" is the status.
+int status_for_retry(bool modern) {
+    const char* const variable = "AUTORESPONDER_RETRY_LATER";
+    return switched_on(variable, modern) ? EX_TEMPFAIL : number(variable, 255, 0);
 }
 
 } // namespace
@@ -46,5 +50,7 @@ Policy configured_policy() {
             as_shown,
             as_shown && switched_on("AUTORESPONDER_IGNORE_CASE", false),
             delimiter(),
-            status_for_retry(modern)};
+            status_for_retry(modern),
+            number("AUTORESPONDER_RETRY_HOURS", 1'000'000, 24),
+            switched_on("AUTORESPONDER_STOP_CIRCLES", modern)};
 }

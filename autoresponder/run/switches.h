@@ -1,7 +1,7 @@
 // What the host chooses beyond the panel's own behaviour: variables of /etc/ovk/ovk.conf, each on
 // for the value "true" and off for any other. One that is not there goes by AUTORESPONDER_MODERN,
 // which is one of the same kind and off when it is missing as well. Only the delimiter is a
-// character, and the status may be a number.
+// character, the hours are a number, and the status may be one.
 #pragma once
 
 struct Policy {
@@ -33,6 +33,11 @@ struct Policy {
     /// tried again: 75 for "true", which all but qmail know (EX_TEMPFAIL), or the number that the
     /// variable holds; 0 where what fails for a while is not tried again.
     int retry_status = 0;
+    /// AUTORESPONDER_RETRY_HOURS: how long after its coming a mail is tried again.
+    int retry_hours = 24;
+    /// AUTORESPONDER_STOP_CIRCLES: what is forwarded is marked, and nothing comes of it when it
+    /// comes back.
+    bool stop_circles = false;
 };
 
 /// The envelope sender of mail that must not be bounced (RFC 3834 section 3.3).

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 #include <utility>
 
@@ -25,9 +26,10 @@ bool TemporaryFile::create(std::uint64_t limit) {
 }
 
 void TemporaryFile::write(std::string_view bytes) {
-    if (!takes_more())
-        return;
+    const bool is_lost = !takes_more();
     written_ += bytes.size();
+    if (is_lost)
+        return;
     if (buffer_.size() + bytes.size() > buffer_size_)
         flush();
     if (bytes.size() < buffer_size_)
@@ -46,6 +48,12 @@ std::uint64_t TemporaryFile::size() {
     flush();
     struct stat status;
     return fstat(file_.get(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+bool TemporaryFile::can_never_be_whole() const {
+    struct statvfs system;
+    return failed_ && fstatvfs(file_.get(), &system) == 0 &&
+           written_ > std::uint64_t{system.f_blocks} * system.f_frsize;
 }
 
 void TemporaryFile::restart() {

@@ -48,6 +48,13 @@ public:
     /// Whether there is a file and no write has failed. Known for good once writing has ended.
     bool is_whole() const { return is_made_ && !failed_; }
 
+    /// Whether a write has failed, and what was written or passed over is more than the whole file
+    /// system holds.
+    bool can_never_be_whole() const;
+
+    /// Counts bytes that are not written, since they would be lost.
+    void pass_over(std::uint64_t bytes) { written_ += bytes; }
+
     bool is_made() const { return is_made_; }
 
     /// How many bytes have got into the file.

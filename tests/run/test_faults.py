@@ -246,6 +246,9 @@ SHADOW = "etc/.ovk.shadow"
 DATABYTES = "qmail/control/databytes"
 NOT_SENT = "autoresponder: Not sent, sendmail {}\n"
 NO_COPY = "autoresponder: Unable to keep a copy of the mail\n"
+SHORT = Outcome(sent="forward, notice, short reply")
+OLD = mail(headers="Received: by x; Mon, 23 Nov 2020 10:00:00 +0100\n")
+GIVEN_UP = "autoresponder: Given up, the mail is older than 24 hours\n"
 CUT = Outcome("autoresponder: Not sent, the reply could not be written whole\n", "forward, notice")
 NOT_OPENED = ("autoresponder: Failed to open temporary file with {} mail contents '/tmp/ovk-{}-XXXXXX':"
               " No such file or directory (2)\n")
@@ -272,6 +275,13 @@ def other_faults() -> list[Fault]:
         Fault("the server process is killed, in forward", STOPS, Outcome(EXEC.format(LOST), ""),
               lambda case: case.kill_server("resp_forward"),
               later=retried(EXEC.format(LOST) + CONNECT.format(HUNG_UP).replace(NOT_CONNECTED, KEPT))),
+        Fault("the mail is of another day, and the insert fails", STOPS,
+              Outcome(EXEC.format("Injected"), ""), lambda case: (
+                  tell(OLD)(case), case.harm("^insert", UNKNOWN)),
+              later=Outcome(EXEC.format("Injected") + GIVEN_UP, "")),
+        Fault("the mail is of another day, and sendmail exits with 75", UNSENT, Outcome(), lambda case: (
+            tell(OLD)(case), behave("exit 75")(case)), later=Outcome(
+                NOT_SENT.format("ended with status 75") + GIVEN_UP, "forward")),
         Fault("another connection holds the lock", "waits 5 seconds, then goes on without",
               Outcome(LOCK), lambda case: case.hold_lock()),
         Fault("every commit meets another run's", "20 tries, then the message, and the run ends",
@@ -304,7 +314,7 @@ def other_faults() -> list[Fault]:
         Fault("sendmail exits with 75", UNSENT, Outcome(), behave("exit 75"),
               later=retried(NOT_SENT.format("ended with status 75"), "forward")),
         Fault("sendmail exits with 67", UNSENT, Outcome(), behave("exit 67"), later=Outcome(
-            "autoresponder: Refused, sendmail ended with status 67\n" * 3)),
+            "autoresponder: Refused, sendmail ended with status 67\n" * 3, "forward, reply, notice")),
         Fault("sendmail dies by SIGKILL", UNSENT, Outcome(sent=UNREAD), behave("kill 9"),
               later=retried(NOT_SENT.format("was ended by signal 9"), "unread forward")),
         Fault("sendmail is stopped", UNSENT, Outcome(sent=UNREAD), behave("stop")),
@@ -323,14 +333,14 @@ def other_faults() -> list[Fault]:
               Outcome(sent="part of forward, notice, unread reply"),
               small_tmp(mail(body="long\n" * 60000)), later=retried(NO_COPY)),
         Fault("/tmp is too small for the reply", "what reached the file is delivered",
-              Outcome(sent="forward, notice, part of reply"), small_tmp(mail()), later=CUT),
+              Outcome(sent="forward, notice, part of reply"), small_tmp(mail()), later=SHORT),
         Fault("/tmp is too small for the reply, and nothing is forwarded",
               "what reached the file is delivered", Outcome(sent="notice, part of reply"),
               lambda case: (small_tmp(mail())(case), case.database.execute(NO_FORWARD)),
-              later=retried(CUT.said, "notice")),
+              later=Outcome(sent="short reply, notice")),
         Fault("/tmp is full, and an attachment has 100 GB",
               "what reached the file is delivered, at once",
-              Outcome(sent="forward, notice, part of reply"), huge_attachment, later=CUT),
+              Outcome(sent="forward, notice, part of reply"), huge_attachment, later=SHORT),
         Fault("/tmp is gone when the rule answers", "no forward; no reply: status 1",
               Outcome(COPY_GONE + REPLY_GONE, "notice", 1),
               lambda case: case.harm("resp_forward", lambda _: case.lose_tmp()),
@@ -339,7 +349,7 @@ def other_faults() -> list[Fault]:
               Outcome(REPLY_GONE, "notice", 1),
               lambda case: (case.database.execute(NO_FORWARD),
                             case.harm("resp_forward", lambda _: case.lose_tmp())),
-              later=retried(REPLY_GONE, "notice")),
+              later=retried(REPLY_GONE)),
         Fault("no descriptor is left for the reply", "no reply: status 1", Outcome(REPLY_GONE, "", 1, "copy"),
               lambda case: (case.database.execute(NO_FORWARD + "; delete from resp_attach"),
                             tell(limits={"NOFILE": 4})(case)), later=retried(REPLY_GONE)),
@@ -383,6 +393,10 @@ def other_faults() -> list[Fault]:
         Fault("no file may be larger than 50 KB, the reply is", "what reached the file is delivered",
               Outcome(sent="forward, notice, part of reply"), tell(limits={"FSIZE": 50000}),
               later=CUT),
+        Fault("the same, and nothing is forwarded", "what reached the file is delivered",
+              Outcome(sent="notice, part of reply"), lambda case: (
+                  case.database.execute(NO_FORWARD), tell(limits={"FSIZE": 50000})(case)),
+              later=retried(CUT.said)),
         Fault("100 KB of stack", ANSWERED, Outcome(),
               subject("=?koi8-r?B?zs/X2cog2sHLwdo=?=", limits={"STACK": 100 << 10}),
               release_only=True),

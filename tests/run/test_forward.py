@@ -26,6 +26,42 @@ class Forward(PanelCase):
                 self.assertEqual(len(forwards), 2)
                 self.assertTrue(all(copy == head + body + b"\n" for copy in forwards))
 
+    def test_more_addresses_than_a_call_takes(self) -> None:
+        """Go out in several calls. One that is taken is a forward that is sent."""
+        self.rule()
+        self.database.execute("insert into resp_forward (rn_id, address)"
+                              " select 1, concat(repeat('x', 100), seq, '@y.test') from seq_1_to_30000")
+        calls = self.deliver().calls
+        self.assertEqual(len(calls), 3)
+        self.assertEqual([address for call in calls[:2] for address in call.args[3:]],
+                         [f"{'x' * 100}{number}@y.test" for number in range(1, 30001)])
+        with (self.box.etc / "ovk.conf").open("a") as conf:
+            conf.write("AUTORESPONDER_RETRY_LATER true\n")
+        for first, second, status in ((0, 75, 0), (67, 75, 75), (75, 0, 75)):
+            self.box.script(f"cat >/dev/null; mkdir /capture/one || exit {second}; exit {first}")
+            self.assertEqual(self.deliver().status, status, (first, second))
+            (self.box.capture / "one").rmdir()
+
+    def test_a_mail_that_comes_back(self) -> None:
+        """Is marked with the mailbox's own address, and nothing comes of it."""
+        self.database.execute("insert into domains (id, cl_id, name) values (2, 1, 'bücher.test');"
+                              "insert into mail (id, dom_id, mail_name) values (2, 2, 'info');"
+                              "insert into mail_aliases (mn_id, alias) values (2, 'other')")
+        self.rule(mn_id=2, forward=["other@bücher.test"])
+        with (self.box.etc / "ovk.conf").open("a") as conf:
+            conf.write("AUTORESPONDER_STOP_CIRCLES true\n")
+        mark = rb"X-Autoresponder-Forwarded: info@b\xC3\xBCcher.test"
+        for end in (b"\n", b"\r\n"):
+            message = mail(body="x" * 300000 + "\n").encode().replace(b"\n", end)
+            forward, _ = self.deliver(message, "other@bücher.test").calls
+            self.assertTrue(forward.message == mark + end + message + b"\n")
+            run = self.deliver(forward.message, "info@bücher.test")
+            self.assert_silent(run, "autoresponder: Not answered: it has been through this mailbox\n")
+            self.assertEqual(self.database.rows("select sum(num) from resp_freq")[0][0],
+                             "1" if end == b"\n" else "2")
+        of_others = b"X-Autoresponder-Forwarded: other@x.test\n" + message
+        self.assertEqual(len(self.deliver(of_others, "info@bücher.test").calls), 2)
+
     def test_nothing_but_null_addresses(self) -> None:
         self.rule(forward=[None])
         self.assert_answered(self.deliver())

@@ -10,14 +10,15 @@ REFUSED = "autoresponder: Not answered: {}\n"
 IGNORES_ITS_CHILDREN = ("import os, signal, sys; signal.signal(signal.SIGCHLD, signal.SIG_IGN);"
                         " os.execv(sys.argv[1], sys.argv[1:])")
 SWITCHES = ("REFUSE_AUTOMATIC", "ADDRESSED_ONLY", "REPLY_HEADERS", "NULL_SENDER", "STANDARD_MAIL", "LOG",
-            "RETRY_LATER", "READ_AS_SHOWN", "IGNORE_CASE", "RECIPIENT_DELIMITER")
+            "RETRY_LATER", "RETRY_HOURS", "STOP_CIRCLES", "READ_AS_SHOWN", "IGNORE_CASE", "RECIPIENT_DELIMITER")
 NESTED = mail(headers="Content-Type: multipart/mixed; boundary=o\n", body="--o\nContent-Type:"
               " multipart/mixed; boundary=i\n\n--i\n\nlate order\n--i--\n--o--\n")
 # What differs from the delivered state, by switch: in every run that sends, and in which run besides.
-ALWAYS = {"REPLY_HEADERS": "head", "NULL_SENDER": "sender", "STANDARD_MAIL": "body head options", "LOG": "log"}
+ALWAYS = {"REFUSE_AUTOMATIC": "head", "REPLY_HEADERS": "head", "STOP_CIRCLES": "head", "NULL_SENDER": "sender", "STANDARD_MAIL": "body head options", "LOG": "log"}
 DIFFERENCES: list[tuple[str, str, str, dict[str, str]]] = [
     (mail(), BOX, "", ALWAYS),
     (mail(headers="List-Id: x\n"), BOX, "", ALWAYS | {"REFUSE_AUTOMATIC": "said sent"}),
+    (mail(headers=f"x-autoresponder-forwarded: {BOX}\n"), BOX, "", ALWAYS | {"STOP_CIRCLES": "count said sent"}),
     (mail(headers="Return-Path: <>\n"), BOX, "", ALWAYS | {"REFUSE_AUTOMATIC": "count said sent"}),
     (mail().replace(f"To: {BOX}", "To: x@y.test"), BOX, "", ALWAYS | {"ADDRESSED_ONLY": "said sent"}),
     (NESTED, BOX, "", ALWAYS | {"READ_AS_SHOWN": "count sent"}),

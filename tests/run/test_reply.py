@@ -1,6 +1,8 @@
 """The reply to the byte: layout, subject, recoding, attachments, size limit, delivery."""
 
 import base64
+import email
+import email.policy
 import os
 import re
 import socket
@@ -184,6 +186,10 @@ touch /capture/begun /capture/grows
         self.assertTrue((self.box.capture / "replied").exists())
 
 
+def subject_of(message: bytes) -> str:
+    return str(email.message_from_bytes(message, policy=email.policy.default)["Subject"])
+
+
 class SizeLimit(PanelCase):
     OVERSIZE = (f"Reply-To: ann@x.test\nFrom: {BOX}\nCC: \nSubject: Re: Hello\n\n"
                 "An error occurred while responding on you request.\n\n"
@@ -210,6 +216,16 @@ class SizeLimit(PanelCase):
                 self.assertEqual(run.calls[0].message.decode(),
                                  self.OVERSIZE if is_too_large else reply)
                 self.assertEqual(run.calls[0].args[2:], [BOX, SENDER])
+
+    def test_a_subject_that_is_too_long_for_the_limit_itself(self) -> None:
+        self.rule(text="x" * 100000)
+        self.box.databytes("1000")
+        for standard in (False, True):
+            for subject in ("y" * 100000, "Grüße " * 50000):
+                reply = self.deliver(mail(subject)).calls[0].message
+                self.assertIn(len(reply), range(500 if standard else 950, 1001))
+                self.assertTrue(("Re: " + subject).startswith(subject_of(reply)), subject_of(reply))
+            (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_STANDARD_MAIL true\n")
 
     def test_nothing_is_read_that_nobody_gets(self) -> None:
         """A hole of 100 GB, with a limit and without."""
