@@ -253,6 +253,7 @@ CUT = Outcome("autoresponder: Not sent, the reply could not be written whole\n",
 NOT_OPENED = ("autoresponder: Failed to open temporary file with {} mail contents '/tmp/ovk-{}-XXXXXX':"
               " No such file or directory (2)\n")
 COPY_GONE = NOT_OPENED.format("forward", "autoresponder")
+UNREAD_LIMIT = "autoresponder: Unable to read '/var/qmail/control/databytes': Too many open files (24)\n"
 REPLY_GONE = (NOT_OPENED.format("response", "response-uu")
               + "autoresponder: Send error: Failed to generate response mail contents\n")
 NO_MEMORY = "autoresponder: Program failed due to exhausted memory\n"
@@ -350,9 +351,10 @@ def other_faults() -> list[Fault]:
               lambda case: (case.database.execute(NO_FORWARD),
                             case.harm("resp_forward", lambda _: case.lose_tmp())),
               later=retried(REPLY_GONE)),
-        Fault("no descriptor is left for the reply", "no reply: status 1", Outcome(REPLY_GONE, "", 1, "copy"),
+        Fault("no descriptor is left for the reply", "no reply: status 1",
+              Outcome(UNREAD_LIMIT + REPLY_GONE, "", 1, "copy"),
               lambda case: (case.database.execute(NO_FORWARD + "; delete from resp_attach"),
-                            tell(limits={"NOFILE": 4})(case)), later=retried(REPLY_GONE)),
+                            tell(limits={"NOFILE": 4})(case)), later=retried(UNREAD_LIMIT + REPLY_GONE)),
         Fault("the attachments vanish between check and read", "the reply without their content",
               Outcome(f"autoresponder: Failed to read attachement file '{FILE}':"
                       " No such file or directory (2)\n", "forward, notice, hollow reply"),
