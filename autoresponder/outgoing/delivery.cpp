@@ -101,7 +101,7 @@ std::vector<std::vector<std::string>> in_calls(const std::string& envelope_sende
 bool make_pipe(const char* what, Descriptor* read_end, Descriptor* write_end) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) == -1) {
-        report_system_error({"autoresponder: Failed to create pipe to sendmail to ", what, ": "});
+        report_system_error({what});
         return false;
     }
     read_end->reset(ends[0]);
@@ -146,7 +146,9 @@ bool deliver_reply(const Run& run, const std::string& envelope_sender,
 void deliver_notice(const Run& run, const std::string& envelope_sender,
                     const std::string& recipient, const std::string& text) {
     Descriptor read_end, write_end;
-    if (!make_pipe("notify about missing attachment files", &read_end, &write_end))
+    if (!make_pipe("autoresponder: Failed to create pipe to sendmail to notify about missing "
+                   "attachment files: ",
+                   &read_end, &write_end))
         return;
     const pid_t sendmail = start_sendmail(run, std::move(read_end), envelope_sender, {recipient});
     {

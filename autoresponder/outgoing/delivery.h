@@ -28,8 +28,8 @@ pid_t start_sendmail(const Run& run, Descriptor message, const std::string& enve
 std::vector<std::vector<std::string>> in_calls(const std::string& envelope_sender,
                                                const std::vector<std::string>& recipients);
 
-/// A pipe to sendmail, for what is written once it has been started. False, after a message with
-/// `what` it is for, where there is none.
+/// A pipe to sendmail, for what is written once it has been started. False, after `what` and the
+/// system error, where there is none.
 bool make_pipe(const char* what, Descriptor* read_end, Descriptor* write_end);
 
 /// Waits until it has ended or stopped, however long that takes. What it makes of the message is

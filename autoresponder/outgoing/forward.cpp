@@ -44,7 +44,8 @@ void write_marked(std::string_view mark, int copy, int out) {
 bool send_marked(const Run& run, int copy, const std::string& sender,
                  const std::vector<std::string>& recipients) {
     Descriptor read_end, write_end;
-    if (!make_pipe("forward", &read_end, &write_end)) {
+    if (!make_pipe("autoresponder: Failed to create pipe to sendmail to forward: ", &read_end,
+                   &write_end)) {
         give_up_if_retried();
         return false;
     }
