@@ -110,7 +110,7 @@ std::string base64_decode(const std::string& text, Complaints& complaints) {
 }
 
 /// The byte that "=" and up to two characters behind it stand for, read as strtoul reads base 16.
-char hex_byte(const std::string& digits, Complaints& complaints) {
+char q_byte(const std::string& digits, Complaints& complaints) {
     char* end = nullptr;
     const unsigned long value = std::strtoul(digits.c_str(), &end, 16);
     if (end == digits.c_str() && !digits.empty())
@@ -126,7 +126,7 @@ std::string q_decode(std::string_view data, Complaints& complaints) {
             bytes += ' ';
         } else if (data[i] == '=') {
             const std::string_view digits = data.substr(i + 1, 2);
-            bytes += hex_byte(std::string(digits), complaints);
+            bytes += q_byte(std::string(digits), complaints);
             i += digits.size();
         } else {
             bytes += data[i];

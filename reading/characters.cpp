@@ -19,37 +19,20 @@ bool is_mark(std::int32_t code) {
     return category == UTF8PROC_CATEGORY_MN || category == UTF8PROC_CATEGORY_ME;
 }
 
-/// What is seen, and leaves what is around it where it is.
+/// What is seen, and leaves what is around it where it is: letters, marks, numbers, punctuation,
+/// symbols and blanks.
 bool is_plain(std::int32_t code) {
     constexpr std::int32_t blank_braille = 0x2800, blank_note = 0x1d159;
-    if (is_unseen(code) || code == blank_braille || code == blank_note)
-        return false;
-    switch (utf8proc_category(code)) {
-    case UTF8PROC_CATEGORY_CF:
-    case UTF8PROC_CATEGORY_CS:
-    case UTF8PROC_CATEGORY_CO:
-    case UTF8PROC_CATEGORY_CN:
-    case UTF8PROC_CATEGORY_ZL:
-    case UTF8PROC_CATEGORY_ZP:
-        return false;
-    default:
-        return code != '\\';
-    }
+    const utf8proc_category_t category = utf8proc_category(code);
+    return category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_ZS &&
+           !is_unseen(code) && code != blank_braille && code != blank_note && code != '\\';
 }
 
 std::string escape_of_byte(char c) {
-    switch (c) {
-    case '\n':
-        return "\\n";
-    case '\t':
-        return "\\t";
-    case '\r':
-        return "\\r";
-    case '\\':
-        return "\\\\";
-    default:
-        return hex_form("\\x", c);
-    }
+    constexpr std::string_view bytes = "\n\t\r\\", names = "ntr\\";
+    const std::size_t known = bytes.find(c);
+    return known == std::string_view::npos ? hex_form("\\x", c)
+                                           : concat({"\\", names.substr(known, 1)});
 }
 
 std::string escape_of_character(std::int32_t code) {
