@@ -115,33 +115,33 @@ pid_t collect(pid_t pid, std::span<Capture> streams, int& status) {
 
 /// A pipe for the child to write into: its read end becomes the stream's and does not block, its
 /// write end is returned.
-int open_stream(Capture& stream) {
+Descriptor open_stream(Capture& stream) {
     spawn::Pipe pipe = spawn::open_pipe();
     if (!pipe)
         end_with_failure("fork_execv_getouterr: pipe() failed");
     if (fcntl(pipe.read_end.get(), F_SETFL, O_NONBLOCK) == -1)
         end_with_failure("fork_execv_getouterr: fcntl(O_NONBLOCK) failed");
     stream.fd = pipe.read_end.release();
-    return pipe.write_end.release();
+    return std::move(pipe.write_end);
 }
 
 /// Runs `path` with a pipe for standard output and, where there are two places, one for standard
 /// error.
 int run_captured(std::span<char** const> places, const char* path, const char* const args[]) {
-    Capture streams[2];
-    int ends[2] = {STDOUT_FILENO, STDERR_FILENO};
+    std::array<Capture, 2> captures;
+    std::array<Descriptor, 2> ends;
     for (std::size_t i = 0; i < places.size(); ++i) {
         *places[i] = nullptr;
-        ends[i] = open_stream(streams[i]);
+        ends.at(i) = open_stream(captures.at(i));
     }
-    const pid_t pid = fork_execv_pipes(STDIN_FILENO, ends[0], ends[1], path, args);
-    for (std::size_t i = 0; i < places.size(); ++i)
-        close_fd(ends[i]);
+    const pid_t pid = fork_execv_pipes(STDIN_FILENO, ends[0].get(),
+                                       ends[1] ? ends[1].get() : STDERR_FILENO, path, args);
+    ends = {};
     int status = 0;
-    const pid_t ended = collect(pid, {streams, places.size()}, status);
+    const pid_t ended = collect(pid, captures, status);
     const bool exited = ended != -1 && errno == 0 && WIFEXITED(status);
     for (std::size_t i = 0; i < places.size(); ++i)
-        *places[i] = streams[i].take();
+        *places[i] = captures.at(i).take();
     return exited ? WEXITSTATUS(status) : -1;
 }
 
