@@ -35,7 +35,7 @@ constexpr std::size_t megabyte = 1'000'000;
 constexpr std::size_t large = 65536;
 constexpr int large_pipe = 1 << 20;
 
-constexpr std::size_t most_texts = 4096;
+constexpr std::size_t most_texts = 65536;
 
 /// The status of a child that ends for want of memory.
 constexpr int no_memory_status = 77;

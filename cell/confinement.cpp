@@ -155,13 +155,13 @@ constexpr std::uint32_t architecture = AUDIT_ARCH_AARCH64;
 
 /// What reading and converting call; `openat` beside these, for reading.
 constexpr std::uint32_t allowed_calls[] = {
-    SYS_mmap,        SYS_munmap,     SYS_brk,         SYS_read,         SYS_write,
-    SYS_vmsplice,    SYS_mremap,     SYS_mprotect,    SYS_madvise,      SYS_close,
-    SYS_fstat,       SYS_newfstatat, SYS_lseek,       SYS_getdents64,   SYS_pread64,
-    SYS_futex,       SYS_getrandom,
+    SYS_mmap,           SYS_munmap,      SYS_brk,      SYS_read,        SYS_write,
+    SYS_vmsplice,       SYS_mremap,      SYS_mprotect, SYS_madvise,     SYS_close,
+    SYS_fstat,          SYS_newfstatat,  SYS_lseek,    SYS_getdents64,  SYS_pread64,
+    SYS_futex,          SYS_getrandom,
 #ifdef OVK_SANITIZED // what the sanitizers call beside these
-    SYS_gettid,      SYS_getpid,     SYS_sched_yield, SYS_rt_sigaction, SYS_rt_sigprocmask,
-    SYS_sigaltstack,
+    SYS_pipe2,          SYS_gettid,      SYS_getpid,   SYS_sched_yield, SYS_rt_sigaction,
+    SYS_rt_sigprocmask, SYS_sigaltstack,
 #endif
     SYS_exit_group};
 

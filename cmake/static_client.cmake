@@ -73,5 +73,5 @@ function(ovk_link_client target)
     $<$<BOOL:${OVK_HAVE_RELR}>:-Wl,-z,pack-relative-relocs>)
   # In front of the shared libraries that the layers name: --as-needed then drops those.
   target_link_libraries(${target} PRIVATE
-    -Wl,--start-group responder outgoing deciding incoming run reading mimelib codecs panel base ${archives} -Wl,--end-group)
+    -Wl,--start-group responder outgoing deciding incoming run reading mimelib codecs panel cell base ${archives} -Wl,--end-group)
 endfunction()

@@ -138,7 +138,7 @@ std::string refusal_of(const Run& run) {
     };
     if (policy.refuse_automatic && is_ours(mail.from))
         return "From or Reply-To is the mailbox itself";
-    if (policy.addressed_only && !any_destination(run.reading.facts.destinations, is_ours))
+    if (policy.addressed_only && !any_address(run.reading.facts.destinations, is_ours))
         return "To and Cc name no address of the mailbox";
     return {};
 }

@@ -6,6 +6,7 @@
 #include "autoresponder/deciding/trigger.h"
 #include "autoresponder/explain/search.h"
 #include "autoresponder/explain/surroundings.h"
+#include "autoresponder/incoming/cell_reading.h"
 #include "autoresponder/incoming/intake.h"
 #include "autoresponder/outgoing/attachments.h"
 #include "autoresponder/outgoing/delivery.h"
@@ -51,7 +52,7 @@ std::vector<std::string> said_at(std::size_t rules) {
 
 /// Whether the run comes to the mailbox's rules.
 bool read_mail(DwString mail, const std::string& recipient, Run& run) {
-    std::optional<Reading> reading = read_content(std::move(mail), recipient.c_str(), run.policy);
+    std::optional<Reading> reading = read_in_cell(std::move(mail), recipient.c_str(), run.policy);
     if (!reading)
         return false;
     run.reading = std::move(*reading);

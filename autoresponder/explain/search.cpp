@@ -4,6 +4,8 @@
 #include "autoresponder/incoming/parameter.h"
 #include "autoresponder/incoming/parts.h"
 #include "autoresponder/incoming/text_part.h"
+#include "autoresponder/run/in_cell.h"
+#include "base/report.h"
 #include "base/text.h"
 #include "codecs/utf8.h"
 #include "reading/letters.h"
@@ -62,19 +64,37 @@ PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occur
             std::string(first_of(rest.substr(0, rest.find('\n'))))};
 }
 
-void MailTexts::read() {
-    read_ = true;
+namespace {
+
+/// In the cell: where each text stands, what number its part has, the text.
+cell::Texts texts_of(const DwString& mail) {
+    cell::Texts texts;
     orvek::ShownCharsets charsets;
-    const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(message_);
+    const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(mail);
     message->Parse();
     for (PartWalk walk(*message, PartWalk::Over::all); walk.next();) {
         const DwEntity& part = walk.part();
-        const std::string number = walk.number();
-        if (is_text(part))
-            texts_.push_back({name_of(part, number),
-                              paragraphs_of(shown_entity(part, charsets), orvek::Case::counts),
-                              reading_.text.exists && number == reading_.text.number});
+        if (!is_text(part))
+            continue;
+        texts.push_back(name_of(part, walk.number()));
+        texts.push_back(walk.number());
+        texts.push_back(paragraphs_of(shown_entity(part, charsets), orvek::Case::counts));
     }
+    return texts;
+}
+
+} // namespace
+
+void MailTexts::read() {
+    read_ = true;
+    std::string why;
+    std::optional<cell::Texts> told =
+        do_in_cell([this] { return texts_of(message_); }, message_.size(), why);
+    if (!told)
+        return report({"autoresponder: The mail cannot be read: ", why});
+    for (std::size_t i = 0; i + 2 < told->size(); i += 3)
+        texts_.push_back({std::move(told->at(i)), std::move(told->at(i + 2)),
+                          reading_.text.exists && told->at(i + 1) == reading_.text.number});
 }
 
 std::vector<PlaceFacts> MailTexts::places_of(const std::string& trigger) {

@@ -77,35 +77,53 @@ std::string return_path_sign(std::string_view body) {
     return !scanner.at_end() && scanner.peek() == '>' ? "Return-Path is null" : "";
 }
 
+constexpr Words<7> list_fields = {"List-Id",   "List-Help",  "List-Subscribe", "List-Unsubscribe",
+                                  "List-Post", "List-Owner", "List-Archive"};
+
 std::string list_sign(std::string_view name) {
-    static constexpr Words<7> fields = {"List-Id",          "List-Help", "List-Subscribe",
-                                        "List-Unsubscribe", "List-Post", "List-Owner",
-                                        "List-Archive"};
-    for (const std::string_view field : fields) {
+    for (const std::string_view field : list_fields) {
         if (equals_ignoring_case(name, field))
             return concat({field, " is present"});
     }
     return {};
 }
 
+constexpr struct {
+    std::string_view name;
+    std::string (*sign)(std::string_view body);
+} signed_fields[] = {
+    {"auto-submitted", auto_submitted_sign},
+    {"precedence", precedence_sign},
+    {"x-auto-response-suppress", suppress_sign},
+    {"x-spam-flag", spam_sign},
+    {"x-spam-status", spam_sign},
+};
+
 } // namespace
 
 std::string automatic_sign(std::string_view name, std::string_view body) {
-    static constexpr struct {
-        std::string_view name;
-        std::string (*sign)(std::string_view body);
-    } fields[] = {
-        {"auto-submitted", auto_submitted_sign},
-        {"precedence", precedence_sign},
-        {"x-auto-response-suppress", suppress_sign},
-        {"x-spam-flag", spam_sign},
-        {"x-spam-status", spam_sign},
-    };
-    for (const auto& field : fields) {
+    for (const auto& field : signed_fields) {
         if (name == field.name)
             return field.sign(body);
     }
     return list_sign(name);
+}
+
+bool is_automatic_sign(std::string_view reason) {
+    // Every known word, so that each field gives every reason that it can.
+    static constexpr Words<7> words = {"yes", "bulk", "list", "junk", "all", "oof", "autoreply"};
+    for (const std::string_view word : words) {
+        for (const auto& field : signed_fields) {
+            if (field.sign(word) == reason)
+                return true;
+        }
+    }
+    return std::any_of(list_fields.begin(), list_fields.end(),
+                       [&](std::string_view field) { return list_sign(field) == reason; });
+}
+
+bool is_bounce_sign(std::string_view reason) {
+    return reason == content_type_sign("multipart/report") || reason == return_path_sign("<>");
 }
 
 std::string bounce_sign(std::string_view name, std::string_view body) {

@@ -13,7 +13,11 @@ std::string automatic_sign(std::string_view name, std::string_view body);
 /// The same for a bounce: a null Return-Path, or a report (RFC 5321 section 4.5.5, RFC 3462).
 std::string bounce_sign(std::string_view name, std::string_view body);
 
-/// The same for a mailer daemon's name in the sender, in any case.
+/// Whether `reason` is one that these give.
+bool is_automatic_sign(std::string_view reason);
+bool is_bounce_sign(std::string_view reason);
+
+/// The same as automatic_sign for a mailer daemon's name in the sender, in any case.
 std::string daemon_sign(const std::string& sender);
 
 /// The same for the sender's local part, by which many programs and lists can be told.

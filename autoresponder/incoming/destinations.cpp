@@ -3,20 +3,27 @@
 #include "base/text.h"
 #include "mimelib/mimelib.h"
 
-#include <algorithm>
+std::string addresses_of(std::string_view body) {
+    std::string addresses;
+    const DwAddressList list{DwString(std::string(body))};
+    for (auto address = list.FirstAddress(true); address; address = address->Next()) {
+        const DwMailbox mailbox(*address);
+        if (mailbox.IsValid())
+            addresses.append(mailbox.LocalPart().view())
+                .append("@")
+                .append(mailbox.Domain().view())
+                .append(1, '\0');
+    }
+    return addresses;
+}
 
-bool any_destination(std::string_view destinations,
-                     const std::function<bool(const std::string& address)>& wanted) {
-    while (!destinations.empty()) {
-        const std::string_view body = until_nul(destinations);
-        const DwAddressList list{DwString(std::string(body))};
-        for (auto address = list.FirstAddress(true); address; address = address->Next()) {
-            const DwMailbox mailbox(*address);
-            if (mailbox.IsValid() &&
-                wanted(concat({mailbox.LocalPart().view(), "@", mailbox.Domain().view()})))
-                return true;
-        }
-        destinations.remove_prefix(std::min(body.size() + 1, destinations.size()));
+bool any_address(std::string_view addresses,
+                 const std::function<bool(const std::string& address)>& wanted) {
+    while (!addresses.empty()) {
+        const std::string address(until_nul(addresses));
+        if (wanted(address))
+            return true;
+        addresses.remove_prefix(address.size() + 1);
     }
     return false;
 }

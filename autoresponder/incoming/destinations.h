@@ -5,8 +5,9 @@
 #include <string>
 #include <string_view>
 
-/// Whether one of the addresses of `destinations`, as HeaderFacts has them, is `wanted`; it is
-/// given as local part, "@" and domain. Those of groups count; fields are read one by one, so
-/// nothing left open in one hides the next.
-bool any_destination(std::string_view destinations,
-                     const std::function<bool(const std::string& address)>& wanted);
+/// The addresses of a field, each as local part, "@", domain and a NUL; those of groups count.
+std::string addresses_of(std::string_view body);
+
+/// Whether one of such addresses is `wanted`.
+bool any_address(std::string_view addresses,
+                 const std::function<bool(const std::string& address)>& wanted);

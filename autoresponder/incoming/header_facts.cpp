@@ -1,6 +1,7 @@
 #include "autoresponder/incoming/header_facts.h"
 
 #include "autoresponder/incoming/automatic.h"
+#include "autoresponder/incoming/destinations.h"
 #include "autoresponder/incoming/thread.h"
 #include "base/text.h"
 #include "mimelib/mimelib.h"
@@ -31,7 +32,7 @@ std::optional<std::time_t> time_of(std::string_view received) {
 
 } // namespace
 
-HeaderFacts read_header_facts(const DwHeaders& headers) {
+HeaderFacts read_header_facts(const DwHeaders& headers, const Policy& policy) {
     HeaderFacts facts;
     ThreadFields thread;
     bool is_dated = false;
@@ -41,8 +42,8 @@ HeaderFacts read_header_facts(const DwHeaders& headers) {
             facts.automatic = automatic_sign(name, field.Body());
         if (facts.bounce.empty())
             facts.bounce = bounce_sign(name, field.Body());
-        if (is_destination(name))
-            facts.destinations.append(field.Body()).append(1, '\0');
+        if (policy.addressed_only && is_destination(name))
+            facts.destinations += addresses_of(field.Body());
         if (equals_ignoring_case(name, forward_mark))
             facts.forwarded_by.append(trim(field.Body(), " \t\r\n")).append(1, '\0');
         if (name == "received" && !std::exchange(is_dated, true))

@@ -2,6 +2,8 @@
 // every run needs.
 #pragma once
 
+#include "autoresponder/run/switches.h"
+
 #include <ctime>
 #include <optional>
 #include <string>
@@ -20,13 +22,13 @@ struct MailThread {
     std::string references;
 };
 
-/// The same whatever the host has chosen.
 struct HeaderFacts {
     /// Why the header says that no person wrote this mail; empty for an ordinary one.
     std::string automatic;
     /// Why the header says that it is a bounce; empty for any other mail.
     std::string bounce;
-    /// The bodies of To, Cc, Resent-To and Resent-Cc, a NUL behind each (destinations.h).
+    /// The addresses of To, Cc, Resent-To and Resent-Cc, a NUL behind each (destinations.h); empty
+    /// where the host does not ask for them.
     std::string destinations;
     /// From Message-ID, References and In-Reply-To.
     MailThread thread;
@@ -37,4 +39,4 @@ struct HeaderFacts {
 };
 
 /// Reads them in one pass over the header.
-HeaderFacts read_header_facts(const DwHeaders& headers);
+HeaderFacts read_header_facts(const DwHeaders& headers, const Policy& policy);

@@ -1,5 +1,6 @@
 #include "autoresponder/incoming/intake.h"
 
+#include "autoresponder/incoming/cell_reading.h"
 #include "autoresponder/incoming/sender.h"
 #include "autoresponder/incoming/subject.h"
 #include "autoresponder/incoming/text_part.h"
@@ -189,7 +190,7 @@ int parse_message(Reading* reading, const Policy& policy) {
         expected_size(STDIN_FILENO));
     mail_copy.finish();
     std::optional<Reading> read =
-        read_content(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), policy);
+        read_in_cell(std::exchange(text, DwString()), std::getenv("RESP_RECIPIENT"), policy);
     if (!read)
         return 1;
     *reading = std::move(*read);
@@ -232,7 +233,7 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
         concat({sender.mailbox->LocalPart().view(), "@", sender.mailbox->Domain().view()}));
     set_recipient(recipient, &mail);
     mail.date = field_text(headers.HasDate(), headers.Date());
-    reading.facts = read_header_facts(headers);
+    reading.facts = read_header_facts(headers, policy);
     reading.sender_field = sender.field;
     reading.text = std::move(part.place);
     // Recoding takes as much memory again; the message has told everything by now.

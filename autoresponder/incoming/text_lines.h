@@ -31,7 +31,8 @@ public:
     }
 
     /// The lines with line feeds between them.
-    const std::string& text() const { return text_; }
+    const std::string& text() const& { return text_; }
+    std::string text() && { return std::move(text_); }
 
 private:
     std::string text_;

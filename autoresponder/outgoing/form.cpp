@@ -1,5 +1,6 @@
 #include "autoresponder/outgoing/form.h"
 
+#include "autoresponder/run/in_cell.h"
 #include "base/text.h"
 #include "codecs/charset.h"
 #include "codecs/idn.h"
@@ -8,20 +9,39 @@
 #include "mimelib/field_text.h"
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace {
 
 constexpr std::string_view reply_to_field = "Reply-To: ";
 constexpr std::string_view subject_field = "Subject: ";
 
-OutgoingText recoded(const std::string& text, const std::string& charset, bool flush) {
+/// In the cell: the text and the charset that it is in.
+cell::Texts recoded(const std::string& text, const std::string& charset, bool standard) {
+    const std::string target =
+        standard && !orvek::outgoing::holds_ascii(charset) ? "UTF-8" : charset;
     try {
-        return {orvek::iconvRecode(text, "UTF-8", charset, true, flush), charset};
+        return {orvek::iconvRecode(text, "UTF-8", target, true, standard), target};
     } catch (const std::runtime_error&) {
         return {text, "UTF-8"};
     }
+}
+
+/// A mailbox's owner chooses text and charset, and so what a converter gets to see.
+OutgoingText recoded_in_cell(const std::string& text, const std::string& charset, bool standard) {
+    if (orvek::is_same_in_both(text, "UTF-8", charset))
+        return {text, charset};
+    std::string why;
+    std::optional<cell::Texts> texts =
+        do_in_cell([&] { return recoded(text, charset, standard); }, text.size(), why);
+    if (texts && texts->size() == 2 && (texts->back() == charset || texts->back() == "UTF-8"))
+        return {std::move(texts->front()), std::move(texts->back())};
+    // As for a charset that nobody knows.
+    return standard && charset != "UTF-8" ? recoded_in_cell(text, "UTF-8", standard)
+                                          : OutgoingText{text, "UTF-8"};
 }
 
 } // namespace
@@ -61,10 +81,9 @@ std::string file_name_parameters(const std::string& name, const Policy& policy) 
 
 OutgoingText outgoing_text(const std::string& text, const std::string& charset,
                            const Policy& policy) {
+    OutgoingText out = recoded_in_cell(text, charset, policy.standard_mail);
     if (!policy.standard_mail)
-        return recoded(text, charset, false);
-    OutgoingText out =
-        recoded(text, orvek::outgoing::holds_ascii(charset) ? charset : "UTF-8", true);
+        return out;
     // What iconv is told behind it ("//TRANSLIT") is no part of a charset's name.
     out.charset = out.charset.substr(0, out.charset.find('/'));
     if (orvek::outgoing::needs_quoted_printable(out.body)) {

@@ -1,8 +1,11 @@
+#include "autoresponder/incoming/cell_reading.h"
 #include "autoresponder/incoming/intake.h"
 
 #include "tests/support/cases.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <optional>
 
 namespace {
@@ -15,7 +18,7 @@ struct Intake {
 
 Intake take_in(const std::string& message, const char* recipient = "box@example.com") {
     testing::internal::CaptureStderr();
-    const std::optional<Reading> reading = read_content(DwString(message), recipient, {});
+    const std::optional<Reading> reading = read_in_cell(DwString(message), recipient, {});
     return {!reading, reading.value_or(Reading()).mail, testing::internal::GetCapturedStderr()};
 }
 
@@ -102,6 +105,58 @@ TEST(Intake, ReadsTheSameWhereverBlocksEnd) {
             }
         }
     }
+}
+
+TEST(Intake, TakesNothingFromACellThatNoReaderGives) {
+    using namespace std::string_literals;
+    const auto tell = [](const std::function<void(Reading&)>& lie, bool shown) {
+        Policy policy;
+        policy.read_as_shown = shown;
+        Reading reading;
+        reading.mail.from = "joe@example.org";
+        reading.sender_field = "From";
+        lie(reading);
+        return cell_reading::told_by(cell_reading::texts_of({{}, reading}), policy).has_value();
+    };
+    EXPECT_TRUE(tell([](Reading&) {}, true));
+    const std::function<void(Reading&)> lies[] = {
+        [](Reading& told) { told.mail.from = ""; },
+        [](Reading& told) { told.mail.from = "joe"; },
+        [](Reading& told) { told.mail.from = "joe@example.org\nBcc: all@example.org"; },
+        [](Reading& told) { told.mail.from = "joe@example.org\0"s; },
+        [](Reading& told) { told.mail.date = "\0"s; },
+        [](Reading& told) { told.mail.charset = "\0"s; },
+        [](Reading& told) { told.sender_field = "Bcc"; },
+        [](Reading& told) { told.text.number = "1\x1b[2J"; },
+        [](Reading& told) { told.facts.automatic = "Precedence is mine"; },
+        [](Reading& told) { told.facts.bounce = "Precedence is bulk"; },
+        [](Reading& told) { told.facts.destinations = "a@b"; },
+        [](Reading& told) { told.facts.destinations = "a\n@b\0"s; },
+        [](Reading& told) { told.facts.forwarded_by = "a@b"; },
+        [](Reading& told) { told.facts.thread.references = "<a@b> "; },
+        [](Reading& told) {
+            told.facts.thread = {"<a@b>\nBcc: c@d", ""};
+        },
+        [](Reading& told) {
+            told.facts.thread = {"<a@b>", "<c@d>"};
+        },
+        [](Reading& told) {
+            told.facts.thread = {"<a@b>", "c "};
+        },
+        [](Reading& told) {
+            told.facts.thread.message_id = "<a@b>";
+            for (int i = 0; i < 200; ++i)
+                told.facts.thread.references += "<c@d> ";
+        },
+    };
+    for (std::size_t i = 0; i < std::size(lies); ++i)
+        EXPECT_FALSE(tell(lies[i], false)) << i;
+    const auto control = [](Reading& told) { told.mail.subject = "\x1b[2J"; };
+    EXPECT_TRUE(tell(control, false));
+    EXPECT_FALSE(tell(control, true));
+    EXPECT_FALSE(cell_reading::told_by({}, {}).has_value());
+    EXPECT_FALSE(cell_reading::told_by({"1", "joe@example.org"}, {}).has_value());
+    EXPECT_TRUE(cell_reading::told_by({"", "said"}, {}).has_value());
 }
 
 } // namespace

@@ -12,7 +12,7 @@
 namespace {
 
 std::string sign_of(const std::string& header) {
-    const HeaderFacts facts = read_header_facts(DwHeaders(DwString(header)));
+    const HeaderFacts facts = read_header_facts(DwHeaders(DwString(header)), {});
     return facts.bounce.empty() ? facts.automatic : facts.bounce;
 }
 
@@ -28,7 +28,7 @@ TEST(Automatic, Signs) {
 }
 
 MailThread thread_of(const std::string& header) {
-    return read_header_facts(DwHeaders(DwString(header))).thread;
+    return read_header_facts(DwHeaders(DwString(header)), {}).thread;
 }
 
 TEST(Thread, OnlyStrictIdentitiesAreTaken) {

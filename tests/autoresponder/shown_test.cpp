@@ -1,6 +1,6 @@
 // Mails as programs of today write them, read in both ways: the table in shown.mails.
 #include "autoresponder/deciding/trigger.h"
-#include "autoresponder/incoming/intake.h"
+#include "autoresponder/incoming/cell_reading.h"
 #include "base/text.h"
 #include "reading/characters.h"
 #include "reading/letters.h"
@@ -55,7 +55,7 @@ struct Mail {
         policy.read_as_shown = as_shown;
         policy.ignore_case = ignore_case;
         testing::internal::CaptureStderr();
-        std::optional<Reading> reading = read_content(DwString(text), "box@example.com", policy);
+        std::optional<Reading> reading = read_in_cell(DwString(text), "box@example.com", policy);
         testing::internal::GetCapturedStderr();
         if (reading)
             mail = std::move(reading->mail);
