@@ -148,21 +148,19 @@ std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded, Comp
                                 bool flush) {
     if (w.substr(0, 2) != "=?")
         return std::string(w);
+    const auto unchanged = [&](const char* problem) {
+        complaints.complain(problem, w);
+        return std::string(w);
+    };
     const std::size_t charset_end = w.find('?', 2);
-    if (charset_end == std::string_view::npos) {
-        complaints.complain("wrong rfc1522 sequence (no charset): ", w);
-        return std::string(w);
-    }
+    if (charset_end == std::string_view::npos)
+        return unchanged("wrong rfc1522 sequence (no charset): ");
     const std::size_t encoding_end = w.find('?', charset_end + 1);
-    if (encoding_end == std::string_view::npos) {
-        complaints.complain("wrong rfc1522 sequence (no encoding): ", w);
-        return std::string(w);
-    }
+    if (encoding_end == std::string_view::npos)
+        return unchanged("wrong rfc1522 sequence (no encoding): ");
     const std::size_t data_end = w.find("?=", encoding_end + 1);
-    if (data_end == std::string_view::npos) {
-        complaints.complain("wrong rfc1522 sequence (no data): ", w);
-        return std::string(w);
-    }
+    if (data_end == std::string_view::npos)
+        return unchanged("wrong rfc1522 sequence (no data): ");
     const std::string_view trailing = w.substr(data_end + 2);
     if (!trailing.empty())
         complaints.complain("wrong rfc1522 sequence (trailing stuff): ", w);

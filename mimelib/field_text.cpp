@@ -38,6 +38,13 @@ bool Scanner::skip_white_and_comments() {
     return position_ != start;
 }
 
+bool Scanner::take_behind_white(char c) {
+    skip_white_and_comments();
+    const bool is_there = !at_end() && peek() == c;
+    position_ += is_there;
+    return is_there;
+}
+
 void Scanner::skip_comment() {
     std::size_t depth = 0;
     while (!at_end()) {

@@ -41,6 +41,9 @@ public:
     /// to the end of the text. Returns whether there was any.
     bool skip_white_and_comments();
 
+    /// Passes over these, and takes `c` if it stands behind them. Returns whether it did.
+    bool take_behind_white(char c);
+
     /// Takes bytes up to the first white space or byte of `stops`.
     std::string_view take_until(std::string_view stops);
 

@@ -21,10 +21,8 @@ void skip_to_parameter(Scanner& field) {
 }
 
 std::string take_value(Scanner& field) {
-    field.skip_white_and_comments();
-    if (field.at_end() || field.peek() != '=')
+    if (!field.take_behind_white('='))
         return {};
-    field.take();
     field.skip_white_and_comments();
     if (field.at_end() || field.peek() != '"')
         return std::string(field.take_until(";("));
@@ -42,9 +40,7 @@ DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
     type_ = equals_ignoring_case(type, "text")        ? DwMime::kTypeText
             : equals_ignoring_case(type, "multipart") ? DwMime::kTypeMultipart
                                                       : DwMime::kTypeUnknown;
-    field.skip_white_and_comments();
-    if (!field.at_end() && field.peek() == '/') {
-        field.take();
+    if (field.take_behind_white('/')) {
         field.skip_white_and_comments();
         subtype_ = AsString().slice(field.take_until(";(\""));
     }

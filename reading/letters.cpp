@@ -63,6 +63,77 @@ std::string normalised(const std::string& text, Case letters) {
 
 } // namespace
 
+// The inner functions stand inline: they are called for every character.
+
+/// Writes what was held.
+inline void Paragraphs::release() {
+    if (held_count_ == 0)
+        return;
+    if (held_count_ == 1 && held_stays_)
+        out_ += held_;
+    else
+        out_ += normalised(held_, letters_);
+    held_.clear();
+    held_count_ = 0;
+    ends_in_letter_ = false;
+}
+
+/// Writes what the white space comes to.
+inline void Paragraphs::end_white() {
+    if (!white_)
+        return;
+    release();
+    out_ += line_ends_ > 1 && !one_line_ ? '\n' : ' ';
+    ends_in_letter_ = false;
+    white_ = false;
+    line_ends_ = 0;
+}
+
+inline void Paragraphs::add_graphic(std::string_view text) {
+    end_white();
+    release();
+    const std::size_t start = out_.size();
+    out_ += text;
+    for (std::size_t at = start; letters_ == Case::ignored && at < out_.size(); ++at)
+        out_[at] = to_lower(out_[at]);
+    ends_in_letter_ = true;
+}
+
+inline void Paragraphs::hold(std::int32_t code, std::string_view bytes) {
+    const utf8proc_property_t& property = *utf8proc_get_property(code);
+    if (held_count_ >= most_held || !may_combine(code, property)) {
+        release();
+    } else if (held_count_ == 0 && ends_in_letter_) {
+        held_ += out_.back();
+        out_.pop_back();
+        ++held_count_;
+    }
+    if (held_count_ == 0)
+        held_stays_ = stays(property, letters_);
+    held_ += bytes;
+    ++held_count_;
+    ends_in_letter_ = false;
+}
+
+/// Takes one character, or a byte that is none; returns how many bytes that were.
+inline std::size_t Paragraphs::add_front(std::string_view text) {
+    const auto [code, length] = first_character(text);
+    if (is_white(code)) {
+        white_ = true;
+        line_ends_ += code == '\n';
+    } else if (!is_unseen(code)) {
+        end_white();
+        if (code == Character::none) {
+            release();
+            out_ += text.front();
+            ends_in_letter_ = false;
+        } else {
+            hold(code, text.substr(0, length));
+        }
+    }
+    return length;
+}
+
 Paragraphs::Paragraphs(Case letters, std::size_t expected, bool one_line)
     : letters_(letters), one_line_(one_line) {
     out_.reserve(expected);
@@ -81,72 +152,6 @@ std::string Paragraphs::finish() {
     end_white();
     release();
     return std::move(out_);
-}
-
-void Paragraphs::add_graphic(std::string_view text) {
-    end_white();
-    release();
-    if (letters_ == Case::ignored)
-        out_ += to_lower(text);
-    else
-        out_ += text;
-    ends_in_letter_ = true;
-}
-
-/// Takes one character, or a byte that is none; returns how many bytes that were.
-std::size_t Paragraphs::add_front(std::string_view text) {
-    const auto [code, length] = first_character(text);
-    if (is_white(code)) {
-        white_ = true;
-        line_ends_ += code == '\n';
-    } else if (!is_unseen(code)) {
-        end_white();
-        if (code == Character::none) {
-            release();
-            out_ += text.front();
-            ends_in_letter_ = false;
-        } else {
-            hold(code, text.substr(0, length));
-        }
-    }
-    return length;
-}
-
-void Paragraphs::hold(std::int32_t code, std::string_view bytes) {
-    const utf8proc_property_t& property = *utf8proc_get_property(code);
-    if (held_count_ >= most_held || !may_combine(code, property)) {
-        release();
-    } else if (held_count_ == 0 && ends_in_letter_) {
-        held_ += out_.back();
-        out_.pop_back();
-        ++held_count_;
-    }
-    if (held_count_ == 0)
-        held_stays_ = stays(property, letters_);
-    held_ += bytes;
-    ++held_count_;
-    ends_in_letter_ = false;
-}
-
-/// Writes what was held.
-void Paragraphs::release() {
-    if (held_count_ == 0)
-        return;
-    out_ += held_count_ == 1 && held_stays_ ? held_ : normalised(held_, letters_);
-    held_.clear();
-    held_count_ = 0;
-    ends_in_letter_ = false;
-}
-
-/// Writes what the white space comes to.
-void Paragraphs::end_white() {
-    if (!white_)
-        return;
-    release();
-    out_ += line_ends_ > 1 && !one_line_ ? '\n' : ' ';
-    ends_in_letter_ = false;
-    white_ = false;
-    line_ends_ = 0;
 }
 
 std::string letters_of_line(std::string_view text, Case letters) {
