@@ -5,60 +5,40 @@
 #include "mimelib/mimelib.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <string_view>
 
 using mimelib::Scanner;
 
 namespace {
 
-template <std::size_t Size>
-using Words = std::array<std::string_view, Size>;
+constexpr std::string_view suppress = "x-auto-response-suppress"; // the one that is a list
+constexpr std::string_view all_but_no = "!no";
 
-template <std::size_t Size>
-bool is_one_of(const Words<Size>& words, std::string_view lower_word) {
-    return std::find(words.begin(), words.end(), lower_word) != words.end();
-}
+/// What a field says with a word, which is its first; with any where none stands here.
+constexpr struct {
+    std::string_view field, word, reason;
+} signs[] = {
+    {"auto-submitted", all_but_no, "Auto-Submitted says so"},
+    {"precedence", "bulk", "Precedence is bulk"},
+    {"precedence", "list", "Precedence is list"},
+    {"precedence", "junk", "Precedence is junk"},
+    {suppress, "all", "X-Auto-Response-Suppress holds all"},
+    {suppress, "oof", "X-Auto-Response-Suppress holds oof"},
+    {suppress, "autoreply", "X-Auto-Response-Suppress holds autoreply"},
+    {"x-spam-flag", "yes", "A spam filter says so"},
+    {"x-spam-status", "yes", "A spam filter says so"},
+    {"list-id", "", "List-Id is present"},
+    {"list-help", "", "List-Help is present"},
+    {"list-subscribe", "", "List-Subscribe is present"},
+    {"list-unsubscribe", "", "List-Unsubscribe is present"},
+    {"list-post", "", "List-Post is present"},
+    {"list-owner", "", "List-Owner is present"},
+    {"list-archive", "", "List-Archive is present"},
+};
 
-/// The next word in lower case, comments and white space passed over; empty where there is none.
-std::string next_word(Scanner& scanner, std::string_view stops) {
-    scanner.skip_white_and_comments();
-    return to_lower(scanner.take_until(stops));
-}
-
-std::string first_word(std::string_view body) {
-    Scanner scanner(body);
-    return next_word(scanner, ",;(");
-}
-
-// The signs, each for the body of one field: a reason, or nothing.
-
-std::string auto_submitted_sign(std::string_view body) {
-    return first_word(body) == "no" ? "" : "Auto-Submitted says so";
-}
-
-std::string precedence_sign(std::string_view body) {
-    static constexpr Words<3> automatic = {"bulk", "list", "junk"};
-    const std::string word = first_word(body);
-    return is_one_of(automatic, word) ? "Precedence is " + word : "";
-}
-
-std::string suppress_sign(std::string_view body) {
-    static constexpr Words<3> for_us = {"all", "oof", "autoreply"};
-    Scanner scanner(body);
-    do {
-        const std::string word = next_word(scanner, ",(");
-        if (is_one_of(for_us, word))
-            return "X-Auto-Response-Suppress holds " + word;
-        scanner.skip_white_and_comments();
-        if (!scanner.at_end() && scanner.peek() == ',')
-            scanner.take();
-    } while (!scanner.at_end());
-    return {};
-}
-
-std::string spam_sign(std::string_view body) {
-    return first_word(body) == "yes" ? "A spam filter says so" : "";
+bool is_word(std::string_view wanted, std::string_view word) {
+    return wanted.empty() || wanted == word || (wanted == all_but_no && word != "no");
 }
 
 std::string content_type_sign(std::string_view body) {
@@ -70,56 +50,31 @@ std::string content_type_sign(std::string_view body) {
 
 std::string return_path_sign(std::string_view body) {
     Scanner scanner(body);
-    scanner.skip_white_and_comments();
-    if (scanner.at_end() || scanner.take() != '<')
-        return {};
-    scanner.skip_white_and_comments();
-    return !scanner.at_end() && scanner.peek() == '>' ? "Return-Path is null" : "";
+    return scanner.take_behind_white('<') && scanner.take_behind_white('>') ? "Return-Path is null"
+                                                                            : "";
 }
-
-constexpr Words<7> list_fields = {"List-Id",   "List-Help",  "List-Subscribe", "List-Unsubscribe",
-                                  "List-Post", "List-Owner", "List-Archive"};
-
-std::string list_sign(std::string_view name) {
-    for (const std::string_view field : list_fields) {
-        if (equals_ignoring_case(name, field))
-            return concat({field, " is present"});
-    }
-    return {};
-}
-
-constexpr struct {
-    std::string_view name;
-    std::string (*sign)(std::string_view body);
-} signed_fields[] = {
-    {"auto-submitted", auto_submitted_sign},
-    {"precedence", precedence_sign},
-    {"x-auto-response-suppress", suppress_sign},
-    {"x-spam-flag", spam_sign},
-    {"x-spam-status", spam_sign},
-};
 
 } // namespace
 
 std::string automatic_sign(std::string_view name, std::string_view body) {
-    for (const auto& field : signed_fields) {
-        if (name == field.name)
-            return field.sign(body);
-    }
-    return list_sign(name);
+    const auto is_of_field = [name](const auto& sign) { return sign.field == name; };
+    if (std::none_of(std::begin(signs), std::end(signs), is_of_field))
+        return {};
+    Scanner scanner(body);
+    do {
+        scanner.skip_white_and_comments();
+        const std::string word = to_lower(scanner.take_until(name == suppress ? ",(" : ",;("));
+        for (const auto& sign : signs) {
+            if (is_of_field(sign) && is_word(sign.word, word))
+                return std::string(sign.reason);
+        }
+    } while (name == suppress && (scanner.take_behind_white(',') || !scanner.at_end()));
+    return {};
 }
 
 bool is_automatic_sign(std::string_view reason) {
-    // Every known word, so that each field gives every reason that it can.
-    static constexpr Words<7> words = {"yes", "bulk", "list", "junk", "all", "oof", "autoreply"};
-    for (const std::string_view word : words) {
-        for (const auto& field : signed_fields) {
-            if (field.sign(word) == reason)
-                return true;
-        }
-    }
-    return std::any_of(list_fields.begin(), list_fields.end(),
-                       [&](std::string_view field) { return list_sign(field) == reason; });
+    return std::any_of(std::begin(signs), std::end(signs),
+                       [reason](const auto& sign) { return sign.reason == reason; });
 }
 
 bool is_bounce_sign(std::string_view reason) {
@@ -148,15 +103,15 @@ std::string plain_local_part(const std::string& address) {
 }
 
 std::string sender_sign(const std::string& sender) {
-    static constexpr Words<7> programs = {"postmaster", "listserv",     "majordomo", "noreply",
-                                          "no-reply",   "do-not-reply", "donotreply"};
-    static constexpr Words<4> endings = {"-request", "-owner", "-bounces", "-noreply"};
     const std::string local = plain_local_part(sender);
-    if (is_one_of(programs, local))
-        return "From or Reply-To is " + local;
+    for (const std::string_view program : {"postmaster", "listserv", "majordomo", "noreply",
+                                           "no-reply", "do-not-reply", "donotreply"}) {
+        if (local == program)
+            return concat({"From or Reply-To is ", program});
+    }
     if (local.starts_with("owner-"))
         return "From or Reply-To begins with owner-";
-    for (const std::string_view ending : endings) {
+    for (const std::string_view ending : {"-request", "-owner", "-bounces", "-noreply"}) {
         if (local.ends_with(ending))
             return concat({"From or Reply-To ends with ", ending});
     }
