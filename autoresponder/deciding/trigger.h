@@ -9,11 +9,6 @@
 #include <string>
 #include <string_view>
 
-/// Where `trigger` first occurs in one line of `text` when it is compared as a person reads,
-/// whatever the case of letters; none where it does not. Time in proportion to the text; where the
-/// occurrence fills more than half of its line, to the logarithm of its length as well.
-std::optional<Occurrence> find_ignoring_case(std::string_view text, std::string_view trigger);
-
 /// The triggers of all rules, sought in one mail.
 class TriggerSearch {
 public:

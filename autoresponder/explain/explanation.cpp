@@ -4,6 +4,7 @@
 #include "autoresponder/deciding/mailbox.h"
 #include "autoresponder/deciding/refusal.h"
 #include "autoresponder/deciding/trigger.h"
+#include "autoresponder/explain/screen.h"
 #include "autoresponder/explain/search.h"
 #include "autoresponder/explain/surroundings.h"
 #include "autoresponder/incoming/cell_reading.h"
@@ -30,6 +31,7 @@ namespace {
 
 /// What was said so far, and how many of the run's rules were begun by then. When the process ends
 /// before it is told, it goes out where it was meant to.
+constexpr std::size_t most_of_message = 300;
 struct Said {
     std::string message;
     std::size_t rules;
@@ -227,7 +229,7 @@ Explanation explain(const std::string& recipient, const std::optional<DwString>&
     static const int registered = std::atexit(pass_on_at_exit);
     static_cast<void>(registered);
     const Listening listening([&run](std::string_view message) {
-        said.push_back({std::string(message), run.account.rules.size()});
+        said.push_back({shortened(message, most_of_message), run.account.rules.size()});
     });
     Explanation told(run);
     told.has_mail = mail.has_value();

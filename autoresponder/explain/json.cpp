@@ -6,6 +6,16 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// A stranger's text can be as long as a mail.
+void shorten(Json& value) {
+    if (value.is_string()) {
+        value = shortened(value.get_ref<const std::string&>());
+    } else if (value.is_structured()) {
+        for (Json& inner : value)
+            shorten(inner);
+    }
+}
+
 Json of_place(const PlaceFacts& place) {
     return {{"where", place.where},   {"unit", place.unit},   {"number", place.number},
             {"before", place.before}, {"match", place.match}, {"after", place.after}};
@@ -113,14 +123,15 @@ std::string as_json(const Explanation& explanation) {
     Json rules = Json::array();
     for (const RuleNotes& rule : explanation.rules)
         rules.push_back(of_rule(rule));
-    const Json document = {{"mail", of_mail(explanation)},
-                           {"mailbox", of_mailbox(explanation)},
-                           {"rules", std::move(rules)},
-                           {"verdict",
-                            {{"replies", explanation.replies},
-                             {"forwards", explanation.forwards},
-                             {"notices", explanation.notices},
-                             {"sendmail_problem", explanation.sendmail_problem},
-                             {"no_reply", explanation.no_reply}}}};
+    Json document = {{"mail", of_mail(explanation)},
+                     {"mailbox", of_mailbox(explanation)},
+                     {"rules", std::move(rules)},
+                     {"verdict",
+                      {{"replies", explanation.replies},
+                       {"forwards", explanation.forwards},
+                       {"notices", explanation.notices},
+                       {"sendmail_problem", explanation.sendmail_problem},
+                       {"no_reply", explanation.no_reply}}}};
+    shorten(document);
     return document.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
 }

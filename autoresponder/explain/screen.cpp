@@ -1,6 +1,7 @@
 #include "autoresponder/explain/screen.h"
 
 #include "base/text.h"
+#include "codecs/utf8.h"
 #include "reading/characters.h"
 
 #include <algorithm>
@@ -47,6 +48,12 @@ bool environment_is_utf8() {
     return false;
 }
 
+std::string shortened(std::string_view text, std::size_t most) {
+    if (text.size() <= most)
+        return std::string(text);
+    return concat({orvek::without_cut_character(text.substr(0, most)), "..."});
+}
+
 Style Style::of_standard_output() {
     Style style;
     style.terminal = isatty(STDOUT_FILENO) == 1;
@@ -81,7 +88,7 @@ void Page::put(std::size_t indent, std::string_view front, std::string_view text
 }
 
 void Page::heading(std::string_view text) {
-    const std::string shown = orvek::printable(text, style_.utf8);
+    const std::string shown = orvek::printable(shortened(text), style_.utf8);
     if (!page_.empty())
         page_ += "\n";
     if (style_.terminal)
@@ -95,14 +102,9 @@ void Page::row(Mark mark, std::string_view label, std::string_view text) {
     std::string name(label);
     name.resize(std::max(label_width, name.size()), ' ');
     put(indent_of_texts, concat({"  ", marked(mark), " ", name, " "}),
-        orvek::printable(text, style_.utf8));
-}
-
-void Page::row(Mark mark, std::string_view label, std::string_view before, std::string_view place,
-               std::string_view after) {
-    row(mark, label, concat({before, ">>", place, "<<", after}));
+        orvek::printable(shortened(text), style_.utf8));
 }
 
 void Page::verdict(Mark mark, std::string_view text) {
-    put(2, marked(mark) + " ", orvek::printable(text, style_.utf8));
+    put(2, marked(mark) + " ", orvek::printable(shortened(text), style_.utf8));
 }

@@ -10,6 +10,12 @@
 /// Whether the environment says that its texts are UTF-8 (LC_ALL, else LC_CTYPE, else LANG).
 bool environment_is_utf8();
 
+/// A stranger's text can be as long as a mail: no more of each is shown.
+inline constexpr std::size_t most_of_text = 4000;
+
+/// The first `most` bytes of `text`, which is UTF-8, and "..." where that is not all.
+std::string shortened(std::string_view text, std::size_t most = most_of_text);
+
 enum class Mark { none, yes, no, note };
 
 struct Style {
@@ -32,10 +38,6 @@ public:
 
     /// "  + label    text", the text broken at blanks where it is wider than the page.
     void row(Mark mark, std::string_view label, std::string_view text);
-
-    /// A row whose text has a place in it that is marked.
-    void row(Mark mark, std::string_view label, std::string_view before, std::string_view place,
-             std::string_view after);
 
     /// A line of its own.
     void verdict(Mark mark, std::string_view text);

@@ -1,6 +1,6 @@
 #include "autoresponder/explain/search.h"
 
-#include "autoresponder/deciding/trigger.h"
+#include "autoresponder/explain/screen.h"
 #include "autoresponder/incoming/parameter.h"
 #include "autoresponder/incoming/parts.h"
 #include "autoresponder/incoming/text_part.h"
@@ -19,19 +19,13 @@ namespace {
 
 constexpr std::size_t most_places = 5;
 constexpr std::size_t most_text_around = 60;
+constexpr std::size_t most_of_match = 200;
 
 std::string_view last_of(std::string_view text) {
     std::size_t start = text.size() - std::min(text.size(), most_text_around);
     while (start < text.size() && start > 0 && orvek::continues_character(text[start]))
         ++start;
     return text.substr(start);
-}
-
-std::string_view first_of(std::string_view text) {
-    std::size_t end = std::min(text.size(), most_text_around);
-    while (end < text.size() && end > 0 && orvek::continues_character(text[end]))
-        --end;
-    return text.substr(0, end);
 }
 
 bool is_text(const DwEntity& entity) {
@@ -44,7 +38,7 @@ std::string name_of(const DwEntity& entity, const std::string& number) {
     type = type.substr(0, type.find(';'));
     return concat({is_attachment(entity) ? "attachment, " : "",
                    number.empty() ? std::string("the mail itself") : "part " + number, " (",
-                   type.empty() ? "text/plain" : type, ")"});
+                   type.empty() ? "text/plain" : shortened(type, most_text_around), ")"});
 }
 
 } // namespace
@@ -60,8 +54,15 @@ PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occur
             unit,
             static_cast<std::size_t>(lines_before) + 1,
             std::string(last_of(front.substr(start))),
-            std::string(match),
-            std::string(first_of(rest.substr(0, rest.find('\n'))))};
+            shortened(match, most_of_match),
+            std::string(orvek::without_cut_character(
+                rest.substr(0, std::min(rest.find('\n'), most_text_around))))};
+}
+
+void MailTexts::add(std::string where, const char* unit, std::string text, bool is_own) {
+    Text& added =
+        texts_.emplace_back(Text{std::move(where), unit, std::move(text), FoldedText(""), is_own});
+    added.folded = FoldedText(added.text);
 }
 
 namespace {
@@ -87,33 +88,30 @@ cell::Texts texts_of(const DwString& mail) {
 
 void MailTexts::read() {
     read_ = true;
+    add("subject", "line", reading_.mail.subject, false);
+    add("text", "line", reading_.mail.body.text(), true);
     std::string why;
     std::optional<cell::Texts> told =
         do_in_cell([this] { return texts_of(message_); }, message_.size(), why);
     if (!told)
         return report({"autoresponder: The mail cannot be read: ", why});
     for (std::size_t i = 0; i + 2 < told->size(); i += 3)
-        texts_.push_back({std::move(told->at(i)), std::move(told->at(i + 2)),
-                          reading_.text.exists && told->at(i + 1) == reading_.text.number});
+        add(std::move(told->at(i)), "paragraph", std::move(told->at(i + 2)),
+            reading_.text.exists && told->at(i + 1) == reading_.text.number);
 }
 
 std::vector<PlaceFacts> MailTexts::places_of(const std::string& trigger) {
     std::vector<PlaceFacts> places;
-    const auto look_in = [&](const std::string& where, const char* unit, const std::string& text) {
-        if (places.size() == most_places)
-            return false;
-        const std::optional<Occurrence> found = find_ignoring_case(text, trigger);
-        if (found)
-            places.push_back(place_in(where, unit, *found));
-        return found.has_value();
-    };
+    bool in_own = false;
     if (!read_)
         read();
-    look_in("subject", "line", reading_.mail.subject);
-    const bool in_own = look_in("text", "line", reading_.mail.body.text());
     for (const Text& text : texts_) {
-        if (!in_own || !text.is_own)
-            look_in(text.where, "paragraph", text.paragraphs);
+        if (places.size() == most_places || (text.is_own && in_own))
+            continue;
+        if (const std::optional<Occurrence> found = text.folded.find(trigger)) {
+            places.push_back(place_in(text.where, text.unit, *found));
+            in_own = in_own || text.is_own;
+        }
     }
     return places;
 }

@@ -3,8 +3,10 @@
 
 #include "autoresponder/deciding/rules.h"
 #include "autoresponder/explain/explanation.h"
+#include "autoresponder/explain/folded_text.h"
 #include "mimelib/mimelib.h"
 
+#include <list>
 #include <utility>
 #include <vector>
 
@@ -27,13 +29,17 @@ public:
 private:
     struct Text {
         std::string where;
-        std::string paragraphs;
+        const char* unit;
+        std::string text;
+        FoldedText folded;
+        /// Whether it is the text that triggers are sought in, or the part that this comes from.
         bool is_own;
     };
+    void add(std::string where, const char* unit, std::string text, bool is_own);
     void read();
 
     DwString message_;
     const Reading& reading_;
     bool read_ = false;
-    std::vector<Text> texts_;
+    std::list<Text> texts_; // which do not move: a folded text refers to its own
 };

@@ -1,5 +1,5 @@
 #include "autoresponder/deciding/rules.h"
-#include "autoresponder/deciding/trigger.h"
+#include "autoresponder/explain/folded_text.h"
 
 #include "tests/support/cases.h"
 
@@ -31,7 +31,7 @@ TEST(Rules, TriggerIsFoundAtItsPlace) {
         Mail_content mail;
         mail.body.append(row[1]);
         EXPECT_EQ(place(find_trigger(rule, mail)), row[2]) << row[0] << " in " << row[1];
-        EXPECT_EQ(place(find_ignoring_case(row[1], row[0])), row[3]) << row[0] << " in " << row[1];
+        EXPECT_EQ(place(FoldedText(row[1]).find(row[0])), row[3]) << row[0] << " in " << row[1];
     }
 }
 

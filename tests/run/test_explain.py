@@ -261,6 +261,28 @@ class Explain(PanelCase):
         self.box.sendmail = None
         self.assertIn(b"sendmail: No such file", self.explain(mail(), BOX).stdout)
 
+    def test_tenant_and_stranger_cannot_fill_memory_or_screen(self) -> None:
+        """8 MB of mail and twenty rules, in each place that is shown."""
+        for rule in range(1, 21):
+            self.rule(id=rule, keystr=f"w{rule}\u00e9" * 9, key_where="body" if rule % 2 else "subj")
+        big = 8_000_000
+        shape = {"subject": mail("W7\u00c9" * (big // 4)), "word": mail(body="w" * big),
+                 "words": mail(body="w7\u00e9" * 9 + " wort" * (big // 5) + " W7\u00c9" * 9),
+                 "lines": mail(body="w7\n" * (big // 3)), "complaints": mail("=?utf-8?B?" + "!" * big),
+                 "marks": mail(body="w7e\u0301" + "\u00ad" * (big // 2) + "W7\u00c9" * 9),
+                 "type": mail(body="w", headers=f"Content-Type: text/plain; x={'y' * big}\n"),
+                 "part": mail(body="--b\nContent-Type: text/" + "y" * big + "\n\n" + "W7\u00c9" * 9 + "\n--b--\n",
+                              headers=MULTIPART)}
+        self.box.extra += ["--ro-bind", "/usr/bin/prlimit", "/prlimit"]
+        for name, message in shape.items():
+            for options in ((), ("--json",)):
+                with self.subTest(name, options=options):
+                    command = self.box.command(None)[:-1] + [
+                        "/prlimit", "--as=200000000", "--cpu=20", "/explain", *options, BOX]
+                    run = subprocess.run(command, input=message.encode(), capture_output=True)
+                    self.assertEqual((run.returncode, run.stderr), (1, b""))
+                    self.assertLess(len(run.stdout), 500_000)
+
     def test_without_a_mail(self) -> None:
         self.rule(keystr="x", key_where="subj")
         run = self.explain(None, BOX)
