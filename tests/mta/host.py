@@ -166,7 +166,7 @@ class Postfix(Host):
         grep -q configure-instance sbin/post-install || ./configure-instance.sh"""
     server = ["/usr/sbin/postfix", "start-fg"]
     queues = [f"var/spool/postfix/{name}" for name in ("maildrop", "incoming", "active", "deferred")]
-    flush = "postqueue -f"
+    flush = "postfix reload\npostqueue -f"  # who could not reach the database does not try for a minute
     log = "var/log/mail.log"
     name = "postfix"
     lookup = "postmap -q \"$1\" proxy:mysql:/etc/postfix/autoresponders.cf"
@@ -178,10 +178,10 @@ class Postfix(Host):
         count = arrive()
         self.settle("var/spool/postfix/deferred")
         database.stop()
-        self.run("postconf -X defer_transports\npostfix reload\npostqueue -f")
+        self.run("postconf -X defer_transports\n" + self.flush)
         self.await_failures(count)
         database.start()
-        self.run("postfix reload\npostqueue -f")
+        self.run(self.flush)
 
 
 class Exim(Host):
@@ -199,7 +199,7 @@ class Exim(Host):
         password = "/etc/ovk/.ovk.shadow"
         self.run(f"mv {password} {password}.away")
         self.await_failures(arrive())
-        self.run(f"mv {password}.away {password}\nexim4 -qff")
+        self.run(f"mv {password}.away {password}\n{self.flush}")
 
 
 def listener(path: pathlib.Path) -> socket.socket:

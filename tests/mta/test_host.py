@@ -3,6 +3,7 @@ sendmail, and what of them arrives in Maildirs, read by Python's parser. As deli
 run by a user of its own; with one switch of the host after the other; and, with the set-uid bit, as a
 modern host has it, where all mails come while the program cannot reach the database."""
 
+import contextlib
 import datetime
 import email.message
 from email.header import Header
@@ -10,11 +11,14 @@ import os
 import re
 import shutil
 import subprocess
+import time
 import unittest
+from collections.abc import Iterator
 
 from host import Exim, Host, Postfix
-from support.database import Database
+from support.database import REPOSITORY, Database
 
+NAME = "postfix" if os.environ["OVK_SERVER"].endswith("postfix") else "exim"
 PRICES = bytes(range(256)) * 300 + b"end"
 ATTACHED = {"Preisliste für Bücher.bin": PRICES, "empty": b""}
 DELIVERED = {"offers": {"multipart"}, "orders": {"eightbit"},
@@ -36,18 +40,22 @@ ROUTES = [("plain", None, "sales@example.com"), ("multipart", None, "offers@exam
           ("colon", None, '"sales:path=evil"@example.com'), ("big", None, "big@example.com"),
           ("plus", None, "sales+x@example.com"), ("near", None, "near@example.com"),
           ("MAILER-DAEMON", "", "sales@example.com")]
-# Whose mail goes to the program on hosts of which shape: what an administrator has in front of the setup.
+# Mail to the first of them goes to the program, on hosts of every shape.
 ADDRESSES = ["sales@example.com", "Sales@EXAMPLE.com", "office@alias.example", "sales@xn--bcher-kva.example",
              "panel@example.com", "quiet@example.com", "s\N{LATIN SMALL LETTER A WITH ACUTE}les@example.com",
              '"sales "@example.com', "root@localhost"]
-USUAL = ADDRESSES[:4]
-SHAPES = {
-    "postfix": [("as Debian leaves it", "", USUAL),
-                ("maps and transports of its own", """
-mkdir /etc/panel
+TAKEN = ADDRESSES[:4]
+SECRETS = "sed -n 's/^password = //p; s#.*/ovk/autoresponder_lookup/\\(.*\\){$#\\1#p' /etc/*/autoresponder*.[cl]*"
+FIRST = """mkdir /etc/panel
+echo 'example.com here' >/etc/panel/domains
 echo 'panel@example.com sales@example.com' >/etc/panel/aliases
 echo 'example.net error:no' >/etc/panel/transport
-cat >>/etc/postfix/main.cf <<'END'
+"""
+PASTED = (REPOSITORY / f"tests/mta/pasted.{NAME}").read_text()
+SHAPES = {  # name, what an administrator has in front of the setup, options
+    "postfix": {
+        "as Debian leaves it": "",
+        "maps and transports of its own": FIRST + """cat >>/etc/postfix/main.cf <<'END'
 virtual_alias_maps = texthash:/etc/panel/aliases,
 
 # more of them
@@ -55,8 +63,16 @@ virtual_alias_maps = texthash:/etc/panel/aliases,
 transport_maps=
   texthash:/etc/panel/transport
 # the end
-END""", USUAL)],
-    "exim": [("as Debian leaves it", "", USUAL)],
+END""",
+        "domains in maps and among the host's own": FIRST + """
+postconf -e 'virtual_mailbox_domains = example.org alias.example,xn--bcher-kva.example' 'recipient_delimiter = -' \\
+    'mydestination = $myhostname, localhost, texthash:/etc/panel/domains'"""},
+    "exim": {
+        "as Debian leaves it": "",
+        "not split": "sed -i s/true/false/ /etc/exim4/update-exim4.conf.conf\nupdate-exim4.conf.template -r\n"
+                     "update-exim4.conf",
+        "a database of its own": "echo 'mysql_servers = localhost/panel/exim/secret' >/etc/exim4/conf.d/main/50_panel\n"
+                                 "update-exim4.conf"},
 }
 # What garbles or cuts mail as delivered.
 MODERN = [("kanji", None, "modern@example.com"), ("smile", None, "modern@example.com")]
@@ -110,8 +126,7 @@ def setUpModule() -> None:
     database = Database()
     unittest.addModuleCleanup(database.close)
     database.execute("drop user 'admin'@'localhost'")
-    server = Postfix if os.environ["OVK_SERVER"].endswith("postfix") else Exim
-    host = server(os.environ["OVK_SERVER"], os.environ["OVK_PROGRAM"], database)
+    host = (Postfix if NAME == "postfix" else Exim)(os.environ["OVK_SERVER"], os.environ["OVK_PROGRAM"], database)
     before = state()
     host.paste("docs/FIRST-STEPS.md")
     host.settle()
@@ -359,29 +374,88 @@ class Modern(Mails, unittest.TestCase):
         self.assertEqual(len(host.mailbox("you")), 1)
 
 
+class Outage(unittest.TestCase):
+    def test_without_a_database_mail_for_the_hosts_own_domains_waits_and_no_other(self) -> None:
+        begin("AUTORESPONDER_MODERN true\n")
+        database.stop()
+        for recipient in ("outside@outside.test", "mail@localhost", "sales@example.com"):
+            host.run(f"printf 'From: outside@outside.test\\nTo: {recipient}\\n\\nHow do you do?\\n' | "
+                     f"sendmail -f outside@outside.test {recipient}")
+        end = time.monotonic() + 30
+        while not (host.mailbox("outside") and host.mailbox("mail")) and time.monotonic() < end:
+            time.sleep(0.05)
+        arrived = [len(host.mailbox(name)) for name in ("outside", "mail", "sales")]
+        database.start()
+        host.run(host.flush)
+        host.settle()
+        now = [len(host.mailbox(name)) for name in ("outside", "mail", "sales")]
+        self.assertEqual((arrived, now), ([1, 1, 0], [2, 1, 1]), host.said())
+
+
 class Withdrawal(unittest.TestCase):
     """Runs last."""
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        begin("")
+        database.execute("delete from ovk.domainaliases where dom_id = 2")  # the other form of its name
 
     def test_1_everything_goes_and_what_modern_gave_as_well(self) -> None:
         host.run(f"autoresponder-setup undo {host.name} database\nfind /var/qmail/mailnames -type f -delete")
         assert_same(self, state(), before)
 
     def test_2_hosts_of_every_shape(self) -> None:
-        """Set up without a server's restart between, looked up, set up again, and taken back."""
-        database.execute("delete from ovk.domainaliases where dom_id = 2")  # the other form of its name
-        for name, script, taken in SHAPES[host.name]:
-            with self.subTest(name):
-                shutil.copytree(host.root / "etc", host.root / "etc.before", symlinks=True)
-                host.run(script)
+        for name, script in SHAPES[host.name].items():
+            with self.subTest(name), shaped(script):
                 had = state()
                 host.run(f"umask 077\nautoresponder-setup database {host.name}")
-                self.assertEqual([address for address in ADDRESSES if host.takes(address)], taken)
-                again = host.run(f"autoresponder-setup database {host.name}")
-                self.assertEqual(again, "Nothing to do.\n")
+                assert_set_up(self)
                 host.run(f"autoresponder-setup undo {host.name} database")
                 assert_same(self, state(), had)
-                shutil.rmtree(host.root / "etc")
-                (host.root / "etc.before").rename(host.root / "etc")
+
+    def test_3_a_host_with_the_lines_of_1_1(self) -> None:
+        with shaped("autoresponder-setup database\n" + PASTED):
+            host.run(f"autoresponder-setup database {host.name}")
+            assert_set_up(self)
+            host.run(f"autoresponder-setup undo {host.name} database")
+            left = subprocess.run(["grep", "-rl", "autoresp", host.root / "etc/postfix", host.root / "etc/exim4"],
+                                  capture_output=True, text=True).stdout
+            self.assertEqual(left, "")
+
+    def test_4_a_database_that_has_a_password_and_passwords_of_every_letter(self) -> None:
+        password = "".join(map(chr, range(32, 127)))
+        sql = password.replace("\\", "\\\\").replace("'", "''")
+        with shaped("mkdir /etc/ovk"):
+            for name in ("root/password", "etc/ovk/.ovk.shadow"):
+                (host.root / name).write_text(password + "\n")
+                (host.root / name).chmod(0o600)
+            database.execute(f"alter user root@localhost identified by '{sql}'")
+            host.run(f"autoresponder-setup --password-file /root/password database {host.name}")
+            assert_set_up(self, "--password-file /root/password")
+
+
+@contextlib.contextmanager
+def shaped(script: str) -> Iterator[None]:
+    """What the administrator has done is gone behind it."""
+    shutil.copytree(host.root / "etc", host.root / "etc.before", symlinks=True)
+    try:
+        host.run(script)
+        yield
+    finally:
+        shutil.rmtree(host.root / "etc")
+        (host.root / "etc.before").rename(host.root / "etc")
+
+
+def assert_set_up(test: unittest.TestCase, options: str = "") -> None:
+    test.assertEqual([address for address in ADDRESSES if host.takes(address)], TAKEN)
+    again = host.run(f"autoresponder-setup {options} database {host.name}")
+    test.assertEqual(again, "Nothing to do.\n")
+    checked = host.run(f"autoresponder-setup {options} check sales@example.com || :")
+    test.assertEqual(checked.splitlines()[-1], "All is well.", checked)
+    secrets = [line for line in host.run(SECRETS).splitlines() if line]
+    found = host.run("cd /\nfor secret in " + " ".join(secrets) + "\ndo\n    setpriv --reuid=nobody --regid=nogroup "
+                     "--clear-groups grep -rlsF -e $secret etc var/lib var/log var/qmail usr/share || :\ndone")
+    test.assertEqual((len(secrets), found), (1, ""))
 
 
 def state() -> dict[str, object]:
