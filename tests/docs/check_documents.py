@@ -107,7 +107,7 @@ def options() -> Iterator[str]:
     for manual, pattern in taken.items():
         if manual in TEXTS:
             read = sources("autoresponder/explain/main.cpp" if "explain" in manual
-                           else "autoresponder/autoresponder-setup")
+                           else "setup/autoresponder-setup")
             yield from differing(manual, set(re.findall(pattern, read)), set(re.findall(
                 r"(?m)^\.It Fl -([a-z-]+)", TEXTS[manual])))
 

@@ -128,7 +128,7 @@ def setUpModule() -> None:
     database.execute("drop user 'admin'@'localhost'")
     host = (Postfix if NAME == "postfix" else Exim)(os.environ["OVK_SERVER"], os.environ["OVK_PROGRAM"], database)
     before = state()
-    host.paste("docs/FIRST-STEPS.md")
+    host.paste("docs/MAIL-SERVERS.md")
     host.settle()
     first_answers = host.replies("you")
     for name, content in ATTACHED.items():
