@@ -51,29 +51,18 @@ bool is_utf8(const std::string& charset) {
     return equals_ignoring_case(until_nul(charset), "UTF-8");
 }
 
-/// Keeps converters loaded while a text is decoded. Opening a conversion loads them from files and
-/// closing it may unload them, so that a text whose charset changes with every word would take
+/// Converters that stay loaded while a text is decoded. Opening a conversion loads them from files
+/// and closing it may unload them, so that a text whose charset changes with every word would take
 /// hundreds of times as long as its length warrants.
-class LoadedCharsets {
-public:
-    void keep(const std::string& charset) {
-        conversions_.try_emplace(plain_name(charset), charset, "utf-8");
-    }
+using LoadedCharsets = std::map<std::string, Conversion>;
 
-private:
-    /// One name for everything that iconv takes as the same: case, suffixes and most marks play no
-    /// part. So there are never more names than charsets and aliases.
-    static std::string plain_name(std::string_view charset) {
-        std::string name;
-        for (const char c : charset.substr(0, charset.find('/'))) {
-            if (is_alphanumeric(c))
-                name += to_lower(c);
-        }
-        return name;
-    }
-
-    std::map<std::string, Conversion> conversions_;
-};
+/// One name for everything that iconv takes as the same: case, suffixes and most marks play no
+/// part. So there are never more names than charsets and aliases.
+std::string plain_name(std::string_view charset) {
+    std::string name = to_lower(charset.substr(0, charset.find('/')));
+    std::erase_if(name, [](char c) { return !is_alphanumeric(c); });
+    return name;
+}
 
 /// The 6-bit value of the next symbol at or behind `pos`; 0, without moving, at "=" and at the end.
 unsigned base64Take(const std::string& s, std::size_t& pos, Complaints& complaints) {
@@ -169,7 +158,7 @@ std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded, Comp
     const std::string charset(w.substr(2, charset_end - 2));
     const std::string bytes = decode_data(encoding, data, complaints);
     if (!is_same_in_both(bytes, charset, "utf-8"))
-        loaded.keep(charset);
+        loaded.try_emplace(plain_name(charset), charset, "utf-8");
     return iconvRecode(bytes, charset, "utf-8", true, flush).append(trailing);
 }
 

@@ -15,31 +15,63 @@ constexpr std::string_view specials = "()<>[]:;@\\,.\"";
 /// cannot be one's spoils it, and nothing after that matters.
 class AddrSpec {
 public:
-    void atom(std::string_view text) {
-        word(text, true);
-        has_name_[in_domain_] = true;
+    /// Takes one piece, which means the same within and without angle brackets.
+    void take(Scanner& field) {
+        const char c = field.peek();
+        if (c == '"')
+            quoted(field.take_quoted());
+        else if (c == '[')
+            literal(field);
+        else if (c == '=')
+            encoded_word(field);
+        else if (specials.find(c) == std::string_view::npos)
+            word(field.take_until(specials), true);
+        else if (field.take() == '.')
+            dot();
+        else if (c == '@')
+            at();
+        else
+            spoil();
     }
 
-    void encoded_word(std::string_view text) {
-        atom(text);
-        spoiled_ |= text.find_first_of(specials) != std::string_view::npos;
-    }
+    void spoil() { spoiled_ = true; }
 
-    /// One without an end has no domain behind it.
+    bool is_valid() const { return !spoiled_ && has_name_[false] && has_name_[true]; }
+    const std::string& local() const { return local_; }
+    const std::string& domain() const { return domain_; }
+
+private:
+    /// One without an end has no domain behind it, and an empty one is no name by itself.
     void quoted(std::string_view content) {
-        word(mimelib::local_part(content), !in_domain_);
-        // An empty one is no name by itself.
-        if (!content.empty())
-            has_name_[in_domain_] = true;
+        word(mimelib::local_part(content), !in_domain_, !content.empty());
     }
 
-    /// `text` comes with its brackets.
-    void literal(std::string_view text, bool closed) {
-        const bool whole = closed && text.size() > 2 && in_domain_ && domain_.empty();
-        const std::string_view inside = text.substr(1, text.size() - 2);
-        word(text, whole && inside.find_first_of("()<>[];@\\,\"") == std::string_view::npos);
-        has_name_[in_domain_] = true;
+    /// With its brackets and without white space.
+    void literal(Scanner& field) {
+        std::string text;
+        bool closed = false;
+        while (!field.at_end() && !closed) {
+            const char c = field.take();
+            closed = c == ']';
+            if (!mimelib::is_white(c))
+                text += c;
+        }
+        const std::string_view inside = std::string_view(text).substr(1, text.size() - 2);
+        word(text, closed && !inside.empty() && in_domain_ && domain_.empty() &&
+                       inside.find_first_of("()<>[];@\\,\"") == std::string_view::npos);
         after_literal_ = true;
+    }
+
+    /// Within an encoded word specials mean nothing, so it spoils what it stands in where it has
+    /// any. What follows it without a blank makes one atom with it. At "=", which may begin an atom
+    /// as well.
+    void encoded_word(Scanner& field) {
+        const std::string_view encoded = field.take_encoded_word();
+        const std::string_view atom = field.take_until(specials);
+        if (encoded.empty())
+            return word(atom, true);
+        const std::string_view whole(encoded.data(), encoded.size() + atom.size());
+        word(whole, whole.find_first_of(specials) == std::string_view::npos);
     }
 
     /// A domain has no empty label, though it may end in a dot. Local parts get away with more.
@@ -55,17 +87,11 @@ public:
         after_word_ = false;
     }
 
-    void spoil() { spoiled_ = true; }
-
-    bool is_valid() const { return !spoiled_ && has_name_[false] && has_name_[true]; }
-    const std::string& local() const { return local_; }
-    const std::string& domain() const { return domain_; }
-
-private:
     /// Two words need a dot between them.
-    void word(std::string_view text, bool possible) {
+    void word(std::string_view text, bool possible, bool is_name = true) {
         spoiled_ |= !possible || after_word_ || std::any_of(text.begin(), text.end(), is_control);
         after_word_ = true;
+        has_name_[in_domain_] |= is_name;
         if (!spoiled_)
             (in_domain_ ? domain_ : local_) += text;
     }
@@ -78,60 +104,6 @@ private:
     bool after_literal_ = false;
     bool spoiled_ = false;
 };
-
-/// At "[": the literal with its brackets and without white space.
-void take_literal(Scanner& field, AddrSpec& spec) {
-    std::string text;
-    bool closed = false;
-    while (!field.at_end() && !closed) {
-        const char c = field.take();
-        closed = c == ']';
-        if (!mimelib::is_white(c))
-            text += c;
-    }
-    spec.literal(text, closed);
-}
-
-/// At "=": an encoded word, within which specials mean nothing, or else an atom. What follows an
-/// encoded word without a blank makes one atom with it.
-void take_encoded_word(Scanner& field, AddrSpec& spec) {
-    const std::string_view encoded = field.take_encoded_word();
-    const std::string_view atom = field.take_until(specials);
-    if (encoded.empty())
-        spec.atom(atom);
-    else
-        spec.encoded_word({encoded.data(), encoded.size() + atom.size()});
-}
-
-/// One piece that means the same within and without angle brackets.
-void take_piece(Scanner& field, AddrSpec& spec) {
-    switch (field.peek()) {
-    case '"':
-        spec.quoted(field.take_quoted());
-        break;
-    case '[':
-        take_literal(field, spec);
-        break;
-    case '.':
-        field.take();
-        spec.dot();
-        break;
-    case '@':
-        field.take();
-        spec.at();
-        break;
-    case '=':
-        take_encoded_word(field, spec);
-        break;
-    default:
-        if (specials.find(field.peek()) == std::string_view::npos) {
-            spec.atom(field.take_until(specials));
-        } else {
-            field.take();
-            spec.spoil();
-        }
-    }
-}
 
 /// Behind "<": a source route, which ends at a colon and plays no part.
 void skip_route(Scanner& field, AddrSpec& spec) {
@@ -151,16 +123,10 @@ AddrSpec take_bracketed(Scanner& field) {
     AddrSpec spec;
     skip_route(field, spec);
     for (;;) {
-        field.skip_white_and_comments();
-        if (field.at_end() || field.peek() == ',')
-            break;
-        if (field.peek() == '>') {
-            field.take();
-            break;
-        }
-        take_piece(field, spec);
+        if (field.take_behind_white('>') || field.at_end() || field.peek() == ',')
+            return spec;
+        spec.take(field);
     }
-    return spec;
 }
 
 /// Everything up to the next separator outside comments and quotes.
@@ -170,7 +136,7 @@ void skip_element(Scanner& field) {
     for (field.skip_white_and_comments();
          !field.at_end() && field.peek() != ',' && field.peek() != ';';
          field.skip_white_and_comments())
-        take_piece(field, rubbish);
+        rubbish.take(field);
 }
 
 /// Behind the colon of a group: everything up to its end.
@@ -212,7 +178,7 @@ bool take_element(Scanner& field, bool into_groups, std::optional<AddrSpec>& mai
             empty = true;
         } else {
             empty = false;
-            take_piece(field, spec);
+            spec.take(field);
         }
     }
 }
