@@ -3,6 +3,7 @@
 #include "base/io.h"
 #include "base/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -34,6 +35,23 @@ void pass_on(std::initializer_list<std::string_view> pieces) {
     errno = pending;
 }
 
+/// What is ours is short and one line anyway.
+constexpr std::size_t longest_piece = 300;
+
+bool is_one_line(std::string_view piece) {
+    return piece.size() <= longest_piece && std::none_of(piece.begin(), piece.end(), is_control);
+}
+
+std::string in_one_line(std::initializer_list<std::string_view> pieces) {
+    std::string line;
+    for (const std::string_view piece : pieces) {
+        line +=
+            escaped(piece.substr(0, longest_piece), "\\x", [](char c) { return !is_control(c); });
+        line += piece.size() > longest_piece ? "..." : "";
+    }
+    return line;
+}
+
 } // namespace
 
 void say(std::initializer_list<std::string_view> pieces) {
@@ -42,12 +60,15 @@ void say(std::initializer_list<std::string_view> pieces) {
 }
 
 void report(std::initializer_list<std::string_view> pieces) {
-    say(pieces);
+    if (std::all_of(pieces.begin(), pieces.end(), is_one_line))
+        say(pieces);
+    else
+        say({in_one_line(pieces)});
 }
 
 void report_system_error(std::initializer_list<std::string_view> pieces) {
     const int pending = errno;
-    report({concat(pieces), std::strerror(pending), " (", std::to_string(pending), ")"});
+    say({in_one_line(pieces), std::strerror(pending), " (", std::to_string(pending), ")"});
     errno = pending;
 }
 

@@ -11,7 +11,9 @@
 /// place to tell it.
 void say(std::initializer_list<std::string_view> pieces);
 
-/// The same for diagnostics of the application.
+/// The same for diagnostics of the application, which are one line whatever a piece holds that is
+/// not ours: control characters stand in it as "\xHH", and a piece of more than 300 bytes is cut
+/// there, with "..." behind. Takes memory for such pieces alone.
 void report(std::initializer_list<std::string_view> pieces);
 
 /// The same, with the pending system error behind the pieces: its text, a blank and its number in

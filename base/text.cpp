@@ -60,6 +60,12 @@ std::string escaped(std::string_view text, std::string_view mark, bool (*may_sta
     return result;
 }
 
+std::string_view until_control(std::string_view text) {
+    const auto ends = [](char c) { return is_control(c) && c != '\t'; };
+    const auto* const end = std::find_if(text.begin(), text.end(), ends);
+    return text.substr(0, static_cast<std::size_t>(end - text.begin()));
+}
+
 std::string_view trim(std::string_view text, std::string_view white) {
     text.remove_prefix(std::min(text.find_first_not_of(white), text.size()));
     return text.substr(0, text.find_last_not_of(white) + 1);

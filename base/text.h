@@ -66,6 +66,9 @@ std::string hex_form(std::string_view mark, char byte);
 /// The text with that in place of every byte that may not stay as it is.
 std::string escaped(std::string_view text, std::string_view mark, bool (*may_stay)(char));
 
+/// The text up to its first control character but tab: what can stand in a header.
+std::string_view until_control(std::string_view text);
+
 /// The text without the bytes of `white` around it.
 std::string_view trim(std::string_view text, std::string_view white);
 

@@ -25,6 +25,8 @@ std::optional<ResponderRule> next_rule(const MysqlResult& rows) {
             *field = row->text(column);
         ++column;
     }
+    for (std::string* const value : {&rule.reply_to, &rule.charset, &rule.content_type})
+        value->resize(until_control(*value).size());
     return rule;
 }
 

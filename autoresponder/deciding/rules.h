@@ -8,8 +8,9 @@
 #include <string>
 #include <string_view>
 
-/// One row of mail_resp. Every field is the column of its name as the database returned it; the
-/// value given here stands in only for NULL.
+/// One row of mail_resp. Every field is the column of its name as the database returned it, but
+/// that those for a header end where a control character begins; the value given here stands in
+/// only for NULL.
 struct ResponderRule {
     std::string id = "0";
     /// Trigger text, in UTF-8.

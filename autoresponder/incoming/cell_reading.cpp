@@ -165,7 +165,7 @@ std::optional<Reading> read_in_cell(DwString text, const char* recipient, const 
         return std::nullopt;
     }
     for (const std::string& line : told->said)
-        report({line});
+        say({line}); // each is as it goes out
     if (told->reading && recipient != nullptr)
         set_recipient(recipient, &told->reading->mail);
     return std::move(told->reading);

@@ -19,6 +19,14 @@ namespace {
 constexpr std::string_view reply_to_field = "Reply-To: ";
 constexpr std::string_view subject_field = "Subject: ";
 
+/// RFC 2978 section 2.3: what else iconv takes would be no charset in a header, or a line of its
+/// own.
+bool is_charset_name(std::string_view name) {
+    return std::all_of(name.begin(), name.end(), [](char c) {
+        return is_alphanumeric(c) || contains("!#$%&'+-^_`{}~", {&c, 1});
+    });
+}
+
 /// In the cell: the text and the charset that it is in.
 cell::Texts recoded(const std::string& text, const std::string& charset, bool standard) {
     const std::string target =
@@ -35,8 +43,9 @@ OutgoingText recoded_in_cell(const std::string& text, const std::string& charset
     if (orvek::is_same_in_both(text, "UTF-8", charset))
         return {text, charset};
     std::string why;
-    std::optional<cell::Texts> texts =
-        do_in_cell([&] { return recoded(text, charset, standard); }, text.size(), why);
+    std::optional<cell::Texts> texts;
+    if (is_charset_name(charset))
+        texts = do_in_cell([&] { return recoded(text, charset, standard); }, text.size(), why);
     if (texts && texts->size() == 2 && (texts->back() == charset || texts->back() == "UTF-8"))
         return {std::move(texts->front()), std::move(texts->back())};
     // As for a charset that nobody knows.
@@ -84,8 +93,6 @@ OutgoingText outgoing_text(const std::string& text, const std::string& charset,
     OutgoingText out = recoded_in_cell(text, charset, policy.standard_mail);
     if (!policy.standard_mail)
         return out;
-    // What iconv is told behind it ("//TRANSLIT") is no part of a charset's name.
-    out.charset = out.charset.substr(0, out.charset.find('/'));
     if (orvek::outgoing::needs_quoted_printable(out.body)) {
         out.body = orvek::outgoing::quoted_printable(out.body);
         out.encoding = "quoted-printable";

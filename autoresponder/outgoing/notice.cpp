@@ -55,7 +55,7 @@ std::optional<Client> find_client(const Run& run) {
         report({"This client does not exist :", mysql_error(connection)});
         return std::nullopt;
     }
-    Client client{row->text(0), row->text(1)};
+    Client client{std::string(until_control(row->text(0))), row->text(1)};
     if (client.email.empty())
         return std::nullopt;
     if (client.name.empty())
@@ -63,10 +63,10 @@ std::optional<Client> find_client(const Run& run) {
     return client;
 }
 
-/// A parameter that cannot be read counts as empty.
+/// What of it can stand in a header. A parameter that cannot be read counts as empty.
 std::string parameter(const char* name, MYSQL* connection) {
     const char* const value = get_param(name, connection);
-    return value == nullptr ? "" : value;
+    return std::string(until_control(value == nullptr ? "" : value));
 }
 
 std::string notice_sender(MYSQL* connection) {

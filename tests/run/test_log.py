@@ -63,7 +63,7 @@ class Log(PanelCase):
              ", reason=\"List-Id is present\", rule 1=limit reached, rule 2=no match"),
             (mail(), "a,\"\n\xe9>@example.com",
              head.format("a\\x2C\\x22\\x0A\\xC3\\xA9\\x3E@example.com", "", "", 0, 0) + ", reason=\""
-             "autoresponder: Mailname not found: a\\x2C\\x22\\x0A\\xC3\\xA9\\x3E@example.com\""),
+             "autoresponder: Mailname not found: a\\x2C\\x22\\x5Cx0A\\xC3\\xA9\\x3E@example.com\""),
             ("Subject: x\n\n", BOX, f"to=<{BOX}>, from=<>, message-id=<>, mailbox=<>, forwards=0, "
              "notices=0, reason=\"Could not get sender's e-mail address from Reply-To: or From: "
              "headers.\""),

@@ -84,6 +84,16 @@ class Refusals(PanelCase):
                     self.assert_silent(run, "Field From: address is too long\n")
                     self.assertEqual(self.database.heard(), [])
 
+    def test_a_diagnostic_is_one_line(self) -> None:
+        """Whatever stands in it that is not ours."""
+        self.rule(2, forward=["-C\nForged: line"])
+        charset = "y" * 1000
+        run = self.deliver(mail(body="\xe9", headers=f"Content-Type: text/plain; charset={charset}\n"),
+                           "sales\r\x7f\n" + "z" * 301 + "@example.com")
+        self.assertEqual(run.err, f"Could not convert message body text from {'y' * 300}... to UTF-8.\n"
+                         f"autoresponder: Mailname not found: sales\\x0D\\x7F\\x0A{'z' * 292}...@example.com\n")
+        self.assertEqual(self.deliver().err, OPTION.format("-C\\x0AForged: line"))
+
     def test_diagnostics_that_nobody_reads(self) -> None:
         read_end, write_end = os.pipe()
         os.close(read_end)

@@ -94,6 +94,35 @@ class Reply(PanelCase):
                 answered += bool(run.calls)
         self.assertGreaterEqual(answered, 8)
 
+    def test_no_line_of_the_database_reaches_a_header(self) -> None:
+        """Nor what stands behind it; tabs stay."""
+        line = "\nX-Evil: x"
+        mails = [(rule, None) for rule in (
+            {"reply_to": f"a@x.test\tb{line}"}, {"reply_to": f"a@x.test\r\n\r\n{line}"},
+            {"content_type": f"text/plain{line}"}, {"content_type": f"text/html\x7f{line}"},
+            {"charset": f"utf-8{line}"}, {"charset": f"utf{line}-8"}, {"charset": f"utf-8//{line}"},
+            {"charset": 'utf-8//"\t; x="'}, {"charset": "latin1//TRANSLIT"})]
+        mails += [({}, sql.format("concat('h.test', 0x0a, 'X-Evil: x')")) for sql in (
+            "update clients set email = concat('anna@alpha.test', 0x0d, {})",
+            "insert into misc values ('admin_email', {})", "insert into misc values ('FullHostName', {})")]
+        for standard in (False, True):
+            for rule, sql in mails:
+                with self.subTest(rule, sql=sql, standard=standard):
+                    self.database.execute(f"truncate mail_resp; truncate resp_attach; truncate misc;"
+                                          f"update clients set email = 'anna@alpha.test'; {sql or 'do 0'}")
+                    self.rule(attach=["gone"], text="Grüße", ans_freq="99", **rule)
+                    run = self.deliver()
+                    self.assert_answered(run, 2)
+                    for call in run.calls:
+                        head = call.message.decode(errors="replace").partition("\n\n")[0]
+                        self.assertNotIn("X-Evil", "".join(call.args) + call.message.decode())
+                        self.assertEqual("Reply-To: a@x.test" in head, "reply_to" in rule)
+                    self.assertIn("Reply-To: a@x.test\tb\n" if "\tb" in str(rule) else "From:",
+                                  head.replace("\n ", "\n"))
+                    self.assertIn('charset="UTF-8"' if "/" in rule.get("charset", "") else "charset=",
+                                  head)
+            (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_STANDARD_MAIL true\n")
+
     def test_charsets_of_the_rule(self) -> None:
         for charset, text, label, body in (
             ("koi8-r", "Привет", "koi8-r", "Привет".encode("koi8-r")),

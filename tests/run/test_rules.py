@@ -57,8 +57,8 @@ class Mailbox(PanelCase):
                                  [query.format(*escaped) for query in LOOKUPS[:lookups]])
                 if text is None:
                     self.assertEqual(len(statements), 1 + lookups)
-                    self.assert_silent(run,
-                                       f"autoresponder: Mailname not found: {name}@{domain}\n")
+                    said = f"Mailname not found: {name}@{domain}".replace("\n", "\\x0A")
+                    self.assert_silent(run, f"autoresponder: {said}\n")
                 else:
                     self.assertTrue(statements[1 + lookups].startswith("select id, keystr, "))
                     self.assertIn(text, run.calls[0].message)
