@@ -1,5 +1,6 @@
 #include "autoresponder/outgoing/delivery.h"
 
+#include "autoresponder/outgoing/form.h"
 #include "autoresponder/outgoing/pipe_stream.h"
 #include "autoresponder/run/ending.h"
 #include "autoresponder/run/temporary_file.h"
@@ -58,9 +59,8 @@ pid_t start_sendmail(const Run& run, Descriptor message, const std::string& enve
         end_with_failure("Program failed: a run that only tells was about to send");
     }
     std::vector<const char*> arguments = {sendmail_path};
-    // Without it a line that holds nothing but a dot is the end of the message.
-    if (run.policy.standard_mail)
-        arguments.push_back("-i");
+    for (const char* const option : form_of(run.policy).sendmail_options())
+        arguments.push_back(option);
     arguments.insert(arguments.end(), {"-f", envelope_sender.c_str()});
     for (const std::string& recipient : recipients)
         arguments.push_back(recipient.c_str());

@@ -53,49 +53,95 @@ OutgoingText recoded_in_cell(const std::string& text, const std::string& charset
                                           : OutgoingText{text, "UTF-8"};
 }
 
+std::string file_name_parameter(const std::string& name) {
+    return concat({";\n\tfilename=\"", orvek::rfc1522::encode(name), "\""});
+}
+
+class PanelForm : public Form {
+public:
+    explicit PanelForm(bool has_delimiter) : has_delimiter_(has_delimiter) {}
+
+    std::vector<const char*> sendmail_options() const override { return {}; }
+
+    std::string own_address(const std::string& address) const override {
+        return has_delimiter_ ? orvek::idn::emailToAscii(address) : orvek::idn::toAscii(address);
+    }
+    std::string forward_sender(const std::string& address) const override { return address; }
+    const std::string& short_from(const std::string& recipient, const std::string&) const override {
+        return recipient;
+    }
+    const char* line_before_subject() const override { return "CC: \n"; }
+    std::string reply_to_value(const std::string& reply_to) const override { return reply_to; }
+    std::string subject_value(const std::string& subject) const override {
+        return orvek::rfc1522::encode(subject);
+    }
+    std::string file_name_parameters(const std::string& name) const override {
+        return file_name_parameter(name);
+    }
+    OutgoingText text(const std::string& text, const std::string& charset) const override {
+        return recoded_in_cell(text, charset, false);
+    }
+
+private:
+    bool has_delimiter_;
+};
+
+class StandardForm : public Form {
+public:
+    /// Without it a line that holds nothing but a dot is the end of the message.
+    std::vector<const char*> sendmail_options() const override { return {"-i"}; }
+
+    std::string own_address(const std::string& address) const override {
+        const std::string ascii = orvek::idn::emailToAscii(address);
+        const std::size_t at = std::min(ascii.find('@'), ascii.size());
+        return mimelib::local_part(ascii.substr(0, at)) + ascii.substr(at);
+    }
+    std::string forward_sender(const std::string& address) const override {
+        try {
+            return own_address(address);
+        } catch (const orvek::idn::IdnaError&) {
+            return address;
+        }
+    }
+    const std::string& short_from(const std::string&, const std::string& own) const override {
+        return own;
+    }
+    const char* line_before_subject() const override { return "MIME-Version: 1.0\n"; }
+    std::string reply_to_value(const std::string& reply_to) const override {
+        return orvek::outgoing::folded(orvek::outgoing::with_ascii_domains(reply_to),
+                                       reply_to_field.size());
+    }
+    std::string subject_value(const std::string& subject) const override {
+        return orvek::outgoing::header_text(subject, subject_field.size());
+    }
+    /// In front, where readers that know both forms take it.
+    std::string file_name_parameters(const std::string& name) const override {
+        std::string parameters;
+        if (orvek::ascii_length(name) != name.size())
+            parameters = concat({";\n\t", orvek::outgoing::extended_parameter("filename", name)});
+        return parameters + file_name_parameter(name);
+    }
+    OutgoingText text(const std::string& text, const std::string& charset) const override {
+        OutgoingText out = recoded_in_cell(text, charset, true);
+        if (orvek::outgoing::needs_quoted_printable(out.body)) {
+            out.body = orvek::outgoing::quoted_printable(out.body);
+            out.encoding = "quoted-printable";
+        }
+        return out;
+    }
+};
+
 } // namespace
 
-std::string own_address(const std::string& address, const Policy& policy) {
-    if (!policy.standard_mail && policy.recipient_delimiter == '\0')
-        return orvek::idn::toAscii(address);
-    const std::string ascii = orvek::idn::emailToAscii(address);
-    const std::size_t at = std::min(ascii.find('@'), ascii.size());
-    return policy.standard_mail ? mimelib::local_part(ascii.substr(0, at)) + ascii.substr(at)
-                                : ascii;
+std::string Form::reply_to_lines(const std::string& reply_to) const {
+    return reply_to.empty() ? std::string()
+                            : concat({reply_to_field, reply_to_value(reply_to), "\n"});
 }
 
-std::string reply_to_lines(const std::string& reply_to, const Policy& policy) {
-    if (reply_to.empty())
-        return {};
-    const std::string value =
-        policy.standard_mail
-            ? orvek::outgoing::folded(orvek::outgoing::with_ascii_domains(reply_to),
-                                      reply_to_field.size())
-            : reply_to;
-    return concat({reply_to_field, value, "\n"});
-}
-
-std::string subject_value(const std::string& subject, const Policy& policy) {
-    return policy.standard_mail ? orvek::outgoing::header_text(subject, subject_field.size())
-                                : orvek::rfc1522::encode(subject);
-}
-
-std::string file_name_parameters(const std::string& name, const Policy& policy) {
-    std::string parameters;
-    // In front, where readers that know both forms take it.
-    if (policy.standard_mail && orvek::ascii_length(name) != name.size())
-        parameters = concat({";\n\t", orvek::outgoing::extended_parameter("filename", name)});
-    return parameters += concat({";\n\tfilename=\"", orvek::rfc1522::encode(name), "\""});
-}
-
-OutgoingText outgoing_text(const std::string& text, const std::string& charset,
-                           const Policy& policy) {
-    OutgoingText out = recoded_in_cell(text, charset, policy.standard_mail);
-    if (!policy.standard_mail)
-        return out;
-    if (orvek::outgoing::needs_quoted_printable(out.body)) {
-        out.body = orvek::outgoing::quoted_printable(out.body);
-        out.encoding = "quoted-printable";
-    }
-    return out;
+const Form& form_of(const Policy& policy) {
+    static const StandardForm standard;
+    static const PanelForm panels(false), with_delimiter(true);
+    if (policy.standard_mail)
+        return standard;
+    return policy.recipient_delimiter == '\0' ? panels : with_delimiter;
 }

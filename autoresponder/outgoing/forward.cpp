@@ -10,23 +10,12 @@
 #include "base/io.h"
 #include "base/report.h"
 #include "base/text.h"
-#include "codecs/idn.h"
 
 #include <array>
 #include <utility>
 #include <vector>
 
 namespace {
-
-/// The recipient, to whom a bounce goes.
-std::string envelope_sender(const Run& run) {
-    const std::string& recipient = run.reading.mail.to;
-    try {
-        return run.policy.standard_mail ? own_address(recipient, run.policy) : recipient;
-    } catch (const orvek::idn::IdnaError&) {
-        return recipient;
-    }
-}
 
 /// The line ends as the first of the copy does.
 void write_marked(std::string_view mark, int copy, int out) {
@@ -84,7 +73,8 @@ std::vector<std::string> forward_addresses(const Run& run, const std::string& id
 }
 
 void forward(Run& run, const std::string& id) {
-    const std::string sender = envelope_sender(run);
+    // The recipient, to whom a bounce goes.
+    const std::string sender = form_of(run.policy).forward_sender(run.reading.mail.to);
     std::vector<std::string>& taken = run.account.rule().forwards;
     for (const std::vector<std::string>& part : in_calls(sender, forward_addresses(run, id))) {
         if (!run.acts || forward_to(part, sender, run))

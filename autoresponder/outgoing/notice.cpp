@@ -80,16 +80,16 @@ std::string notice_sender(MYSQL* connection) {
 std::string notice_text(const std::string& sender, const Client& client, const std::string& missing,
                         const ResponderRule& rule, const Run& run) {
     const Mail_content& mail = run.reading.mail;
-    const Policy& policy = run.policy;
+    const Form& form = form_of(run.policy);
     return concat({
-        reply_to_lines(rule.reply_to, policy),
+        form.reply_to_lines(rule.reply_to),
         "From: ",
         sender,
         "\n",
         "To: ",
         client.email,
         "\n",
-        policy.standard_mail ? "MIME-Version: 1.0\n" : "CC: \n",
+        form.line_before_subject(),
         "Subject: ",
         product,
         " notification (files missing in attachments repository). \n",

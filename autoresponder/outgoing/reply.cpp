@@ -52,11 +52,11 @@ std::string make_subject(const ResponderRule& rule, const Run& run) {
 }
 
 void write_attachment(const std::string& directory, const std::string& name,
-                      const std::string& boundary, const Policy& policy, TemporaryFile& reply) {
+                      const std::string& boundary, const Form& form, TemporaryFile& reply) {
     reply.line({"--", boundary});
     reply.line({"Content-Type: application/octet-stream"});
     reply.line({"Content-Transfer-Encoding: base64"});
-    reply.line({"Content-Disposition: attachment", file_name_parameters(name, policy)});
+    reply.line({"Content-Disposition: attachment", form.file_name_parameters(name)});
     reply.line({});
     const Descriptor file = open_attachment(directory, name);
     if (file)
@@ -71,14 +71,14 @@ void write_attachment(const std::string& directory, const std::string& name,
 void write_reply(const ResponderRule& rule, const Run& run,
                  const std::vector<std::string>& attachments, const std::string& boundary,
                  const std::string& from, TemporaryFile& reply) {
-    const Policy& policy = run.policy;
+    const Form& form = form_of(run.policy);
     const bool multipart = !attachments.empty();
-    reply.write(reply_to_lines(rule.reply_to, policy));
-    const OutgoingText text = outgoing_text(rule.text, rule.charset, policy);
+    reply.write(form.reply_to_lines(rule.reply_to));
+    const OutgoingText text = form.text(rule.text, rule.charset);
     reply.line({"From: ", from});
     reply.line({"To: ", run.reading.mail.from});
     reply.line({"MIME-Version: 1.0"});
-    reply.line({"Subject: ", subject_value(make_subject(rule, run), policy)});
+    reply.line({"Subject: ", form.subject_value(make_subject(rule, run))});
     reply.write(chosen_reply_headers(run));
     if (multipart) {
         reply.line({"Content-Type: multipart/mixed;\n\tboundary=\"", boundary, "\""});
@@ -92,7 +92,7 @@ void write_reply(const ResponderRule& rule, const Run& run,
     reply.line({text.body});
     reply.write("\n\n");
     for (const std::string& name : attachments)
-        write_attachment(run.mailbox().attachments_dir, name, boundary, policy, reply);
+        write_attachment(run.mailbox().attachments_dir, name, boundary, form, reply);
     if (multipart)
         reply.line({"--", boundary, "--"});
 }
@@ -109,7 +109,7 @@ ReplyFacts compose_reply(const ResponderRule& rule, Run& run, std::uint64_t limi
         *untold = attachments.missing;
     else if (!attachments.missing.empty())
         notify_about_missing(attachments.missing, rule, run);
-    const std::string from = own_address(run.reading.mail.to, run.policy);
+    const std::string from = form_of(run.policy).own_address(run.reading.mail.to);
     write_reply(rule, run, attachments.found, boundary, from, reply);
     const bool oversize =
         reply.size() > limit || (run.policy.retry_status != 0 && reply.can_never_be_whole());

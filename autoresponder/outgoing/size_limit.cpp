@@ -23,15 +23,15 @@ constexpr std::uint64_t ceiling = std::uint64_t{1} << 30;
 
 /// The value for the longest front part, in whole characters, that gives one of at most `most`
 /// bytes.
-std::string cut_subject(const std::string& subject, std::size_t most, const Policy& policy) {
+std::string cut_subject(const std::string& subject, std::size_t most, const Form& form) {
     std::size_t kept = 0;
     for (std::size_t step = std::bit_floor(std::min(subject.size(), most)); step > 0; step /= 2) {
         if (kept + step <= subject.size() &&
-            subject_value(subject.substr(0, kept + step), policy).size() <= most)
+            form.subject_value(subject.substr(0, kept + step)).size() <= most)
             kept += step;
     }
     const std::string_view front = std::string_view(subject).substr(0, kept);
-    return subject_value(std::string(orvek::without_cut_character(front)), policy);
+    return form.subject_value(std::string(orvek::without_cut_character(front)));
 }
 
 std::uint64_t read_limit() {
@@ -55,20 +55,19 @@ std::uint64_t size_limit() {
 
 void write_oversize_reply(const ResponderRule& rule, const Run& run, const std::string& own_address,
                           std::uint64_t limit, TemporaryFile& reply) {
-    const Policy& policy = run.policy;
+    const Form& form = form_of(run.policy);
     const Mail_content& mail = run.reading.mail;
     const std::string before =
-        concat({reply_to_lines(rule.reply_to, policy),
-                "From: ", policy.standard_mail ? own_address : mail.to, "\n",
-                policy.standard_mail ? "MIME-Version: 1.0" : "CC: ", "\nSubject: "});
+        concat({form.reply_to_lines(rule.reply_to), "From: ", form.short_from(mail.to, own_address),
+                "\n", form.line_before_subject(), "Subject: "});
     const std::string behind =
         concat({"\n", chosen_reply_headers(run),
                 "\nAn error occurred while responding on you request.\n\n"
                 "Autoresponder message size exceeds databytes limit.\n\n\n\n"});
-    std::string subject = subject_value("Re: " + mail.subject, policy);
+    std::string subject = form.subject_value("Re: " + mail.subject);
     const std::uint64_t others = before.size() + behind.size();
     if (others < limit && subject.size() > limit - others)
-        subject = cut_subject("Re: " + mail.subject, limit - others, policy);
+        subject = cut_subject("Re: " + mail.subject, limit - others, form);
     reply.restart();
     for (const std::string& piece : {before, subject, behind})
         reply.write(piece);
