@@ -187,8 +187,7 @@ OTHER_FAULTS: dict[str, Arrangement] = {
     "/tmp is gone when the rule answers": lambda case: case.lose_tmp(),
     "/tmp is gone when the rule answers, and nothing is forwarded": all_of(
         NO_FORWARD, lambda case: case.lose_tmp()),
-    "no descriptor is left for the reply": all_of(
-        NO_FORWARD, sql("delete from resp_attach"), tell(limits={"NOFILE": 4})),
+    "no descriptor is left for the cell": tell(limits={"NOFILE": 4}),
     "the attachments vanish between check and read": lambda case: case.harm(
         "from clients", lambda _: shutil.rmtree(case.box.attachments(BOX))),
     "databytes is a directory": as_directory(DATABYTES),
