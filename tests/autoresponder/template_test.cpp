@@ -1,8 +1,10 @@
 #include "autoresponder/outgoing/template.h"
 
+#include "base/text.h"
 #include "tests/support/cases.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 namespace {
@@ -43,19 +45,16 @@ TEST(Template, EmptyTableGivesTheEmptyText) {
 }
 
 TEST(Template, SortsAndFinds) {
-    std::string names = "abcdefg";
+    std::array<std::string_view, 7> names = {"a", "b", "c", "d", "e", "f", "g"};
     do {
-        par_templ shuffled[7];
-        char texts[7][2];
-        for (int i = 0; i < 7; ++i) {
-            std::snprintf(texts[i], sizeof texts[i], "%c", names[static_cast<std::size_t>(i)]);
-            shuffled[i] = {texts[i], texts[i]};
-        }
-        templ_quick_sort(shuffled, 7);
-        for (int i = 0; i < 7; ++i) {
-            ASSERT_EQ(shuffled[i].name[0], 'a' + i) << names;
-            ASSERT_EQ(shuffled[i].value, shuffled[i].name) << names;
-        }
+        std::vector<par_templ> shuffled;
+        for (const std::string_view name : names)
+            shuffled.push_back({name.data(), name.data()});
+        templ_quick_sort(shuffled.data(), 7);
+        std::string sorted;
+        for (const par_templ& parameter : shuffled)
+            sorted += concat({parameter.name, parameter.value});
+        ASSERT_EQ(sorted, "aabbccddeeffgg");
     } while (std::next_permutation(names.begin(), names.end()));
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(templ_found(table[i].name, table, 4), i);
