@@ -12,7 +12,7 @@ TOP = pathlib.Path(__file__).resolve().parents[1]
 COPY = TOP / "build/mutants"
 BUILD = COPY / "build"
 FAST = r"^\w+_test[.]|^fuzz[.]"
-WHOLE = r"^run[.]"
+WHOLE = r"^run[.]|^docs[.]the_manual"
 OTHER = {" == ": " != ", " != ": " == ", " < ": " >= ", " >= ": " < ", " > ": " <= ", " <= ": " > ",
          " && ": " || ", " || ": " && ", "true": "false", "false": "true"}
 MOVED = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " + 1": "", " - 1": ""}
