@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <fcntl.h>
 #include <new>
 #include <poll.h>
@@ -86,9 +85,9 @@ bool tell(int pipe, std::uint64_t holding, const Texts& texts) {
 /// The child. `pipe` becomes its one descriptor.
 [[noreturn]] void live(const Work& work, const Bounds& bounds, int pipe) {
     constexpr int answer = 0;
-    // What the parent does at its end is none of the child's business.
-    std::set_terminate(std::abort);
-    std::signal(SIGXCPU, SIG_DFL);
+    struct sigaction deadly = {};
+    deadly.sa_handler = SIG_DFL;
+    sigaction(SIGXCPU, &deadly, nullptr);
     sigset_t own_limit;
     sigemptyset(&own_limit);
     sigaddset(&own_limit, SIGXCPU);
@@ -118,7 +117,7 @@ public:
         sigset_t all, mask;
         sigfillset(&all);
         sigprocmask(SIG_SETMASK, &all, &mask);
-        pid_ = fork();
+        pid_ = _Fork(); // there are no other threads, whose locks fork() would look after
         if (pid_ == 0)
             live(work, bounds, pipe);
         const int reason = errno;

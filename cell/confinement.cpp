@@ -1,6 +1,5 @@
 #include "cell/confinement.h"
 
-#include "base/io.h"
 #include "base/owned.h"
 
 #include <algorithm>
@@ -8,7 +7,6 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <grp.h>
@@ -17,6 +15,7 @@
 #include <linux/capability.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -41,20 +40,12 @@ bool lower(decltype(RLIMIT_CORE) resource, rlim_t soft, rlim_t hard) {
     return setrlimit(resource, &limit) == 0;
 }
 
-/// Bytes of address space that the process has; 0 where nobody says.
-std::size_t address_space() {
-    const Descriptor statm(open("/proc/self/statm", O_RDONLY | O_CLOEXEC));
-    std::array<char, 32> text{};
-    read_fully(statm.get(), text.data(), text.size() - 1);
-    return std::strtoul(text.data(), nullptr, 10) * static_cast<std::size_t>(getpagesize());
-}
-
-/// AddressSanitizer takes terabytes of address space.
+/// Beyond what the heap has, and room for program and libraries. AddressSanitizer takes terabytes.
 bool limit_memory(std::size_t most) {
-    if (sanitized)
-        return true;
-    const std::size_t used = address_space();
-    return used != 0 && lower(RLIMIT_AS, used + most, used + most);
+    constexpr std::size_t libraries = 64'000'000;
+    const struct mallinfo2 heap = mallinfo2();
+    const rlim_t all = libraries + heap.arena + heap.hblkhd + most;
+    return sanitized || lower(RLIMIT_AS, all, all);
 }
 
 bool limit_all(const Bounds& bounds) {
@@ -99,8 +90,8 @@ std::size_t size_of_ruleset(long version) {
     return sizeof(std::uint64_t) * (version >= 6 ? 3 : version >= 4 ? 2 : 1);
 }
 
-/// Where the C library's converters lie, and the libraries that they need.
-constexpr const char* library_folders[] = {"/usr/lib", "/usr/lib64", "/lib", "/lib64"};
+/// In one of them the C library has its converters.
+constexpr const char* library_folders[] = {"/usr/lib", "/usr/lib64"};
 
 bool open_libraries_alone(const Bounds&) {
     constexpr unsigned ask_version = 1;
