@@ -254,6 +254,7 @@ Explanation explain(const std::string& recipient, const std::optional<DwString>&
     for (const RuleNotes& rule : told.rules)
         count(rule.facts, told);
     told.sendmail_problem = sendmail_problem();
+    told.confinements = cell::confinements();
     told.no_reply = reason(told);
     said.clear();
     return told;

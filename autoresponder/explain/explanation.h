@@ -3,6 +3,7 @@
 #pragma once
 
 #include "autoresponder/deciding/context.h"
+#include "cell/cell.h"
 #include "mimelib/mimelib.h"
 
 #include <cstddef>
@@ -80,6 +81,8 @@ struct Explanation {
     std::size_t notices = 0;
     /// Why what is sent goes nowhere; empty when nothing is known.
     std::string sendmail_problem;
+    /// What holds where a mail is read.
+    std::vector<cell::Confinement> confinements;
     /// Why there is no reply, in words; empty when there is one, and without a mail when there may
     /// be one.
     std::string no_reply;

@@ -123,9 +123,13 @@ std::string as_json(const Explanation& explanation) {
     Json rules = Json::array();
     for (const RuleNotes& rule : explanation.rules)
         rules.push_back(of_rule(rule));
+    Json confinements = Json::array();
+    for (const cell::Confinement& confinement : explanation.confinements)
+        confinements.push_back({{"name", confinement.name}, {"holds", confinement.holds}});
     Json document = {{"mail", of_mail(explanation)},
                      {"mailbox", of_mailbox(explanation)},
                      {"rules", std::move(rules)},
+                     {"confinements", std::move(confinements)},
                      {"verdict",
                       {{"replies", explanation.replies},
                        {"forwards", explanation.forwards},

@@ -199,6 +199,10 @@ void write_verdict(const Explanation& told, Page& page) {
     const bool good = told.no_reply.empty();
     if (!told.sendmail_problem.empty())
         page.verdict(Mark::note, concat({"sendmail takes nothing: ", told.sendmail_problem}));
+    for (const cell::Confinement& confinement : told.confinements) {
+        if (!confinement.holds)
+            page.verdict(Mark::note, concat({"mail is read without this: ", confinement.name}));
+    }
     if (!told.has_mail) {
         page.verdict(good ? Mark::yes : Mark::no,
                      good ? std::string("a mail may be answered")
