@@ -24,9 +24,9 @@ std::string cleaned(std::string_view text) {
     return clean.erase(clean.find_last_not_of(' ') + 1);
 }
 
-/// Length of the character that well-formed `text` begins with.
+/// Length of the character that well-formed `text` begins with; 0 at its end.
 std::size_t character_length(std::string_view text) {
-    std::size_t length = 1;
+    std::size_t length = text.empty() ? 0 : 1;
     while (length < text.size() && continues_character(text[length]))
         ++length;
     return length;
@@ -61,33 +61,26 @@ public:
 
     /// The same for text that goes into encoded words, as many as it takes.
     void encoded(std::string_view blanks, std::string_view text) {
-        const std::string q = q_form(text);
-        const bool as_b = b_length(text.size()) < q.size();
-        start_word(blanks,
-                   std::min(max_encoded_word, frame + (as_b ? b_length(text.size()) : q.size())));
-        std::size_t end = 0;
+        const bool as_b = length(text, true) < length(text, false);
+        start_word(blanks, std::min(max_encoded_word, frame + length(text, as_b)));
         while (!text.empty()) {
-            const std::size_t next = end == text.size() ? 0 : character_length(text.substr(end));
-            if (next != 0 && (end == 0 || length(text.substr(0, end + next), as_b) <= room())) {
+            std::size_t end = 0, next = 0;
+            do {
                 end += next;
-                continue;
-            }
+                next = character_length(text.substr(end));
+            } while (next > 0 && (end == 0 || length(text.substr(0, end + next), as_b) <= room()));
             const std::string_view part = text.substr(0, end);
-            append(as_b ? "=?utf-8?B?" : "=?utf-8?Q?");
-            append(as_b ? b_form(part) : q_form(part));
+            append(as_b ? "=?utf-8?B?" + b_form(part) : "=?utf-8?Q?" + q_form(part));
             append("?=");
             text.remove_prefix(end);
-            end = 0;
             if (!text.empty())
                 start_line();
         }
     }
 
 private:
-    static std::size_t b_length(std::size_t bytes) { return (bytes + 2) / 3 * 4; }
-
     static std::size_t length(std::string_view text, bool as_b) {
-        return as_b ? b_length(text.size()) : q_form(text).size();
+        return as_b ? (text.size() + 2) / 3 * 4 : q_form(text).size();
     }
 
     /// What an encoded word that begins here may hold.
