@@ -1,4 +1,4 @@
-"""big.py BUILD-FOLDER [PAIRS]: mails and attachments of the size that a mail system lets through.
+"""big.py BUILD-FOLDER [PAIRS [PROGRAM]]: mails and attachments of the size that a mail system lets through.
 
 The program does all that it does for a mail: the copy, decoding, a search of the text, the database,
 a reply. GMime only parses and decodes. For attachments, coreutils' base64 encodes the same file to a
@@ -10,7 +10,7 @@ import random
 import shutil
 import textwrap
 
-from common.bench import MAILBOX, PROGRAM, Bench, Figures, arguments, table
+from common.bench import MAILBOX, PROGRAM, Bench, Figures, arguments, tables
 from support.case import quote
 
 MIB = 1 << 20
@@ -51,7 +51,7 @@ def against_gmime(bench: Bench, mail: bytes, length: int, pairs: int) -> list[Fi
                            " '1000000')")
     (bench.folder / "mail").write_bytes(mail)
     gmime = ["/program/gmime_decode", str(length)]
-    figures = bench.turns("mail", pairs, [PROGRAM], gmime)
+    figures = bench.turns("mail", pairs, [PROGRAM], gmime, *bench.others)
     rows = bench.database.rows("select num from resp_freq")
     assert rows and int(rows[0][0] or 0) >= pairs, "the trigger was not found"
     return figures
@@ -67,19 +67,17 @@ def against_base64(bench: Bench, pairs: int) -> list[Figures]:
     attachment.write_bytes(os.urandom(20 * MIB))
     shutil.copy(attachment, bench.box.attachments(MAILBOX))
     (bench.folder / "mail").write_text(HEADERS + "\nHow are you?\n")
-    return bench.turns("mail", pairs, [PROGRAM], ["/bin/sh", "-c", BASE64_AND_SEND])
+    return bench.turns("mail", pairs, [PROGRAM], ["/bin/sh", "-c", BASE64_AND_SEND], *bench.others)
 
 
 def mails_against_gmime(bench: Bench, pairs: int) -> None:
     body = text(25 * MIB * 57 // 77)  # 77 bytes of Base64 for 57
     print("25 MB mail in base64")
-    table(*against_gmime(bench, base64_mail(body), len(body), pairs), "GMime", {"CPU": 0.7},
-          "Base64 mail")
+    tables(against_gmime(bench, base64_mail(body), len(body), pairs), "GMime", {"CPU": 0.7}, "Base64 mail")
     body = text(5 * MIB)
     print("25 MB multipart")
     mail = multipart_mail(body, os.urandom(20 * MIB * 57 // 77))
-    table(*against_gmime(bench, mail, len(body), pairs), "GMime", {"CPU": 0.7},
-          "multipart")
+    tables(against_gmime(bench, mail, len(body), pairs), "GMime", {"CPU": 0.7}, "multipart")
 
 
 def main() -> None:
@@ -92,8 +90,7 @@ def main() -> None:
         else:
             print("not compared with GMime: install libgmime-3.0-dev, and run this again")
         print("20 MB attachment in the reply")
-        table(*against_base64(bench, pairs), "base64", {"wall": 1.0, "CPU": 1.0},
-              "attachment")
+        tables(against_base64(bench, pairs), "base64", {"wall": 1.0, "CPU": 1.0}, "attachment")
 
 
 if __name__ == "__main__":

@@ -4,7 +4,6 @@ too, and first answers are measured besides; the goals for it are those beside v
 
 sendmail only reads its input. A do-nothing spawn is measured along and subtracted from none."""
 
-import pathlib
 import sys
 
 from common.bench import MAILBOX, NOTHING, PROGRAM, Bench, arguments, table
@@ -12,7 +11,7 @@ from support.case import SENDER, mail
 
 GOALS = {"wall": 0.75, "CPU": 0.75, "peak memory": 1.0}
 KNOWN, FIRST = {"wall": 1.10, "CPU": 1.06}, {"wall": 1.02, "CPU": 1.00}
-FLOOR, OTHER = ["/program/floor", SENDER, MAILBOX, "1", "1"], ["/program/other"]
+FLOOR = ["/program/floor", SENDER, MAILBOX, "1", "1"]
 # Each row is one of an earlier day, so each answer is a first one.
 FORGETFUL = "alter table ovk.resp_freq modify time_resp timestamp not null default '2020-01-01'"
 
@@ -24,11 +23,11 @@ def check(asked: list[str], expected: list[str]) -> None:
         sys.exit(f"start: program and floor ask for different things:\n{asked}\n{expected}")
 
 
-def measure(bench: Bench, pairs: int, host: str, others: list[list[str]]) -> None:
+def measure(bench: Bench, pairs: int, host: str) -> None:
     bench.turns("mail", 1, [PROGRAM])  # the sender is known from here on
     asked, expected = bench.statements("mail", [PROGRAM]), bench.statements("mail", FLOOR)
     check(asked, expected)
-    program, floor, nothing, *other = bench.turns("mail", pairs, [PROGRAM], FLOOR, [NOTHING], *others)
+    program, floor, nothing, *other = bench.turns("mail", pairs, [PROGRAM], FLOOR, [NOTHING], *bench.others)
     print(f"start, {host}: one small mail, one answering rule; {len(asked)} statements, the floor's"
           f" {len(expected)}; medians of {pairs} pairs; a do-nothing spawn takes {nothing.wall:.2f} ms")
     table(program, floor, "floor", GOALS, host)
@@ -39,22 +38,20 @@ def measure(bench: Bench, pairs: int, host: str, others: list[list[str]]) -> Non
 
 def main() -> None:
     build, pairs = arguments(300)
-    paths = {"other": pathlib.Path(name).resolve() for name in sys.argv[3:]}
-    with Bench(build, floor=build / "bench/floor", **paths) as bench:
+    with Bench(build, floor=build / "bench/floor") as bench:
         bench.database.execute("insert into mail_resp (id, mn_id, text, resp_on, ans_freq)"
                                " values (1, 1, 'Thank you for your mail.', 'true', '1000000')")
         (bench.folder / "mail").write_text(mail())
-        others = [OTHER] * len(paths)
         configuration = bench.box.etc / "ovk.conf"
         text = configuration.read_text()
-        measure(bench, pairs, "with ovk.conf", others)
+        measure(bench, pairs, "with ovk.conf")
         configuration.unlink()
-        measure(bench, pairs, "without it", others)
-        if others:
+        measure(bench, pairs, "without it")
+        if bench.others:
             bench.database.execute(FORGETFUL)
             for host in ("without ovk.conf", "with"):
                 print(f"a first answer, {host}")
-                table(*bench.turns("mail", pairs, [PROGRAM], OTHER), "other", FIRST)
+                table(*bench.turns("mail", pairs, [PROGRAM], *bench.others), "other", FIRST)
                 configuration.write_text(text)
 
 

@@ -14,6 +14,7 @@ from support.database import Database  # noqa: E402
 from support.sandbox import Sandbox  # noqa: E402
 
 PROGRAM = "/program/autoresponder"
+BESIDE = {"wall": 1.03, "CPU": 1.03}  # the build before
 NOTHING = "/usr/sbin/sendmail"  # bench/sink.c
 MAILBOX = "sales@example.com"
 SCHEMA = """
@@ -36,7 +37,8 @@ class Figures:
 class Bench:
     """Mailbox MAILBOX without rules, and the built programs, in a sandbox whose /tmp is in memory.
 
-    `folder` is seen as /bench by the programs."""
+    `folder` is seen as /bench by the programs. `others` has the command of another build, where the
+    bench was given one behind the number of rounds."""
 
     def __init__(self, build: pathlib.Path, **programs: pathlib.Path) -> None:
         self.database = Database()
@@ -46,6 +48,8 @@ class Bench:
         self.folder.mkdir()
         self.box.tmp_mount = ["--tmpfs", "/tmp"]
         self.box.extra += ["--ro-bind", str(self.folder), "/bench"]
+        programs |= {"other": pathlib.Path(name).resolve() for name in sys.argv[3:4]}
+        self.others = [["/program/other"]] * ("other" in programs)
         for name, path in programs.items() | {"turns": build / "bench/turns"}.items():
             self.box.extra += ["--ro-bind", str(path), f"/program/{name}"]
         self.empty_panel()
@@ -123,6 +127,14 @@ def table(program: Figures, reference: Figures, name: str, goals: dict[str, floa
         ratio = ours / theirs
         missed = "  MISSED" if what in goals and ratio > goals[what] else ""
         print(f"{what + ' ' + unit:16}{ours:10.2f}{theirs:12.2f}{ratio:8.2f}  {goal}{missed}")
+
+
+def tables(figures: list[Figures], name: str, goals: dict[str, float], plotted: str) -> None:
+    """The program beside its reference, and beside another build where there is one."""
+    program, reference, *others = figures
+    table(program, reference, name, goals, plotted)
+    for other in others:
+        table(program, other, "other", BESIDE)
 
 
 def arguments(rounds: int) -> tuple[pathlib.Path, int]:
