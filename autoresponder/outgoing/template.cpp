@@ -1,5 +1,6 @@
 #include "autoresponder/outgoing/template.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -9,29 +10,12 @@ namespace {
 
 constexpr std::size_t max_name = 32;
 
-/// A placeholder's name, or why there is none.
-struct Name {
-    enum class Kind { name, empty, too_long, unfinished } kind;
-    std::array<char, max_name + 1> text;
-    std::size_t length;
-};
-
-/// Reads the name behind an opening delimiter.
-Name read_name(const char* src, char close) {
-    Name name = {Name::Kind::name, {}, 0};
-    for (; src[name.length] != '\0' && src[name.length] != close; ++name.length) {
-        if (name.length == max_name) {
-            name.kind = Name::Kind::too_long;
-            ++name.length;
-            return name;
-        }
-        name.text[name.length] = src[name.length];
-    }
-    if (src[name.length] == '\0')
-        name.kind = Name::Kind::unfinished;
-    else if (name.length == 0)
-        name.kind = Name::Kind::empty;
-    return name;
+/// How far the name behind an opening delimiter goes: to `close`, to the end, or one too far.
+std::size_t name_length(const char* src, char close) {
+    std::size_t length = 0;
+    while (length <= max_name && src[length] != '\0' && src[length] != close)
+        ++length;
+    return length;
 }
 
 /// The output buffer and how far source and output have got.
@@ -60,8 +44,8 @@ public:
     /// There is a byte behind the last counted one, even when the output is full.
     void terminate() { dst_[ctl_->out_count] = '\0'; }
 
-    void account_for(const Name& name) {
-        ctl_->in_count += static_cast<std::uint32_t>(name.length + 2);
+    void account_for_placeholder(std::size_t name_length) {
+        ctl_->in_count += static_cast<std::uint32_t>(name_length + 2);
     }
 
 private:
@@ -71,13 +55,13 @@ private:
 };
 
 /// Puts a known placeholder's value in. False ends the substitution.
-bool put_value(const char* value, const Name& name, Output& output, repl_ctl* ctl) {
+bool put_value(const char* value, std::size_t name_length, Output& output, repl_ctl* ctl) {
     const std::size_t length = std::strlen(value);
     if (length > output.room() && (ctl->flags & REPL_STOP_ON_OVERFLOW) != 0) {
         ctl->status |= REPL_STOPPED;
         return false;
     }
-    output.account_for(name);
+    output.account_for_placeholder(name_length);
     if (!output.append(value, length))
         return false;
     output.terminate();
@@ -97,15 +81,17 @@ char* templ_replace(char open, char close, const par_templ* params, unsigned lon
     const char* pending = src;
     const char* at = src;
     while ((at = std::strchr(at, open)) != nullptr && *at != '\0') {
-        const Name name = read_name(at + 1, close);
-        if (name.kind == Name::Kind::unfinished)
+        const std::size_t length = name_length(at + 1, close);
+        const char* const behind = at + 1 + length;
+        if (*behind == '\0')
             break;
-        const char* const behind = at + 1 + name.length;
-        if (name.kind != Name::Kind::name) {
-            at = name.kind == Name::Kind::empty ? behind + 1 : behind;
+        if (length == 0 || length > max_name) {
+            at = length == 0 ? behind + 1 : behind;
             continue;
         }
-        const int found = templ_found(name.text.data(), params, static_cast<int>(count));
+        std::array<char, max_name + 1> name = {};
+        std::memcpy(name.data(), at + 1, length);
+        const int found = templ_found(name.data(), params, static_cast<int>(count));
         if (found == -1 && (ctl->flags & REPL_KEEP_UNKNOWN) != 0) {
             ctl->status |= REPL_UNKNOWN_KEPT;
             at = behind + 1;
@@ -115,8 +101,8 @@ char* templ_replace(char open, char close, const par_templ* params, unsigned lon
             return dst;
         pending = at = behind + 1;
         if (found == -1 || params[found].value == nullptr)
-            output.account_for(name);
-        else if (!put_value(params[found].value, name, output, ctl))
+            output.account_for_placeholder(length);
+        else if (!put_value(params[found].value, length, output, ctl))
             return dst;
     }
     const std::size_t rest = std::strlen(pending);
@@ -128,21 +114,13 @@ char* templ_replace(char open, char close, const par_templ* params, unsigned lon
 int templ_found(const char* name, const par_templ* params, int count) {
     if (count == 0 || params == nullptr || name == nullptr)
         return -1;
-    int lo = 0;
-    int hi = count - 1;
-    while (lo < hi) {
-        const int mid = lo + (hi - lo) / 2;
-        const int order = std::strcmp(name, params[mid].name);
-        if (order == 0)
-            return mid;
-        if (mid == (order > 0 ? hi : lo))
-            return -1;
-        if (order > 0)
-            lo = mid + 1;
-        else
-            hi = mid - 1;
-    }
-    return std::strcmp(name, params[lo].name) == 0 ? lo : -1;
+    const par_templ* const end = params + count;
+    const par_templ* const found =
+        std::lower_bound(params, end, name, [](const par_templ& param, const char* wanted) {
+            return std::strcmp(param.name, wanted) < 0;
+        });
+    return found != end && std::strcmp(found->name, name) == 0 ? static_cast<int>(found - params)
+                                                               : -1;
 }
 
 void templ_quick_sort(par_templ* params, int count) {
