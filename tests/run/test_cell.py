@@ -22,12 +22,11 @@ class Cell(PanelCase):
     def test_a_reader_that_is_broken(self) -> None:
         self.rule(forward=["other@client.example"])
         self.harm()
-        for conf in ("", "AUTORESPONDER_RETRY_LATER true\n", "AUTORESPONDER_READ_AS_SHOWN true\n"):
-            with (self.box.etc / "ovk.conf").open("a") as file:
-                file.write(conf)
+        for choices in ([], ["RETRY_LATER"], ["RETRY_LATER", "READ_AS_SHOWN"]):
+            self.configure(*choices)
             for text, reason in (("crash", "Segmentation fault"), ("password", "no answer"),
                                  ("message", "no answer"), ("sendmail", "Bad system call")):
-                with self.subTest(conf=conf, text=text):
+                with self.subTest(choices=choices, text=text):
                     self.assert_silent(self.deliver(self.letter(text)),
                                        f"{CANNOT}{reason}\nAbnormal exit.\n")
         self.assertEqual(self.database.rows("select * from resp_freq"), [])

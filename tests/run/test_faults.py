@@ -319,8 +319,7 @@ class Faults(PanelCase):
         """What comes of a run, in the words of the table."""
         self.prepare()
         if later:
-            with (self.box.etc / "ovk.conf").open("a") as conf:
-                conf.write(f"AUTORESPONDER_RETRY_LATER {TRIED_AGAIN}\n")
+            self.configure(RETRY_LATER=str(TRIED_AGAIN))
         try:
             arrange(self)
             count = self.database.rows(COUNT)

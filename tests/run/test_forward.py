@@ -35,8 +35,7 @@ class Forward(PanelCase):
         self.assertEqual(len(calls), 3)
         self.assertEqual([address for call in calls[:2] for address in call.args[3:]],
                          [f"{'x' * 100}{number}@y.test" for number in range(1, 30001)])
-        with (self.box.etc / "ovk.conf").open("a") as conf:
-            conf.write("AUTORESPONDER_RETRY_LATER true\n")
+        self.configure("RETRY_LATER")
         for first, second, status in ((0, 75, 0), (67, 75, 75), (75, 0, 75)):
             self.box.script(f"cat >/dev/null; mkdir /capture/one || exit {second}; exit {first}")
             self.assertEqual(self.deliver().status, status, (first, second))
@@ -48,8 +47,7 @@ class Forward(PanelCase):
                               "insert into mail (id, dom_id, mail_name) values (2, 2, 'info');"
                               "insert into mail_aliases (mn_id, alias) values (2, 'other')")
         self.rule(mn_id=2, forward=["other@bücher.test"])
-        with (self.box.etc / "ovk.conf").open("a") as conf:
-            conf.write("AUTORESPONDER_STOP_CIRCLES true\n")
+        self.configure("STOP_CIRCLES")
         mark = rb"X-Autoresponder-Forwarded: info@b\xC3\xBCcher.test"
         for end in (b"\n", b"\r\n"):
             message = mail(body="x" * 300000 + "\n").encode().replace(b"\n", end)

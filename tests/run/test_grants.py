@@ -18,7 +18,7 @@ class Grants(PanelCase):
         self.database.execute(SQL.rstrip().rstrip(";"))
         self.addCleanup(self.database.execute,
                         "grant all privileges on *.* to 'admin'@'localhost'")
-        (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_REFUSE_AUTOMATIC true\n")
+        self.configure("REFUSE_AUTOMATIC")
         self.rule(forward=["boss@example.org"], attach=["missing.txt"], ans_freq="100", mem_limit="1")
 
     def test_enough(self) -> None:

@@ -14,12 +14,7 @@ from support.case import BOX, PanelCase, mail
 class Log(PanelCase):
     def setUp(self) -> None:
         super().setUp()
-        self.log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self.addCleanup(self.log.close)
-        path = str(self.box.folder / "log")
-        self.log.bind(path)
-        self.log.setblocking(False)
-        self.box.extra = ["--bind", path, "/dev/log"]
+        self.log = self.system_log()
 
     def line(self, message: str = mail(), recipient: str | None = BOX) -> str:
         """What a run logs, behind facility, priority, time and process, without the milliseconds."""
@@ -49,8 +44,7 @@ class Log(PanelCase):
 
     def test_each_way_out_has_its_line(self) -> None:
         self.assertEqual(self.line(), "")
-        with (self.box.etc / "ovk.conf").open("a") as conf:
-            conf.write("AUTORESPONDER_LOG true\nAUTORESPONDER_REFUSE_AUTOMATIC true\n")
+        self.configure("LOG", "REFUSE_AUTOMATIC")
         self.rule(1, forward=["a@x.test", "b@x.test"], attach=["gone"], ans_freq="1")
         self.rule(2, keystr="no such", key_where="subj")
         self.rule(3, resp_on="false")
@@ -90,17 +84,14 @@ class Logged(PanelCase):
 
     def setUp(self) -> None:
         super().setUp()
-        self.log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self.addCleanup(self.log.close)
-        self.log.bind(str(self.box.folder / "log"))
-        self.log.settimeout(0.01)
+        self.log = self.system_log()
         self.logged = ["--ro-bind", os.environ["OVK_PROGRAM"] + "-logged", "/program/autoresponder-logged"]
-        self.box.extra = [*self.logged, "--bind", str(self.box.folder / "log"), "/dev/log"]
+        self.box.extra[:0] = self.logged
         self.box.wrapper = ["/program/autoresponder-logged"]
 
     def lines(self) -> list[str]:
         lines = []
-        with contextlib.suppress(TimeoutError):
+        with contextlib.suppress(BlockingIOError):
             while True:
                 entry = self.log.recv(65536).decode("ascii").rstrip("\0")
                 self.assertRegex(entry, r"^<22>.{15} autoresponder: [^\0-\x1f\x7f]+$")  # mail, info

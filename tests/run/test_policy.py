@@ -2,7 +2,6 @@
 
 import email
 import email.policy
-import socket
 
 from support.case import BOX, SENDER, PanelCase, mail
 
@@ -38,17 +37,12 @@ class Policy(PanelCase):
             "insert into domainaliases (dom_id, name, mail) values (1, 'example.net', 'true'),"
             " (1, 'parked.test', 'false')")
 
-    def switch_on(self, *names: str, value: str = "true") -> None:
-        with (self.box.etc / "ovk.conf").open("a") as conf:
-            for name in names:
-                conf.write(f"AUTORESPONDER_{name} {value}\n")
-
     def test_refused_mail_is_forwarded_within_the_limit(self) -> None:
         self.rule(1, forward=["boss@example.org"], attach=["gone"], ans_freq="2")
         self.rule(2)
         self.rule(3, forward=["boss@example.org"], ans_freq="0")
         self.rule(4, forward=["nobody@example.org"], keystr="x", key_where="subj")
-        self.switch_on("REFUSE_AUTOMATIC")
+        self.configure("REFUSE_AUTOMATIC")
         for forwards in (1, 1, 0):
             run = self.deliver(mail(headers="List-Id: x\n"))
             self.assertEqual((run.status, run.out, run.leftovers), (0, "", []))
@@ -61,7 +55,7 @@ class Policy(PanelCase):
     def test_a_storm_ends(self) -> None:
         """A rule that forwards to its own mailbox, and bounces of what it forwards."""
         self.rule(forward=[BOX], ans_freq="5")
-        self.switch_on("REFUSE_AUTOMATIC")
+        self.configure("REFUSE_AUTOMATIC")
         message, runs = mail(headers="Precedence: list\n").encode(), 0
         while message:
             run = self.deliver(message)
@@ -82,7 +76,7 @@ class Policy(PanelCase):
 
     def test_who_is_refused(self) -> None:
         self.rule(ans_freq="1000")
-        self.switch_on("REFUSE_AUTOMATIC")
+        self.configure("REFUSE_AUTOMATIC")
         recipient, mailbox = "From or Reply-To is the recipient", "From or Reply-To is the mailbox itself"
         for sender, reason in (
             (SENDER, ""), ("other@example.com", ""), ("sales@parked.test", ""),
@@ -99,7 +93,7 @@ class Policy(PanelCase):
         self.database.execute("insert into domainaliases (dom_id, name, mail) values"
                               " (1, 'bücher.example', 'true')")
         self.rule(forward=["boss@example.org"], ans_freq="1000")
-        self.switch_on("ADDRESSED_ONLY")
+        self.configure("ADDRESSED_ONLY")
         head = f"From: {SENDER}\nList-Id: x\n"  # which is another variable's matter
         for fields, answered in (
             (f"To: {BOX}", True), ("CC: x@y.test, Sales <SALES@Example.COM>", True),
@@ -139,10 +133,7 @@ class Policy(PanelCase):
             ("+", "a+b@example.com", True), ("+", f"sales+{'x' * 60}..y@example.com", True),
         ):
             with self.subTest(value, recipient=recipient):
-                (self.box.etc / "ovk.conf").write_text("")
-                if value:
-                    self.switch_on("RECIPIENT_DELIMITER", value=value)
-                self.switch_on("MODERN", value="false")
+                self.configure(RECIPIENT_DELIMITER=value, MODERN="false")
                 run = self.deliver(recipient=recipient)
                 if answered:
                     self.assert_answered(run)
@@ -155,7 +146,7 @@ class Policy(PanelCase):
         self.deliver(recipient="x+y@example.com")
         lookups = self.database.heard()[1:]
         self.assertEqual((len(lookups), len({*lookups})), (8, 8))  # each once
-        self.switch_on("REFUSE_AUTOMATIC")
+        self.configure("REFUSE_AUTOMATIC", RECIPIENT_DELIMITER="+")
         run = self.deliver(mail(sender="Orders+z@example.net"))
         self.assertEqual(run.err, REFUSED.format("From or Reply-To is the mailbox itself"))
 
@@ -168,11 +159,7 @@ class Policy(PanelCase):
             ("false", "true", True), ("TRUE", "", False), ("false", "", False),
         ):
             with self.subTest(modern=modern, own=own):
-                (self.box.etc / "ovk.conf").unlink(missing_ok=True)
-                if modern:
-                    self.switch_on("MODERN", value=modern)
-                if own:
-                    self.switch_on("REPLY_HEADERS", "NULL_SENDER", value=own)
+                self.configure(MODERN=modern, REPLY_HEADERS=own, NULL_SENDER=own)
                 run = self.deliver(mail(headers="Message-ID: <a@b>\n"))
                 self.assert_answered(run)
                 self.assertEqual(run.calls[0].args[-2], "<>" if on else BOX)
@@ -183,9 +170,7 @@ class Policy(PanelCase):
 
     def outputs(self, message: str, recipient: str, *switches: str) -> tuple[dict, dict]:
         """What a run gives but for its mails, and its mails."""
-        (self.box.etc / "ovk.conf").write_text("")
-        for name in switches:
-            self.switch_on(name, value="+" if name == "RECIPIENT_DELIMITER" else "true")
+        self.configure(**{name: "+" if name == "RECIPIENT_DELIMITER" else "true" for name in switches})
         self.database.execute("truncate resp_freq")
         run = self.deliver(message, recipient)
         mails = {}
@@ -201,11 +186,7 @@ class Policy(PanelCase):
                 "count": self.database.rows("select rn_id, num from resp_freq order by 1")}, mails
 
     def test_which_output_differs_for_which_switch(self) -> None:
-        self.log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self.addCleanup(self.log.close)
-        self.log.bind(str(self.box.folder / "log"))
-        self.log.setblocking(False)
-        self.box.extra = ["--bind", str(self.box.folder / "log"), "/dev/log"]
+        self.log = self.system_log()
         self.rule(1, forward=["boss@example.org"], attach=["gone"], text="\N{GRINNING FACE}")
         self.rule(2, keystr="late order", key_where="body", text="Late.")
         for message, recipient, trouble, expected in DIFFERENCES:
@@ -240,8 +221,7 @@ class Policy(PanelCase):
             fails = recipient == lasting
             for value, expected in (("true", (status, counts)), ("no", (fails, ["1"] * (2 - fails)))):
                 with self.subTest(value, forward=forward, first=first, second=second):
-                    (self.box.etc / "ovk.conf").write_text("")
-                    self.switch_on("RETRY_LATER", value=value)
+                    self.configure(RETRY_LATER=value)
                     self.database.execute("truncate resp_freq")
                     run = self.deliver(recipient=recipient)
                     counted = sum(self.database.rows("select num from resp_freq"), [])
@@ -250,7 +230,7 @@ class Policy(PanelCase):
                     for name in run.leftovers:
                         (self.box.tmp / name).unlink()
         self.database.execute("truncate resp_freq; alter table resp_freq add check (rn_id <> 2)")
-        self.switch_on("RETRY_LATER")  # and the transaction of rule 2 fails, behind the refusals for rule 1
+        self.configure("RETRY_LATER")  # and the transaction of rule 2 fails, behind the refusals for rule 1
         self.box.script("exit 67")
         self.assertEqual((self.deliver().status, self.database.rows("select * from resp_freq")), (75, []))
         self.box.run_folder = self.box.empty
@@ -260,10 +240,7 @@ class Policy(PanelCase):
             ("true", "-1", 0), ("false", "TRUE", 0), ("false", None, 0),
         ):
             with self.subTest(modern, value=value):
-                (self.box.etc / "ovk.conf").write_text("")
-                self.switch_on("MODERN", value=modern)
-                if value:
-                    self.switch_on("RETRY_LATER", value=value)
+                self.configure(MODERN=modern, RETRY_LATER=value)
                 run = self.deliver()
                 self.assertEqual((run.status, run.leftovers), (status, []))
 
@@ -271,7 +248,7 @@ class Policy(PanelCase):
         self.rule(1, attach=["gone"])
         self.rule(2, text="x" * 3000)
         self.box.databytes("2000")
-        self.switch_on("REPLY_HEADERS", "NULL_SENDER")
+        self.configure("REPLY_HEADERS", "NULL_SENDER")
         run = self.deliver(mail(headers="Message-ID: <b@x>\nReferences: <a@x> <bad\n id@x>\n"))
         self.assert_answered(run, 3)  # notice, reply, oversize reply
         identities = set()
@@ -296,12 +273,11 @@ class Policy(PanelCase):
                        subject="=?utf-8?Q?=C3=9Cber?=\n uns", body="--o\nContent-Type:"
                        f" multipart/related; boundary=i\n\n{inner}--o--\n")
         self.assertEqual(self.deliver(message).calls, [])
-        self.switch_on("MODERN")
-        self.switch_on("REFUSE_AUTOMATIC", "ADDRESSED_ONLY", value="false")
+        self.configure("MODERN", REFUSE_AUTOMATIC="false", ADDRESSED_ONLY="false")
         run = self.deliver(message)
         self.assert_answered(run, 2)
         subjects = [email.message_from_bytes(call.message, policy=email.policy.default)["Subject"]
                     for call in run.calls]
         self.assertEqual(subjects, ["A B: Über uns", "Re: Über uns"])
-        self.switch_on("READ_AS_SHOWN", value="false")
+        self.configure("MODERN", REFUSE_AUTOMATIC="false", ADDRESSED_ONLY="false", READ_AS_SHOWN="false")
         self.assertEqual(self.deliver(message).calls, [])

@@ -121,7 +121,7 @@ class Reply(PanelCase):
                                   head.replace("\n ", "\n"))
                     self.assertIn('charset="UTF-8"' if "/" in rule.get("charset", "") else "charset=",
                                   head)
-            (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_STANDARD_MAIL true\n")
+            self.configure("STANDARD_MAIL")
 
     def test_charsets_of_the_rule(self) -> None:
         for charset, text, label, body in (
@@ -254,7 +254,7 @@ class SizeLimit(PanelCase):
                 reply = self.deliver(mail(subject)).calls[0].message
                 self.assertIn(len(reply), range(500 if standard else 950, 1001))
                 self.assertTrue(("Re: " + subject).startswith(subject_of(reply)), subject_of(reply))
-            (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_STANDARD_MAIL true\n")
+            self.configure("STANDARD_MAIL")
 
     def test_nothing_is_read_that_nobody_gets(self) -> None:
         """A hole of 100 GB, with a limit and without."""

@@ -29,10 +29,6 @@ class StandardMail(PanelCase):
                               "insert into mail_aliases (mn_id, alias)"
                               " values (1, 'sales+''; any \"text\\\\')")
 
-    def standard(self) -> None:
-        with (self.box.etc / "ovk.conf").open("a") as conf:
-            conf.write("AUTORESPONDER_STANDARD_MAIL true\n")
-
     def assert_sound(self, message: bytes) -> None:
         head = message.split(b"\n\n", 1)[0]
         for line in head.split(b"\n"):
@@ -93,13 +89,13 @@ class StandardMail(PanelCase):
                     if state == 5:
                         for call in run.calls:
                             self.assert_sound(call.message)
-            self.standard()
+            self.configure("STANDARD_MAIL")
 
     def test_a_column_without_emoji_takes_their_senders(self) -> None:
         self.database.execute("alter table resp_freq modify email varchar(255)"
                               " character set utf8mb3 not null")
         self.rule(ans_freq="1")
-        self.standard()
+        self.configure("STANDARD_MAIL")
         for answers in (1, 0):
             run = self.deliver(mail(sender=EMOJI + "@x.test"))
             self.assertEqual((run.err, [call.args[-1] for call in run.calls]),
@@ -123,4 +119,4 @@ class StandardMail(PanelCase):
                                  (not standard, standard))
                 if standard:
                     self.assert_sound(message)
-            self.standard()
+            self.configure("STANDARD_MAIL")

@@ -1,6 +1,7 @@
 """Base of the whole-program tests: one private server for a suite, one sandbox for a test."""
 
 import os
+import socket
 import unittest
 
 from support.database import Database
@@ -50,6 +51,21 @@ class PanelCase(unittest.TestCase):
 
     def fill(self) -> None:
         self.database.execute(PANEL)
+
+    def configure(self, *on: str, **values: str | None) -> None:
+        """Makes ovk.conf anew: the choices that are on, and those of another value."""
+        (self.box.etc / "ovk.conf").write_text("".join(
+            f"AUTORESPONDER_{name} {value}\n" for name, value in (dict.fromkeys(on, "true") | values).items()
+            if value))
+
+    def system_log(self) -> socket.socket:
+        """What is written to the sandbox's /dev/log comes out here."""
+        log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(log.close)
+        log.bind(str(self.box.folder / "log"))
+        log.setblocking(False)
+        self.box.extra = ["--bind", str(self.box.folder / "log"), "/dev/log"]
+        return log
 
     def rule(self, id: int = 1, mn_id: int = 1, forward: list[str | None] = [],
              attach: list[str | None] = [], **columns: object) -> None:
