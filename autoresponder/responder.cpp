@@ -15,10 +15,10 @@
 namespace {
 
 /// Forwards and answers by a rule, where it comes to that. Returns what came of it.
-Outcome run_rule(const ResponderRule& rule, Run& run, const TriggerSearch& triggers) {
+Outcome run_rule(const ResponderRule& rule, Run& run) {
     if (!is_on(rule))
         return Outcome::off;
-    const std::optional<Occurrence> found = triggers.find(rule);
+    const std::optional<Occurrence> found = find_trigger(rule, run.reading.mail, run.policy);
     if (!found)
         return Outcome::no_match;
     run.account.rule().trigger = {found->offset, found->length};
@@ -56,10 +56,9 @@ int db_mail_act(Run& run) {
     if (!look_for_refusal(run))
         return 0;
     const MysqlResult rows = query_rules(run.connection.get(), run.mailbox().id);
-    const TriggerSearch triggers(run.reading.mail, run.policy);
     while (const std::optional<ResponderRule> rule = next_rule(rows)) {
         run.account.begin_rule(rule->id);
-        run.account.rule().outcome = run_rule(*rule, run, triggers);
+        run.account.rule().outcome = run_rule(*rule, run);
     }
     run.account.completed = true;
     return 0;

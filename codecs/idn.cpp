@@ -73,11 +73,11 @@ std::string emailToAscii(const std::string& address) {
     return address.substr(0, at + 1) + toAscii(address.substr(at + 1));
 }
 
-bool is_same_address(const std::string& a, const std::string& b) {
+std::string ascii_form(const std::string& address) {
     try {
-        return a == b || emailToAscii(a) == emailToAscii(b);
+        return emailToAscii(address);
     } catch (const IdnaError&) {
-        return false;
+        return address;
     }
 }
 

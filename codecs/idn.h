@@ -31,8 +31,8 @@ std::string toUtf8(const std::string& name);
 /// local part is never converted. Throws as toAscii does.
 std::string emailToAscii(const std::string& address);
 
-/// Whether two addresses are the same, or differ only in the form of their domains.
-bool is_same_address(const std::string& a, const std::string& b);
+/// The address with its domain in ASCII form; as it is where it has none.
+std::string ascii_form(const std::string& address);
 
 /// The domain in its other form: in ASCII where it is not, in UTF-8 where that says something else.
 /// The same domain where there is no other, or none that libidn gives.

@@ -19,7 +19,7 @@ namespace {
 
 bool is_own_mail(const Mail_content& mail, const Policy& policy) {
     const std::string recipient(without_final_dot(mail.to));
-    return policy.standard_mail ? orvek::idn::is_same_address(mail.sender(), recipient)
+    return policy.standard_mail ? mail.ascii_sender == orvek::idn::ascii_form(recipient)
                                 : mail.sender() == recipient;
 }
 

@@ -4,26 +4,23 @@
 #include "base/text.h"
 #include "reading/letters.h"
 
-TriggerSearch::TriggerSearch(const Mail_content& mail, const Policy& policy)
-    : mail_(mail), policy_(policy) {
-    if (policy.read_as_shown)
-        subject_ = orvek::letters_of_line(mail.subject, case_of(policy));
-}
-
-std::optional<Occurrence> TriggerSearch::find(const ResponderRule& rule) const {
+std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail,
+                                       const Policy& policy) {
     const bool in_subject = rule.key_where == "subj";
-    if (!policy_.read_as_shown || (!in_subject && rule.key_where != "body"))
-        return find_trigger(rule, mail_);
-    const std::string trigger = orvek::letters_of_line(rule.keystr, case_of(policy_));
+    if (!policy.read_as_shown || (!in_subject && rule.key_where != "body"))
+        return find_trigger(rule, mail);
+    const std::string trigger = orvek::letters_of_line(rule.keystr, case_of(policy));
     if (trigger.empty() && !rule.keystr.empty())
         return std::nullopt;
-    return in_subject ? occurrence_in(subject_, offset_of(subject_, trigger), trigger)
-                      : occurrence_in(mail_.body.text(), mail_.body.find(trigger), trigger);
+    const std::string& subject = mail.subject_letters;
+    return in_subject ? occurrence_in(subject, offset_of(subject, trigger), trigger)
+                      : occurrence_in(mail.body.text(), mail.body.find(trigger), trigger);
 }
 
-std::optional<std::string_view> TriggerSearch::text_for(const ResponderRule& rule) const {
+std::optional<std::string_view> trigger_text(const ResponderRule& rule, const Mail_content& mail,
+                                             const Policy& policy) {
     if (rule.key_where == "subj")
-        return policy_.read_as_shown ? subject_ : mail_.subject;
-    return rule.key_where == "body" ? std::optional<std::string_view>(mail_.body.text())
+        return policy.read_as_shown ? mail.subject_letters : mail.subject;
+    return rule.key_where == "body" ? std::optional<std::string_view>(mail.body.text())
                                     : std::nullopt;
 }

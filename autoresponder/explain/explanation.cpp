@@ -100,7 +100,7 @@ class NoteTaker {
 public:
     NoteTaker(const std::optional<DwString>& mail, Run& run)
         : run_(run), reached_(run.account.rules), has_mail_(mail.has_value()),
-          triggers_(run.reading.mail, run.policy), texts_(mail.value_or(DwString()), run.reading) {}
+          texts_(mail.value_or(DwString()), run.reading) {}
 
     RuleNotes take(const ResponderRule& rule, std::size_t index) {
         RuleNotes notes;
@@ -136,13 +136,15 @@ private:
             facts.limit = run_.account.rule().limit;
         }
         if (!facts.trigger && facts.outcome != Outcome::no_match && has_content()) {
-            if (const std::optional<Occurrence> found = triggers_.find(rule))
+            if (const std::optional<Occurrence> found =
+                    find_trigger(rule, run_.reading.mail, run_.policy))
                 facts.trigger = {found->offset, found->length};
         }
     }
 
     void note_trigger(const ResponderRule& rule, RuleNotes& notes) {
-        const std::optional<std::string_view> text = triggers_.text_for(rule);
+        const std::optional<std::string_view> text =
+            trigger_text(rule, run_.reading.mail, run_.policy);
         if (!text)
             return;
         notes.where = rule.key_where == "subj" ? "subject" : "text";
@@ -157,7 +159,6 @@ private:
     Run& run_;
     const std::vector<RuleFacts> reached_;
     bool has_mail_;
-    TriggerSearch triggers_;
     MailTexts texts_;
 };
 

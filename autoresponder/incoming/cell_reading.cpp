@@ -24,11 +24,13 @@ namespace {
 constexpr char yes[] = "1";
 
 /// All texts of a reading but the body, which is large, and the recipient's.
-std::array<std::string*, 14> fields_of(Reading& reading) {
+std::array<std::string*, 16> fields_of(Reading& reading) {
     Mail_content& mail = reading.mail;
     HeaderFacts& facts = reading.facts;
     return {&mail.from,
+            &mail.ascii_sender,
             &mail.subject,
+            &mail.subject_letters,
             &mail.date,
             &mail.charset,
             &facts.automatic,
@@ -79,7 +81,7 @@ bool has_form(const MailThread& thread) {
 bool has_form(const Reading& reading, const Policy& policy) {
     const Mail_content& mail = reading.mail;
     const HeaderFacts& facts = reading.facts;
-    return contains(mail.from, "@") && !has_control(mail.from) &&
+    return contains(mail.from, "@") && !has_control(mail.from) && !has_control(mail.ascii_sender) &&
            (!policy.read_as_shown || without_controls(mail.subject) == mail.subject) &&
            is_without_nul(mail.date) && is_without_nul(mail.charset) &&
            (facts.automatic.empty() || is_automatic_sign(facts.automatic)) &&

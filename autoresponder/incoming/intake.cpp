@@ -10,6 +10,7 @@
 #include "base/report.h"
 #include "base/text.h"
 #include "codecs/charset.h"
+#include "codecs/idn.h"
 #include "reading/letters.h"
 
 #include <algorithm>
@@ -231,6 +232,8 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
     Mail_content& mail = reading.mail;
     mail.from = until_nul(
         concat({sender.mailbox->LocalPart().view(), "@", sender.mailbox->Domain().view()}));
+    if (policy.standard_mail)
+        mail.ascii_sender = orvek::idn::ascii_form(mail.sender());
     set_recipient(recipient, &mail);
     mail.date = field_text(headers.HasDate(), headers.Date());
     reading.facts = read_header_facts(headers, policy);
@@ -242,6 +245,7 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
     if (policy.read_as_shown) {
         mail.body.append(paragraphs_of(part, case_of(policy)));
         mail.subject = without_controls(shown_subject(subject));
+        mail.subject_letters = orvek::letters_of_line(mail.subject, case_of(policy));
     } else {
         mail.body.append(recode_body(std::move(part.text), part.charset, policy.standard_mail));
         mail.subject = decode_subject(subject, part.charset, policy.standard_mail);

@@ -67,7 +67,7 @@ struct Mail {
         ResponderRule rule;
         rule.key_where = where == 's' ? "subj" : "body";
         rule.keystr = trigger;
-        return TriggerSearch(mail, policy).find(rule).has_value() ? '+' : '-';
+        return find_trigger(rule, mail, policy).has_value() ? '+' : '-';
     }
 };
 
