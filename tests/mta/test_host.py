@@ -122,12 +122,13 @@ host: Host
 
 def setUpModule() -> None:
     """The documents' way, from an empty database to an answered mail."""
-    global database, host, before, first_answers
+    global database, host, before, printed, first_answers
     database = Database()
     unittest.addModuleCleanup(database.close)
     database.execute("drop user 'admin'@'localhost'")
     host = (Postfix if NAME == "postfix" else Exim)(os.environ["OVK_SERVER"], os.environ["OVK_PROGRAM"], database)
     before = state()
+    printed = host.run(f"autoresponder-setup --print database {NAME}")
     host.paste("docs/MAIL-SERVERS.md")
     host.settle()
     first_answers = host.replies("you")
@@ -150,6 +151,12 @@ class FirstSteps(unittest.TestCase):
                           for answer in first_answers],
                          [("sales@example.com", "Re: First mail",
                            "Thank you, we read it today – promised.")])
+
+    def test_what_the_document_shows_is_printed(self) -> None:
+        shown = re.findall(rf"^```{NAME}\n(.*?)^```$", (REPOSITORY / "docs/MAIL-SERVERS.md").read_text(), re.M | re.S)
+        self.assertTrue(shown)
+        for block in shown:
+            self.assertIn(block, printed)
 
     def test_the_sample_loads_in_any_locale(self) -> None:
         host.run("cd /usr/share/doc/autoresponder/examples\nmariadb -e 'create database sample'\n"
