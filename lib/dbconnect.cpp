@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr char password_file[] = "/etc/ovk/.ovk.shadow";
-
 /// Without those by which whoever answers at the socket gets the password as it is
 /// (mysql_clear_password, dialog) or nearly so (mysql_old_password), or by a key of his own
 /// (sha256_password). caching_sha2_password stays for servers of MySQL, though by it one at a local

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <mysql.h>
 
+inline constexpr char password_file[] = "/etc/ovk/.ovk.shadow";
+
 /// Reads the password, creates the handle and connects.
 MYSQL* orvek_db_connect_raw_ex(char* msgbuf, std::size_t msgbufsize);
 

@@ -4,6 +4,7 @@
 #include "autoresponder/deciding/mailbox.h"
 #include "autoresponder/deciding/refusal.h"
 #include "autoresponder/deciding/trigger.h"
+#include "autoresponder/explain/remarks.h"
 #include "autoresponder/explain/screen.h"
 #include "autoresponder/explain/search.h"
 #include "autoresponder/explain/surroundings.h"
@@ -118,6 +119,7 @@ public:
         }
         complete(rule, notes.facts);
         notes.attachments = attachments_of(rule, run_);
+        notes.remarks = remarks_on(rule, run_.policy);
         note_trigger(rule, notes);
         return notes;
     }
@@ -197,7 +199,8 @@ void count(const RuleFacts& rule, Explanation& told) {
     told.notices += comes_to_reply && rule.notice ? 1U : 0;
 }
 
-std::string reason_of_rules(const std::vector<RuleNotes>& rules) {
+std::string reason_of_rules(const Explanation& told) {
+    const std::vector<RuleNotes>& rules = told.rules;
     const auto any = [&](Outcome outcome) {
         return std::any_of(rules.begin(), rules.end(),
                            [&](const RuleNotes& rule) { return rule.facts.outcome == outcome; });
@@ -206,6 +209,8 @@ std::string reason_of_rules(const std::vector<RuleNotes>& rules) {
         return "the mailbox has no rules";
     if (any(Outcome::on))
         return {};
+    if (any(Outcome::answered))
+        return "sendmail takes nothing: " + told.sendmail_problem;
     if (any(Outcome::failed))
         return "the reply fails";
     if (any(Outcome::limit_reached))
@@ -221,7 +226,7 @@ std::string reason(const Explanation& told) {
         return "the mail of the alias domain is switched off";
     if (!account.mailbox)
         return told.surroundings.domain_known ? "no such mailbox" : "no such domain";
-    return told.replies > 0 ? "" : reason_of_rules(told.rules);
+    return told.replies > 0 ? "" : reason_of_rules(told);
 }
 
 } // namespace
@@ -233,6 +238,7 @@ Explanation explain(const std::string& recipient, const std::optional<DwString>&
         said.push_back({shortened(message, most_of_message), run.account.rules.size()});
     });
     Explanation told(run);
+    told.host = host_facts(run.policy);
     told.has_mail = mail.has_value();
     set_recipient(recipient, &run.reading.mail);
     told.stopped = mail && !read_mail(*mail, recipient, run);
@@ -252,13 +258,19 @@ Explanation explain(const std::string& recipient, const std::optional<DwString>&
         take_notes(mail, run, told.rules);
     else
         told.surroundings = surroundings_of(run);
-    for (const RuleNotes& rule : told.rules)
-        count(rule.facts, told);
     told.sendmail_problem = sendmail_problem();
+    if (told.sendmail_problem.empty()) {
+        for (const RuleNotes& rule : told.rules)
+            count(rule.facts, told);
+    }
     told.confinements = cell::confinements();
     told.no_reply = reason(told);
     said.clear();
     return told;
+}
+
+std::string type_of(const PartPlace& text) {
+    return std::string(trim(text.type.substr(0, text.type.find(';')), " \t\r\n"));
 }
 
 std::size_t filled_lines(const Mail_content& mail) {

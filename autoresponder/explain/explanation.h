@@ -3,6 +3,7 @@
 #pragma once
 
 #include "autoresponder/deciding/context.h"
+#include "autoresponder/explain/host.h"
 #include "cell/cell.h"
 #include "mimelib/mimelib.h"
 
@@ -49,6 +50,8 @@ struct RuleNotes {
     /// When it is not found: where it occurs all the same, whatever case and white space.
     std::vector<PlaceFacts> elsewhere;
     std::vector<AttachmentFacts> attachments;
+    /// Columns that do not mean what they look like.
+    std::vector<std::string> remarks;
     /// What was said while the run was at the rule.
     std::vector<std::string> complaints;
 };
@@ -61,6 +64,9 @@ struct Surroundings {
     std::vector<std::string> switched_off_alias_of;
     /// Mailboxes and aliases with nearly that name.
     std::vector<std::string> nearest;
+    /// The delimiter that the host has not chosen, where without its extension the name would be
+    /// one of those; else empty.
+    std::string delimiter;
 };
 
 struct Explanation {
@@ -68,6 +74,7 @@ struct Explanation {
 
     /// The mail, as far as it could be read, and what came of it.
     const Run& run;
+    HostFacts host;
     /// Without a mail only mailbox and rules are explained.
     bool has_mail = false;
     /// Whether no rule is looked at at all, so that it is not forwarded either.
@@ -93,6 +100,9 @@ struct Explanation {
 /// are sent, in a transaction that cannot write. A failed statement ends the process through
 /// give_up; what was said by then goes to standard error.
 Explanation explain(const std::string& recipient, const std::optional<DwString>& mail, Run& run);
+
+/// The type of the mail's text without its parameters.
+std::string type_of(const PartPlace& text);
 
 /// How many lines the mail's text has, up to the last one that is not empty.
 std::size_t filled_lines(const Mail_content& mail);

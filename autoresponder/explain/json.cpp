@@ -21,6 +21,17 @@ Json of_place(const PlaceFacts& place) {
             {"before", place.before}, {"match", place.match}, {"after", place.after}};
 }
 
+Json of_host(const HostFacts& host) {
+    Json files = Json::array();
+    for (const HostFile& file : host.files)
+        files.push_back(
+            {{"path", file.path}, {"missing", file.is_missing}, {"problem", file.problem}});
+    return {{"user", host.user},
+            {"root", host.is_root},
+            {"files", std::move(files)},
+            {"switches", host.switches}};
+}
+
 Json of_mail(const Explanation& told) {
     if (!told.has_mail)
         return nullptr;
@@ -32,7 +43,7 @@ Json of_mail(const Explanation& told) {
             {"text",
              {{"exists", reading.text.exists},
               {"part", reading.text.number},
-              {"type", reading.text.type},
+              {"type", type_of(reading.text)},
               {"encoding", reading.text.encoding},
               {"charset", reading.mail.charset},
               {"lines", filled_lines(reading.mail)}}},
@@ -57,7 +68,8 @@ Json of_mailbox(const Explanation& told) {
             {"found", std::move(found)},
             {"domain_known", told.surroundings.domain_known},
             {"switched_off_alias_of", told.surroundings.switched_off_alias_of},
-            {"nearest", told.surroundings.nearest}};
+            {"nearest", told.surroundings.nearest},
+            {"delimiter", told.surroundings.delimiter}};
 }
 
 Json of_trigger(const RuleNotes& rule) {
@@ -113,6 +125,7 @@ Json of_rule(const RuleNotes& rule) {
             {"attachments", of_attachments(rule)},
             {"notice", std::move(notice)},
             {"reply", std::move(reply)},
+            {"remarks", rule.remarks},
             {"complaints", rule.complaints},
             {"outcome", word_of(facts.outcome)}};
 }
@@ -126,7 +139,8 @@ std::string as_json(const Explanation& explanation) {
     Json confinements = Json::array();
     for (const cell::Confinement& confinement : explanation.confinements)
         confinements.push_back({{"name", confinement.name}, {"holds", confinement.holds}});
-    Json document = {{"mail", of_mail(explanation)},
+    Json document = {{"host", of_host(explanation.host)},
+                     {"mail", of_mail(explanation)},
                      {"mailbox", of_mailbox(explanation)},
                      {"rules", std::move(rules)},
                      {"confinements", std::move(confinements)},

@@ -16,6 +16,9 @@
 #include <exception>
 #include <fcntl.h>
 #include <getopt.h>
+#include <grp.h>
+#include <new>
+#include <pwd.h>
 #include <unistd.h>
 
 namespace {
@@ -25,8 +28,11 @@ constexpr int not_answered = 1;
 constexpr int cannot_be_told = 2;
 
 struct Options {
-    std::string reply_of;
+    /// Whose reply is to be written instead.
+    std::optional<std::string> reply_of;
     bool json = false;
+    /// As whom to look; null for whoever runs the program.
+    const char* user = nullptr;
     std::string recipient;
     /// Empty for standard input.
     std::string mail;
@@ -35,6 +41,7 @@ struct Options {
 std::optional<Options> parse_options(int argc, char** argv) {
     static constexpr option known[] = {{"reply", required_argument, nullptr, 'r'},
                                        {"json", no_argument, nullptr, 'j'},
+                                       {"user", required_argument, nullptr, 'u'},
                                        {nullptr, 0, nullptr, 0}};
     Options options;
     int found = 0;
@@ -43,6 +50,8 @@ std::optional<Options> parse_options(int argc, char** argv) {
             options.reply_of = optarg;
         else if (found == 'j')
             options.json = true;
+        else if (found == 'u')
+            options.user = optarg;
         else
             return std::nullopt;
     }
@@ -52,6 +61,18 @@ std::optional<Options> parse_options(int argc, char** argv) {
     options.recipient = argv[optind];
     options.mail = left == 2 ? argv[optind + 1] : "";
     return options;
+}
+
+/// Says so when that fails.
+bool become(const char* name) {
+    errno = 0; // a name that is not known leaves it so
+    const passwd* const user = getpwnam(name);
+    if (user != nullptr && initgroups(name, user->pw_gid) == 0 && setgid(user->pw_gid) == 0 &&
+        setuid(user->pw_uid) == 0)
+        return true;
+    report({"autoresponder-explain: cannot become ", name, ": ",
+            user == nullptr && errno == 0 ? "no such user" : std::strerror(errno)});
+    return false;
 }
 
 /// Throws away nothing of what was read when reading fails: half a mail would be explained as one.
@@ -69,13 +90,17 @@ std::optional<DwString> read_file(int file) {
     return text;
 }
 
-/// False when the mail cannot be read.
+/// False when the mail cannot be read. It is opened before the process becomes the user who looks.
 bool read_mail_of(const Options& options, std::optional<DwString>& mail) {
-    if (options.mail.empty() && isatty(STDIN_FILENO) == 1)
-        return true;
     const Descriptor file(options.mail.empty()
                               ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)
                               : open(options.mail.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    const int pending = errno;
+    if (options.user != nullptr && !become(options.user))
+        return false;
+    if (options.mail.empty() && isatty(STDIN_FILENO) == 1)
+        return true;
+    errno = pending;
     if (file)
         mail = read_file(file.get());
     if (!mail) {
@@ -93,8 +118,10 @@ bool read_mail_of(const Options& options, std::optional<DwString>& mail) {
 int print_reply(const Explanation& told) {
     const Descriptor& reply = told.run.kept_reply;
     if (!reply) {
-        report({"autoresponder-explain: no reply: ",
-                told.no_reply.empty() ? "the mailbox has no such rule" : told.no_reply});
+        report({"autoresponder-explain: no reply: ", !told.has_mail ? "there is no mail"
+                                                     : told.no_reply.empty()
+                                                         ? "the mailbox has no such rule"
+                                                         : told.no_reply});
         return cannot_be_told;
     }
     std::vector<char> block(65536);
@@ -116,10 +143,11 @@ int explain_to_standard_output(const Options& options) {
     std::optional<DwString> mail;
     if (!read_mail_of(options, mail))
         return cannot_be_told;
+    autoprepend_once(); // the page tells how that went
     Run run(configured_policy(), false);
-    run.kept_rule = options.reply_of;
+    run.kept_rule = options.reply_of.value_or("");
     const Explanation told = explain(options.recipient, mail, run);
-    if (!options.reply_of.empty())
+    if (options.reply_of)
         return print_reply(told);
     const std::string shown =
         options.json ? as_json(told) : as_text(told, Style::of_standard_output());
@@ -138,15 +166,17 @@ int main(int argc, char** argv) {
     PROGNAME = argv[0];
     const std::optional<Options> options = parse_options(argc, argv);
     if (!options) {
-        report({"usage: autoresponder-explain [--reply RULE] [--json] RECIPIENT [MAIL]"});
+        report({"usage: autoresponder-explain [--reply RULE] [--json] [--user NAME] RECIPIENT"
+                " [MAIL]"});
         return cannot_be_told;
     }
     try {
-        if (autoprepend_once() == -1)
-            report_unreadable(configuration_file);
         return explain_to_standard_output(*options);
     } catch (const QueryFailure&) {
         end_on_exception();
+    } catch (const std::bad_alloc&) {
+        report({"autoresponder-explain: there is not enough memory"});
+        return cannot_be_told;
     } catch (const std::exception& failure) {
         report({"autoresponder-explain: ", failure.what()});
         return cannot_be_told;

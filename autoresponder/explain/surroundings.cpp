@@ -1,5 +1,6 @@
 #include "autoresponder/explain/surroundings.h"
 
+#include "autoresponder/deciding/mailbox.h"
 #include "autoresponder/run/panel_query.h"
 #include "base/text.h"
 
@@ -34,8 +35,10 @@ void add_nearest(std::string address, std::vector<std::string>& nearest) {
         nearest.push_back(std::move(address));
 }
 
-/// Everybody at the domain whose name is nearly this, then this name at other domains.
-std::vector<std::string> nearest_names(const Run& run) {
+/// Everybody at the domain whose name is nearly this, with what is left of an extension or without,
+/// then this name at other domains.
+void look_for_nearest(const Run& run, Surroundings& told) {
+    constexpr char delimiter = '+';
     MYSQL* const connection = run.connection.get();
     const Mail_content& mail = run.reading.mail;
     const EscapedRecipient& recipient = run.recipient;
@@ -44,14 +47,19 @@ std::vector<std::string> nearest_names(const Run& run) {
          " ma.mn_id=m.id where d.name='",
          recipient.domain.get(), "' or d.id in (select dom_id from domainaliases where name='",
          recipient.domain.get(), "' and mail='true')"});
-    std::vector<std::string> nearest;
+    const std::string shorter = without_extension(mail.mailname, delimiter);
+    const bool has_extension =
+        shorter != mail.mailname && run.policy.recipient_delimiter != delimiter;
     for (const char* const column : {"m.mail_name", "ma.alias"}) {
         const MysqlResult names =
             run_query_or_exit(connection, concat({"select distinct ", column, here}));
         while (const std::optional<Row> row = next_row(names)) {
             const std::string name = row->text(0);
-            if (!row->is_null(0) && is_near(name, mail.mailname))
-                add_nearest(concat({name, "@", mail.domain}), nearest);
+            const bool is_base = !row->is_null(0) && has_extension && is_near(name, shorter);
+            if (is_base)
+                told.delimiter = delimiter;
+            if (is_base || (!row->is_null(0) && is_near(name, mail.mailname)))
+                add_nearest(concat({name, "@", mail.domain}), told.nearest);
         }
     }
     const MysqlResult elsewhere = run_query_or_exit(
@@ -63,8 +71,7 @@ std::vector<std::string> nearest_names(const Run& run) {
                 " ma.mn_id=m.id and m.dom_id=d.id and ma.alias='",
                 recipient.mailname.get(), "' limit 5"}));
     while (const std::optional<Row> row = next_row(elsewhere))
-        add_nearest(concat({row->text(0), "@", row->text(1)}), nearest);
-    return nearest;
+        add_nearest(concat({row->text(0), "@", row->text(1)}), told.nearest);
 }
 
 } // namespace
@@ -84,6 +91,6 @@ Surroundings surroundings_of(const Run& run) {
                 domain, "' and not (da.mail<=>'true')"}));
     while (const std::optional<Row> row = next_row(switched_off))
         told.switched_off_alias_of.push_back(row->text(0));
-    told.nearest = nearest_names(run);
+    look_for_nearest(run, told);
     return told;
 }

@@ -23,18 +23,32 @@ std::string quoted(std::string_view text) {
     return concat({"\"", text, "\""});
 }
 
+void write_host(const HostFacts& host, Page& page) {
+    page.heading("Host");
+    page.row(host.is_root ? Mark::note : Mark::none, "looks as",
+             concat({host.user, host.is_root ? ", who may read what deliveries may not: --user NAME"
+                                               " looks as they do"
+                                             : ""}));
+    for (const HostFile& file : host.files)
+        page.row(file.problem.empty() ? Mark::yes
+                 : file.is_missing    ? Mark::none
+                                      : Mark::no,
+                 "reads", concat({file.path, file.problem.empty() ? "" : ": ", file.problem}));
+    page.row(Mark::none, "switches", host.switches.empty() ? "none" : joined(host.switches));
+}
+
 void write_text_part(const Reading& reading, Page& page) {
     const PartPlace& text = reading.text;
     if (!text.exists) {
         page.row(Mark::note, "text", "none: no part of the mail that is looked at is text");
         return;
     }
-    page.row(Mark::none, "text",
-             concat({text.number.empty() ? std::string("the mail itself") : "part " + text.number,
-                     ", ", text.type.empty() ? "no type" : std::string_view(text.type), ", ",
-                     reading.mail.charset, ", ",
-                     text.encoding.empty() ? "no encoding" : std::string_view(text.encoding), ", ",
-                     counted(filled_lines(reading.mail), "line", "lines")}));
+    page.row(
+        Mark::none, "text",
+        concat({text.number.empty() ? std::string("the mail itself") : "part " + text.number, ", ",
+                text.type.empty() ? "no type" : type_of(text), ", ", reading.mail.charset, ", ",
+                text.encoding.empty() ? "no encoding" : std::string_view(text.encoding), ", ",
+                counted(filled_lines(reading.mail), "line", "lines")}));
 }
 
 void write_mail(const Explanation& told, Page& page) {
@@ -64,6 +78,10 @@ void write_surroundings(const Surroundings& surroundings, Page& page) {
                  concat({"of ", domain, ", and its mail is switched off"}));
     for (const std::string& name : surroundings.nearest)
         page.row(Mark::note, "there is", name);
+    if (!surroundings.delimiter.empty())
+        page.row(Mark::note, "but",
+                 concat({"nothing behind \"", surroundings.delimiter,
+                         "\" is left out: AUTORESPONDER_RECIPIENT_DELIMITER is not chosen"}));
 }
 
 void write_mailbox(const Explanation& told, Page& page) {
@@ -168,7 +186,8 @@ std::string_view verdict_of(const RuleFacts& rule) {
     case Outcome::answered:
         return rule.forwards.empty() ? "answers" : "forwards and answers";
     case Outcome::failed:
-        return "ends the run with status 1";
+        return rule.reply ? "does not answer: the reply cannot be written"
+                          : "ends the run with status 1";
     case Outcome::not_reached:
         break;
     }
@@ -184,6 +203,8 @@ void write_rule(const RuleNotes& rule, Page& page) {
     for (const AttachmentFacts& attachment : rule.attachments)
         write_attachment(attachment, page);
     write_reply(rule.facts, page);
+    for (const std::string& remark : rule.remarks)
+        page.row(Mark::note, "remark", remark);
     for (const std::string& complaint : rule.complaints)
         page.row(Mark::note, "said", complaint);
 }
@@ -222,6 +243,7 @@ void write_verdict(const Explanation& told, Page& page) {
 
 std::string as_text(const Explanation& explanation, const Style& style) {
     Page page(style);
+    write_host(explanation.host, page);
     write_mail(explanation, page);
     write_mailbox(explanation, page);
     for (const RuleNotes& rule : explanation.rules)

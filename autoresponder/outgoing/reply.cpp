@@ -125,6 +125,10 @@ bool tell_reply(const ResponderRule& rule, Run& run, std::uint64_t limit) {
         throw std::runtime_error("there is no temporary file to be had for the reply");
     reply_file.remove();
     run.account.rule().reply = compose_reply(rule, run, limit, reply_file);
+    if (!reply_file.is_whole()) {
+        report({"autoresponder: Not sent, the reply could not be written whole"});
+        return false;
+    }
     if (rule.id == run.kept_rule)
         run.kept_reply = reply_file.take();
     return true;

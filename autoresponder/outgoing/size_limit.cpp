@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr char size_limit_path[] = "/var/qmail/control/databytes";
-
 /// No mail server takes more, and an attachment that is all hole costs its owner nothing, but every
 /// mail hours.
 constexpr std::uint64_t ceiling = std::uint64_t{1} << 30;
@@ -35,13 +33,13 @@ std::string cut_subject(const std::string& subject, std::size_t most, const Form
 }
 
 std::uint64_t read_limit() {
-    const File file(std::fopen(size_limit_path, "re"));
+    const File file(std::fopen(size_limit_file, "re"));
     char* text = nullptr;
     std::size_t size = 0;
     const bool is_read = file && getdelim(&text, &size, '\0', file.get()) != -1;
     const MallocedText owner(text);
     if (!file || std::ferror(file.get()) != 0)
-        report_unreadable(size_limit_path);
+        report_unreadable(size_limit_file);
     const std::int32_t limit = is_read ? decimal_number(text) : 0;
     return limit > 0 ? static_cast<std::uint64_t>(limit) : ceiling;
 }

@@ -7,7 +7,9 @@
 
 #include <cstdint>
 
-/// The most bytes that a reply may have: the mail system's limit (/var/qmail/control/databytes), or
+inline constexpr char size_limit_file[] = "/var/qmail/control/databytes";
+
+/// The most bytes that a reply may have: the mail system's limit (size_limit_file), or
 /// 1 GiB where that names none. Read once a run; one that cannot be read is said then.
 std::uint64_t size_limit();
 

@@ -1,5 +1,6 @@
 #include "autoresponder/run/switches.h"
 
+#include "base/text.h"
 #include "lib/autoprepend.h"
 
 #include <charconv>
@@ -9,6 +10,11 @@
 
 namespace {
 
+constexpr char ignore_case[] = "AUTORESPONDER_IGNORE_CASE";
+constexpr char recipient_delimiter[] = "AUTORESPONDER_RECIPIENT_DELIMITER";
+constexpr char retry_later[] = "AUTORESPONDER_RETRY_LATER";
+constexpr char retry_hours[] = "AUTORESPONDER_RETRY_HOURS";
+
 bool switched_on(const char* variable, bool otherwise) {
     const char* const value = ovkConfGet(variable);
     return value == nullptr ? otherwise : std::strcmp(value, "true") == 0;
@@ -16,7 +22,7 @@ bool switched_on(const char* variable, bool otherwise) {
 
 /// Anything but one character counts as none.
 char delimiter() {
-    const char* const value = ovkConfGet("AUTORESPONDER_RECIPIENT_DELIMITER");
+    const char* const value = ovkConfGet(recipient_delimiter);
     return value != nullptr && std::strlen(value) == 1 ? *value : '\0';
 }
 
@@ -32,25 +38,53 @@ int number(const char* variable, int most, int otherwise) {
 
 /// A number instead of "true" is the status.
 int status_for_retry(bool modern) {
-    const char* const variable = "AUTORESPONDER_RETRY_LATER";
-    return switched_on(variable, modern) ? EX_TEMPFAIL : number(variable, 255, 0);
+    return switched_on(retry_later, modern) ? EX_TEMPFAIL : number(retry_later, 255, 0);
 }
+
+struct Switch {
+    const char* variable;
+    bool Policy::*value;
+};
+
+/// Those that go by AUTORESPONDER_MODERN.
+constexpr Switch switches[] = {
+    {"AUTORESPONDER_REFUSE_AUTOMATIC", &Policy::refuse_automatic},
+    {"AUTORESPONDER_REPLY_HEADERS", &Policy::reply_headers},
+    {"AUTORESPONDER_NULL_SENDER", &Policy::null_sender},
+    {"AUTORESPONDER_STANDARD_MAIL", &Policy::standard_mail},
+    {"AUTORESPONDER_LOG", &Policy::log},
+    {"AUTORESPONDER_ADDRESSED_ONLY", &Policy::addressed_only},
+    {"AUTORESPONDER_READ_AS_SHOWN", &Policy::read_as_shown},
+    {"AUTORESPONDER_STOP_CIRCLES", &Policy::stop_circles},
+};
 
 } // namespace
 
 Policy configured_policy() {
     const bool modern = switched_on("AUTORESPONDER_MODERN", false);
-    const bool as_shown = switched_on("AUTORESPONDER_READ_AS_SHOWN", modern);
-    return {switched_on("AUTORESPONDER_REFUSE_AUTOMATIC", modern),
-            switched_on("AUTORESPONDER_REPLY_HEADERS", modern),
-            switched_on("AUTORESPONDER_NULL_SENDER", modern),
-            switched_on("AUTORESPONDER_STANDARD_MAIL", modern),
-            switched_on("AUTORESPONDER_LOG", modern),
-            switched_on("AUTORESPONDER_ADDRESSED_ONLY", modern),
-            as_shown,
-            as_shown && switched_on("AUTORESPONDER_IGNORE_CASE", false),
-            delimiter(),
-            status_for_retry(modern),
-            number("AUTORESPONDER_RETRY_HOURS", 1'000'000, 24),
-            switched_on("AUTORESPONDER_STOP_CIRCLES", modern)};
+    Policy policy;
+    for (const auto& [variable, value] : switches)
+        policy.*value = switched_on(variable, modern);
+    policy.ignore_case = policy.read_as_shown && switched_on(ignore_case, false);
+    policy.recipient_delimiter = delimiter();
+    policy.retry_status = status_for_retry(modern);
+    policy.retry_hours = number(retry_hours, 1'000'000, policy.retry_hours);
+    return policy;
+}
+
+std::vector<std::string> in_force(const Policy& policy) {
+    std::vector<std::string> names;
+    for (const auto& [variable, value] : switches) {
+        if (policy.*value)
+            names.emplace_back(variable);
+    }
+    if (policy.ignore_case)
+        names.emplace_back(ignore_case);
+    if (policy.recipient_delimiter != '\0')
+        names.push_back(concat({recipient_delimiter, " ", {&policy.recipient_delimiter, 1}}));
+    if (policy.retry_status != 0) {
+        names.push_back(concat({retry_later, " ", std::to_string(policy.retry_status)}));
+        names.push_back(concat({retry_hours, " ", std::to_string(policy.retry_hours)}));
+    }
+    return names;
 }

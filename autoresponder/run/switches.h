@@ -4,6 +4,9 @@
 // character, the hours are a number, and the status may be one.
 #pragma once
 
+#include <string>
+#include <vector>
+
 struct Policy {
     /// AUTORESPONDER_REFUSE_AUTOMATIC: mail that no person wrote is forwarded but not answered.
     bool refuse_automatic = false;
@@ -45,3 +48,7 @@ inline constexpr char null_path[] = "<>";
 
 /// The host's choice; loads the configuration file if that has not happened.
 Policy configured_policy();
+
+/// The variables that `policy` comes from, as far as they are in force: those that are on by their
+/// names, others by name, blank and value.
+std::vector<std::string> in_force(const Policy& policy);

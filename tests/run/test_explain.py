@@ -144,6 +144,12 @@ class Explain(PanelCase):
              " now() - interval 1 day", mail(), ["0 of 2 answers", "0 of 1000 senders"]),
             ("", {"mem_limit": "1"}, twice.format("old@x.test"), mail(),
              ["1 of 1 senders", "forgets      old@x.test"]),
+            ("", {"key_where": "Body", "resp_on": "FALSE"}, "", mail(),
+             ['remark       key_where is "Body": neither', 'resp_on is "FALSE": only "false"', "1 reply"]),
+            ("", {"ans_freq": "unlimited", "mem_limit": "5 a day"}, "", mail(),
+             ['ans_freq is "unlimited": as a number that is 0', 'mem_limit is "5 a day": as a number that is 5']),
+            ("", {"content_type": "html", "charset": "klingon"}, "", mail(),
+             ['content_type is "html": no type', 'charset is "klingon": cannot be used']),
             # What goes out
             ("", {"forward": ["a@x.test", evil, None], "attach": ["list.txt", "kept", "pipe", "gone"]},
              "", mail(), ["forwards to  a@x.test\n", '"list.txt", 200 bytes', '"kept" cannot be read',
@@ -215,7 +221,11 @@ class Explain(PanelCase):
                                     "no reply: the mail of the alias domain"]),
             ("sales@nowhere.test", ["does not know the domain", "no reply: no such domain"]),
             ("o'x\\@example.com", ["no such mailbox"]),
+            ("sale+x@example.com", ["there is     sales@example.com\n",
+                                    "AUTORESPONDER_RECIPIENT_DELIMITER is not chosen"]),
         ):
+            if "sale+" in recipient:
+                (self.box.etc / "ovk.conf").write_text(self.conf)
             with self.subTest(recipient):
                 page, _, _ = self.compare(mail(), recipient)
                 for word in words:
@@ -250,16 +260,62 @@ class Explain(PanelCase):
         self.database.listen()
         self.explain(mail(), BOX)
         heard = [statement for statement in self.database.heard() if "hecksum" not in statement]
-        self.assertEqual(heard[:2], ["SET NAMES utf8",
+        self.assertEqual(heard[:3], ["SET NAMES utf8",
+                                     "set session transaction isolation level repeatable read",
                                      "start transaction with consistent snapshot, read only"])
-        self.assertEqual([s for s in heard[2:] if not s.startswith("select ")], [])
+        self.assertEqual([s for s in heard[3:] if not s.startswith("select ")], [])
         self.assertGreater(len(heard), 9)
         self.assertNotIn("GET_LOCK", str(heard))
 
-    def test_sendmail_is_missing(self) -> None:
+    def test_nobody_waits_for_what_it_reads(self) -> None:
         self.rule()
+        self.database.execute("set global transaction_isolation = 'SERIALIZABLE'")
+        self.database.execute("set global innodb_lock_wait_timeout = 1")
+        self.addCleanup(self.database.execute, "set global transaction_isolation = default")
+        self.addCleanup(self.database.execute, "set global innodb_lock_wait_timeout = default")
+        self.addCleanup(self.database.execute, "rollback")
+        self.database.execute("begin; select * from mail_resp for update")
+        self.assertIn(b"1 reply\n", self.explain(mail(), BOX).stdout)
+
+    def test_what_cannot_be_sent(self) -> None:
+        self.rule(text="x" * 5000)
+        self.box.extra += ["--ro-bind", "/usr/bin/prlimit", "/prlimit"]
+        command = self.box.command(None)[:-1] + ["/prlimit", "--fsize=1000", "/explain"]
+        for options in ((BOX,), ("--reply", "1", BOX)):
+            run = subprocess.run([*command, *options], input=mail().encode(), capture_output=True)
+            self.assertEqual(run.returncode, 2 if "--reply" in options else 1)
+            self.assertIn(b"no reply: the reply fails\n", run.stdout + run.stderr)
         self.box.sendmail = None
-        self.assertIn(b"sendmail: No such file", self.explain(mail(), BOX).stdout)
+        run = self.explain(mail(), BOX)
+        self.assertEqual(run.returncode, 1)
+        self.assertIn(b"- no reply: sendmail takes nothing: /usr/sbin/sendmail: No such file", run.stdout)
+
+    @unittest.skipIf(os.geteuid() != 0, "only root can become another user")
+    def test_as_whom_it_looks(self) -> None:
+        self.rule()
+        conf = self.box.etc / "ovk.conf"
+        conf.write_text(self.conf + "AUTORESPONDER_NULL_SENDER true\nAUTORESPONDER_RETRY_LATER 111\n")
+        self.box.databytes("1000000")
+        self.box.extra += ["--ro-bind", "/etc/passwd", "/etc/passwd"]
+        for folder in ("/etc", "/run", "/var"):
+            self.box.extra += ["--chmod", "0755", folder]
+        self.box.tmp.chmod(0o777)
+        for options, words in (
+            ((), ["! looks as     root, who may read", "+ reads        /etc/ovk/ovk.conf\n",
+                  "+ reads        /var/qmail/control/databytes\n", "envelope     from <>",
+                  "switches     AUTORESPONDER_NULL_SENDER, AUTORESPONDER_RETRY_LATER 111, "]),
+            (("--user", "nobody"), ["  looks as     nobody\n", "envelope     from sales@example.com",
+                                    "- reads        /etc/ovk/ovk.conf: Permission denied\n",
+                                    "switches     none\n", "1 reply"]),
+        ):
+            run = self.explain(mail(), BOX, *options)
+            page = (run.stdout + run.stderr).decode()
+            for word in words:
+                self.assertIn(word, page)
+            conf.chmod(0o600)
+        run = self.explain(mail(), BOX, "--user", "none")
+        self.assertEqual((run.returncode, run.stdout), (2, b""))
+        self.assertIn(b"cannot become none: no such user", run.stderr)
 
     def test_tenant_and_stranger_cannot_fill_memory_or_screen(self) -> None:
         """8 MB of mail and twenty rules, in each place that is shown."""
@@ -290,6 +346,11 @@ class Explain(PanelCase):
         self.assertIn(b"rule 1 is on", run.stdout)
         self.assertIsNone(json.loads(self.explain(None, BOX, "--json").stdout)["mail"])
         self.assertEqual(self.explain(None, "nobody@example.com").returncode, 1)
+        for message, rule, words in ((None, "1", b"no reply: there is no mail\n"),
+                                     (mail(), "", b"no reply: no rule that is on matches\n")):
+            run = self.explain(message, BOX, "--reply", rule)
+            self.assertEqual((run.returncode, run.stdout), (2, b""))
+            self.assertTrue(run.stderr.endswith(words), run.stderr)
 
     def test_terminal(self) -> None:
         """Marks, colours and the width of a terminal; a long subject takes no longer than others."""
