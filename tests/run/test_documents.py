@@ -76,7 +76,7 @@ class Documents(PanelCase):
         step("Switch the rule off")
         self.assertEqual(self.database.rows("select resp_on from mail_resp"), [["true"]])
         step("Remove the rule")
-        step("Remove the mailbox")
+        step("Remove a mailbox")
         for table in ("mail", "mail_aliases", "mail_resp", "resp_forward", "resp_attach", "resp_freq"):
             self.assertEqual(self.database.rows(f"select count(*) from {table}"), [["0"]], table)
         self.assertEqual(steps, {})
