@@ -17,16 +17,6 @@ bool holds(std::string_view text, const std::string& letters) {
 
 /// The shortest part of `line`, which holds `letters`, that still does: the first one.
 std::string_view narrowed(std::string_view line, const std::string& letters) {
-    // A match of no more than half the line lies within one of these.
-    for (;;) {
-        const std::size_t most = line.size() - line.size() / 4;
-        const std::string_view front = line.substr(0, most);
-        const std::string_view back = line.substr(line.size() - most);
-        const bool in_front = holds(front, letters);
-        if (most == line.size() || (!in_front && !holds(back, letters)))
-            break;
-        line = in_front ? front : back;
-    }
     for (const bool from_front : {false, true}) {
         std::size_t cut = 0;
         for (std::size_t step = std::bit_floor(line.size()); step > 0; step /= 2) {
