@@ -18,6 +18,8 @@ namespace {
 Outcome run_rule(const ResponderRule& rule, Run& run) {
     if (!is_on(rule))
         return Outcome::off;
+    if (!is_due(rule))
+        return Outcome::outside;
     const std::optional<Occurrence> found = find_trigger(rule, run.reading.mail, run.policy);
     if (!found)
         return Outcome::no_match;
@@ -57,8 +59,8 @@ int db_mail_act(Run& run) {
         return 0;
     if (!look_for_refusal(run))
         return 0;
-    const MysqlResult rows = query_rules(run.connection.get(), run.mailbox().id);
-    while (const std::optional<ResponderRule> rule = next_rule(rows)) {
+    Rules rules(run);
+    while (const std::optional<ResponderRule> rule = rules.next()) {
         run.account.begin_rule(rule->id);
         run.account.rule().outcome = run_rule(*rule, run);
     }

@@ -19,5 +19,5 @@ install(FILES man/autoresponder.8 man/autoresponder-explain.8 man/autoresponder-
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
 install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(FILES examples/ovk.conf schema/panel.sql schema/resp_freq.sql schema/sample.sql
+install(FILES examples/ovk.conf schema/panel.sql schema/resp_freq.sql schema/resp_schedule.sql schema/sample.sql
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")

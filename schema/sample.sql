@@ -68,3 +68,7 @@ insert into resp_attach (rn_id, filename) values
 
 insert into resp_freq (rn_id, email, num) values
     (3, 'customer@client.example', 1);
+
+-- With resp_schedule.sql: holiday answers for two weeks, each sender once in seven days.
+-- insert into resp_schedule (rn_id, begins, ends, days) values
+--     (7, '2026-12-21 00:00:00', '2027-01-04 00:00:00', 7);

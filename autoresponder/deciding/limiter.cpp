@@ -64,6 +64,8 @@ struct Bookkeeping {
     const std::string& rule;
     /// Escaped for a quoted literal.
     std::string sender;
+    /// That answers are counted for.
+    int days;
 
     MysqlResult run(const std::string& statement) const {
         return run_query_or_throw(connection, statement);
@@ -77,9 +79,14 @@ struct Bookkeeping {
     }
 };
 
-std::string purge_of_earlier_days(const std::string& rule) {
+/// What no longer counts, as a condition.
+std::string is_of_earlier_days(const Bookkeeping& books) {
+    return concat({"(TO_DAYS(NOW())-TO_DAYS(time_resp))>", std::to_string(books.days - 1)});
+}
+
+std::string purge_of_earlier_days(const Bookkeeping& books) {
     return concat(
-        {"delete from resp_freq where rn_id=", rule, " and (TO_DAYS(NOW())-TO_DAYS(time_resp))>0"});
+        {"delete from resp_freq where rn_id=", books.rule, " and ", is_of_earlier_days(books)});
 }
 
 /// The sender as the table has it: one, whatever the case of its letters, and in ASCII, which every
@@ -93,9 +100,6 @@ std::string bookkeeping_name(const Mail_content& mail) {
 std::string escape_sender(MYSQL* connection, const std::string& sender) {
     return MallocedText(escape_mysql_param(connection, sender.c_str())).get();
 }
-
-/// As a further condition, what is there once earlier days have been purged.
-constexpr char today[] = " and ((TO_DAYS(NOW())-TO_DAYS(time_resp))>0) is not true";
 
 std::string count_of_sender(const Bookkeeping& books) {
     return concat(
@@ -118,7 +122,7 @@ bool count_one_more(const Bookkeeping& books, std::int32_t limit) {
 
 /// Those with the oldest time, as statements go on behind "from". Senders that share it go
 /// together.
-std::string oldest_entries(const Bookkeeping& books, const char* condition) {
+std::string oldest_entries(const Bookkeeping& books, const std::string& condition) {
     const std::optional<std::string> oldest = books.value(
         concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule, condition}), "0");
     return concat(
@@ -149,15 +153,18 @@ void count_by(const Bookkeeping& books, const std::string& statement) {
 
 /// How the bookkeeping stands as far as `condition` lets it count.
 LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit,
-                            const char* condition) {
+                            const std::string& condition) {
     const std::optional<std::string> entries = books.value(
         concat({"select COUNT(*) from resp_freq where rn_id=", books.rule, condition}), "0");
     const std::optional<std::string> num = books.value(count_of_sender(books) + condition, "0");
-    return {num ? std::optional(decimal_number(*num)) : std::nullopt,
-            limit,
-            decimal_number(entries.value_or("0")),
-            mem_limit,
-            {}};
+    LimiterVerdict verdict;
+    verdict.days = books.days;
+    if (num)
+        verdict.answers = decimal_number(*num);
+    verdict.most_answers = limit;
+    verdict.senders = decimal_number(entries.value_or("0"));
+    verdict.most_senders = mem_limit;
+    return verdict;
 }
 
 /// Whether the sender may be answered; if so, it is recorded, in a transaction, which a statement
@@ -165,7 +172,7 @@ LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::i
 /// counts: outside, it keeps no lock, so that a crowd does not wait for one another, and a mail
 /// that is refused costs no transaction.
 bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit) {
-    books.run(purge_of_earlier_days(books.rule));
+    books.run(purge_of_earlier_days(books));
     const LimiterVerdict verdict = read_verdict(books, limit, mem_limit, "");
     if (!verdict.allows())
         return false;
@@ -216,10 +223,19 @@ void pause_after(int attempt) {
 /// How things stand today, as they are read where nothing is recorded.
 LimiterVerdict verdict_of_today(const Bookkeeping& books, std::int32_t limit,
                                 std::int32_t mem_limit) {
-    LimiterVerdict verdict = read_verdict(books, limit, mem_limit, today);
+    // As if earlier days had been purged.
+    const std::string counts = concat({" and (", is_of_earlier_days(books), ") is not true"});
+    LimiterVerdict verdict = read_verdict(books, limit, mem_limit, counts);
+    if (verdict.answers)
+        verdict.since =
+            books
+                .value(concat({"select time_resp from resp_freq where rn_id=", books.rule,
+                               " and email='", books.sender, "'"}),
+                       "")
+                .value_or("");
     if (!verdict.evicts())
         return verdict;
-    const MysqlResult rows = books.run("select email" + oldest_entries(books, today));
+    const MysqlResult rows = books.run("select email" + oldest_entries(books, counts));
     while (const std::optional<Row> row = next_row(rows))
         verdict.evicted.push_back(row->text(0));
     return verdict;
@@ -260,13 +276,13 @@ int can_response_freq(Run& run, const ResponderRule& rule) {
     const std::int32_t limit = decimal_number(rule.ans_freq);
     const std::int32_t mem_limit = decimal_number(rule.mem_limit);
     const std::string sender = bookkeeping_name(run.reading.mail);
-    const Bookkeeping books{connection, rule.id, escape_sender(connection, sender)};
+    const Bookkeeping books{connection, rule.id, escape_sender(connection, sender), rule.days()};
     if (!run.acts) {
         run.account.rule().limit = verdict_of_today(books, limit, mem_limit);
         return run.account.rule().limit->allows();
     }
     if (limit <= 0) {
-        run_query_or_exit(connection, purge_of_earlier_days(rule.id));
+        run_query_or_exit(connection, purge_of_earlier_days(books));
         return 0;
     }
     const BookkeepingLock lock(connection, rule.id, sender);

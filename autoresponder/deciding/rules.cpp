@@ -1,18 +1,45 @@
 #include "autoresponder/deciding/rules.h"
 
+#include "autoresponder/run/number.h"
 #include "autoresponder/run/panel_query.h"
 #include "base/text.h"
 
-MysqlResult query_rules(MYSQL* connection, const std::string& mailbox_id) {
-    return run_query_or_exit(connection,
-                             concat({"select id, keystr, key_where, text, resp_on, ans_freq,"
-                                     " mem_limit, subject, reply_to, charset, content_type"
-                                     " from mail_resp where mn_id=",
-                                     mailbox_id}));
+namespace {
+
+/// Of all rules of the mailbox that have one.
+std::map<std::string, Schedule> read_schedules(MYSQL* connection, const std::string& mailbox_id) {
+    constexpr int longest = 366;
+    const MysqlResult rows = run_query_or_exit(
+        connection,
+        concat({"select s.rn_id, s.begins, s.ends, s.days, NOW()<s.begins, NOW()>=s.ends"
+                " from resp_schedule s, mail_resp r where s.rn_id=r.id and r.mn_id=",
+                mailbox_id}));
+    std::map<std::string, Schedule> schedules;
+    while (const std::optional<Row> row = next_row(rows)) {
+        using Time = Schedule::Time;
+        const Time time = row->text(4) == "1"   ? Time::before
+                          : row->text(5) == "1" ? Time::after
+                                                : Time::within;
+        schedules[row->text(0)] = {time, row->text(1), row->text(2),
+                                   number_up_to(longest, row->text(3), 1)};
+    }
+    return schedules;
 }
 
-std::optional<ResponderRule> next_rule(const MysqlResult& rows) {
-    const std::optional<Row> row = next_row(rows);
+} // namespace
+
+Rules::Rules(const Run& run)
+    : rows_(run_query_or_exit(run.connection.get(),
+                              concat({"select id, keystr, key_where, text, resp_on, ans_freq,"
+                                      " mem_limit, subject, reply_to, charset, content_type"
+                                      " from mail_resp where mn_id=",
+                                      run.mailbox().id}))) {
+    if (run.policy.schedule)
+        schedules_ = read_schedules(run.connection.get(), run.mailbox().id);
+}
+
+std::optional<ResponderRule> Rules::next() {
+    const std::optional<Row> row = next_row(rows_);
     if (!row)
         return std::nullopt;
     ResponderRule rule;
@@ -27,11 +54,17 @@ std::optional<ResponderRule> next_rule(const MysqlResult& rows) {
     }
     for (std::string* const value : {&rule.reply_to, &rule.charset, &rule.content_type})
         value->resize(until_control(*value).size());
+    if (const auto found = schedules_.find(rule.id); found != schedules_.end())
+        rule.schedule = found->second;
     return rule;
 }
 
 bool is_on(const ResponderRule& rule) {
     return rule.resp_on != "false";
+}
+
+bool is_due(const ResponderRule& rule) {
+    return !rule.schedule || rule.schedule->time == Schedule::Time::within;
 }
 
 std::optional<Occurrence> occurrence_in(std::string_view text, std::size_t offset,

@@ -1,12 +1,24 @@
 // Responder rules: the rows of a mailbox, and which of them a message triggers.
 #pragma once
 
+#include "autoresponder/deciding/context.h"
 #include "autoresponder/incoming/mail_content.h"
 #include "lib/mysql_owned.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+
+/// When a rule answers, by the clock and calendar of the database server.
+struct Schedule {
+    enum class Time { before, within, after } time = Time::within;
+    /// As the database spells them; empty for open.
+    std::string begins;
+    std::string ends;
+    /// That a sender's answers are counted for.
+    int days = 1;
+};
 
 /// One row of mail_resp. Every field is the column of its name as the database returned it, but
 /// that those for a header end where a control character begins; the value given here stands in
@@ -31,16 +43,31 @@ struct ResponderRule {
     std::string reply_to;
     std::string charset = "UTF-8";
     std::string content_type = "text/plain";
+    /// Its row of resp_schedule, where there is one.
+    std::optional<Schedule> schedule;
+
+    int days() const { return schedule ? schedule->days : 1; }
 };
 
-/// All rules of a mailbox, in the server's order; `mailbox_id` goes unquoted into the statement. A
-/// failed statement throws QueryFailure.
-MysqlResult query_rules(MYSQL* connection, const std::string& mailbox_id);
+/// All rules of the run's mailbox, in the server's order.
+class Rules {
+public:
+    /// Asks for them, and for their schedules where the host has some. A failed statement throws
+    /// QueryFailure.
+    explicit Rules(const Run& run);
 
-/// The next rule of the result; none after the last.
-std::optional<ResponderRule> next_rule(const MysqlResult& rows);
+    /// None after the last.
+    std::optional<ResponderRule> next();
+
+private:
+    MysqlResult rows_;
+    std::map<std::string, Schedule> schedules_; // by the rule's id
+};
 
 bool is_on(const ResponderRule& rule);
+
+/// Whether the rule is in its time.
+bool is_due(const ResponderRule& rule);
 
 /// A trigger in the text that it was sought in.
 struct Occurrence {

@@ -106,6 +106,7 @@ public:
     RuleNotes take(const ResponderRule& rule, std::size_t index) {
         RuleNotes notes;
         notes.on = is_on(rule);
+        notes.schedule = rule.schedule;
         notes.answers_a_day = rule.ans_freq;
         notes.senders_remembered = rule.mem_limit;
         if (index < reached_.size()) {
@@ -113,9 +114,9 @@ public:
             notes.complaints = said_at(index + 1);
         } else {
             notes.facts.id = rule.id;
-            notes.facts.outcome = !notes.on   ? Outcome::off
-                                  : has_mail_ ? Outcome::not_reached
-                                              : Outcome::on;
+            notes.facts.outcome = !notes.on || (!has_mail_ && !is_due(rule)) ? Outcome::off
+                                  : has_mail_                                ? Outcome::not_reached
+                                                                             : Outcome::on;
         }
         complete(rule, notes.facts);
         notes.attachments = attachments_of(rule, run_);
@@ -179,8 +180,8 @@ void take_notes(const std::optional<DwString>& mail, Run& run, std::vector<RuleN
     const Listening unheard([](std::string_view) {});
     NoteTaker notes(mail, run);
     std::optional<ResponderRule> kept;
-    const MysqlResult rows = query_rules(run.connection.get(), run.mailbox().id);
-    while (const std::optional<ResponderRule> rule = next_rule(rows)) {
+    Rules all(run);
+    while (const std::optional<ResponderRule> rule = all.next()) {
         rules.push_back(notes.take(*rule, rules.size()));
         if (rule->id == run.kept_rule)
             kept = rule;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "autoresponder/deciding/context.h"
+#include "autoresponder/deciding/rules.h"
 #include "autoresponder/explain/host.h"
 #include "cell/cell.h"
 #include "mimelib/mimelib.h"
@@ -39,6 +40,7 @@ struct RuleNotes {
     /// What the run has found out, and what it would have, had it come to that.
     RuleFacts facts;
     bool on = false;
+    std::optional<Schedule> schedule;
     std::string answers_a_day;
     std::string senders_remembered;
     /// Where the trigger is sought: "subject" or "text"; empty for a rule without one.

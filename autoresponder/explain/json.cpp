@@ -82,15 +82,34 @@ Json of_trigger(const RuleNotes& rule) {
             {"elsewhere", std::move(elsewhere)}};
 }
 
+const char* word_of(Schedule::Time time) {
+    return time == Schedule::Time::before  ? "before"
+           : time == Schedule::Time::after ? "after"
+                                           : "within";
+}
+
+Json of_schedule(const std::optional<Schedule>& schedule) {
+    if (!schedule)
+        return nullptr;
+    const auto or_null = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
+    return {{"begins", or_null(schedule->begins)},
+            {"ends", or_null(schedule->ends)},
+            {"days", schedule->days},
+            {"time", word_of(schedule->time)}};
+}
+
 Json of_limit(const RuleNotes& rule) {
     Json json = {{"answers_a_day", rule.answers_a_day},
                  {"senders_remembered", rule.senders_remembered},
                  {"state", nullptr}};
     if (const std::optional<LimiterVerdict>& limit = rule.facts.limit)
-        json["state"] = {
-            {"allows", limit->allows()},           {"answers", limit->answers.value_or(0)},
-            {"most_answers", limit->most_answers}, {"senders", limit->senders},
-            {"most_senders", limit->most_senders}, {"evicted", limit->evicted}};
+        json["state"] = {{"allows", limit->allows()},
+                         {"answers", limit->answers.value_or(0)},
+                         {"most_answers", limit->most_answers},
+                         {"senders", limit->senders},
+                         {"most_senders", limit->most_senders},
+                         {"evicted", limit->evicted},
+                         {"since", limit->since.empty() ? Json() : Json(limit->since)}};
     return json;
 }
 
@@ -119,6 +138,7 @@ Json of_rule(const RuleNotes& rule) {
                  {"recipient", facts.reply->recipient}};
     return {{"id", facts.id},
             {"on", rule.on},
+            {"schedule", of_schedule(rule.schedule)},
             {"trigger", of_trigger(rule)},
             {"limit", of_limit(rule)},
             {"forwards", facts.forwards},

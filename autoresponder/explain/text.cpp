@@ -122,17 +122,38 @@ void write_trigger(const RuleNotes& rule, Page& page) {
             place.match == rule.trigger ? "" : "if case and white space played no part: ", page);
 }
 
+void write_schedule(const std::optional<Schedule>& schedule, Page& page) {
+    if (!schedule)
+        return;
+    using Time = Schedule::Time;
+    const std::string begin = schedule->begins.empty() ? "" : " from " + schedule->begins;
+    const std::string end = schedule->ends.empty() ? "" : " until " + schedule->ends;
+    page.row(schedule->time == Time::within ? Mark::yes : Mark::no, "time",
+             schedule->time == Time::before  ? "begins at " + schedule->begins
+             : schedule->time == Time::after ? "has ended at " + schedule->ends
+                                             : concat({"now", begin, end}));
+}
+
+/// "a day", or the schedule's days.
+std::string period(int days) {
+    return days == 1 ? "a day" : concat({"in ", std::to_string(days), " days"});
+}
+
 void write_limit(const RuleNotes& rule, Page& page) {
     if (!rule.facts.limit) {
+        const int days = rule.schedule ? rule.schedule->days : 1;
         page.row(Mark::none, "limit",
-                 concat({rule.answers_a_day, " answers a day to one sender, ",
+                 concat({rule.answers_a_day, " answers ", period(days), " to one sender, ",
                          rule.senders_remembered, " senders remembered"}));
         return;
     }
     const LimiterVerdict& limit = *rule.facts.limit;
+    const std::string since =
+        limit.since.empty() || limit.days == 1 ? "" : ", since " + limit.since;
     page.row(limit.allows() ? Mark::yes : Mark::no, "limit",
              concat({"the sender has had ", std::to_string(limit.answers.value_or(0)), " of ",
-                     std::to_string(limit.most_answers), " answers today; ",
+                     std::to_string(limit.most_answers), " answers ",
+                     limit.days == 1 ? "today" : period(limit.days), since, "; ",
                      std::to_string(limit.senders), " of ", std::to_string(limit.most_senders),
                      " senders remembered"}));
     if (!limit.evicted.empty())
@@ -168,18 +189,23 @@ void write_reply(const RuleFacts& rule, Page& page) {
 }
 
 /// In words, behind "rule 7: ".
-std::string_view verdict_of(const RuleFacts& rule) {
+std::string_view verdict_of(const RuleNotes& notes) {
+    constexpr const char* outside = "stays silent: it is not in its time";
+    const RuleFacts& rule = notes.facts;
     switch (rule.outcome) {
     case Outcome::on:
         return "is on";
     case Outcome::off:
-        return "is switched off";
+        return notes.on ? outside : "is switched off";
+    case Outcome::outside:
+        return outside;
     case Outcome::no_match:
         return "stays silent: its trigger is not found";
     case Outcome::limit_reached:
         return rule.limit->most_answers <= 0
                    ? "stays silent: it answers nobody (answers a day: 0, or no number)"
-                   : "stays silent: the sender has had today's answers";
+               : rule.limit->days > 1 ? "stays silent: the sender has had the answers of its days"
+                                      : "stays silent: the sender has had today's answers";
     case Outcome::refused:
         return rule.forwards.empty() ? "does not answer: the mail is refused"
                                      : "forwards, and does not answer: the mail is refused";
@@ -196,6 +222,7 @@ std::string_view verdict_of(const RuleFacts& rule) {
 
 void write_rule(const RuleNotes& rule, Page& page) {
     page.heading(concat({"Rule ", rule.facts.id, rule.on ? ", on" : ", off"}));
+    write_schedule(rule.schedule, page);
     write_trigger(rule, page);
     write_limit(rule, page);
     if (!rule.facts.forwards.empty())
@@ -215,7 +242,7 @@ void write_verdict(const Explanation& told, Page& page) {
         const RuleFacts& facts = rule.facts;
         const bool good = facts.outcome == Outcome::answered || facts.outcome == Outcome::on;
         page.verdict(good ? Mark::yes : Mark::no,
-                     concat({"rule ", facts.id, " ", verdict_of(facts)}));
+                     concat({"rule ", facts.id, " ", verdict_of(rule)}));
     }
     const bool good = told.no_reply.empty();
     if (!told.sendmail_problem.empty())

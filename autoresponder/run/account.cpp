@@ -6,6 +6,8 @@ const char* word_of(Outcome outcome) {
         return "on";
     case Outcome::off:
         return "off";
+    case Outcome::outside:
+        return "not in its time";
     case Outcome::no_match:
         return "no match";
     case Outcome::limit_reached:

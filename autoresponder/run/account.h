@@ -41,12 +41,16 @@ struct TriggerFacts {
 
 /// How a rule's bookkeeping stands for one sender.
 struct LimiterVerdict {
+    /// That the limit is for.
+    int days = 1;
     /// Answers that the sender has had today; none when the rule does not remember the sender.
     std::optional<std::int32_t> answers;
     std::int32_t most_answers = 0;
     /// Senders that the rule remembers.
     std::int32_t senders = 0;
     std::int32_t most_senders = 0;
+    /// When the count began; empty where nothing is counted. Where the run only tells.
+    std::string since;
     /// Those whose place this one would take, where the run only tells.
     std::vector<std::string> evicted;
 
@@ -75,6 +79,8 @@ enum class Outcome {
     /// Without a mail: whether it is on.
     on,
     off,
+    /// Its time has yet to begin, or is over.
+    outside,
     no_match,
     limit_reached,
     refused,

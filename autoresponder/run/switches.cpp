@@ -1,16 +1,14 @@
 #include "autoresponder/run/switches.h"
 
+#include "autoresponder/run/number.h"
 #include "base/text.h"
 #include "lib/autoprepend.h"
 
-#include <charconv>
 #include <cstring>
-#include <string_view>
 #include <sysexits.h>
 
 namespace {
 
-constexpr char ignore_case[] = "AUTORESPONDER_IGNORE_CASE";
 constexpr char recipient_delimiter[] = "AUTORESPONDER_RECIPIENT_DELIMITER";
 constexpr char retry_later[] = "AUTORESPONDER_RETRY_LATER";
 constexpr char retry_hours[] = "AUTORESPONDER_RETRY_HOURS";
@@ -26,14 +24,9 @@ char delimiter() {
     return value != nullptr && std::strlen(value) == 1 ? *value : '\0';
 }
 
-/// From 1 to `most`; anything else counts as `otherwise`.
 int number(const char* variable, int most, int otherwise) {
     const char* const value = ovkConfGet(variable);
-    const std::string_view text = value == nullptr ? "" : value;
-    int read = 0;
-    const auto end = std::from_chars(text.data(), text.data() + text.size(), read);
-    const bool is_whole = end.ec == std::errc() && end.ptr == text.data() + text.size();
-    return is_whole && read >= 1 && read <= most ? read : otherwise;
+    return number_up_to(most, value == nullptr ? "" : value, otherwise);
 }
 
 /// A number instead of "true" is the status.
@@ -44,9 +37,10 @@ int status_for_retry(bool modern) {
 struct Switch {
     const char* variable;
     bool Policy::*value;
+    /// Whether it goes by AUTORESPONDER_MODERN.
+    bool is_modern = true;
 };
 
-/// Those that go by AUTORESPONDER_MODERN.
 constexpr Switch switches[] = {
     {"AUTORESPONDER_REFUSE_AUTOMATIC", &Policy::refuse_automatic},
     {"AUTORESPONDER_REPLY_HEADERS", &Policy::reply_headers},
@@ -56,6 +50,8 @@ constexpr Switch switches[] = {
     {"AUTORESPONDER_ADDRESSED_ONLY", &Policy::addressed_only},
     {"AUTORESPONDER_READ_AS_SHOWN", &Policy::read_as_shown},
     {"AUTORESPONDER_STOP_CIRCLES", &Policy::stop_circles},
+    {"AUTORESPONDER_IGNORE_CASE", &Policy::ignore_case, false},
+    {"AUTORESPONDER_SCHEDULE", &Policy::schedule, false},
 };
 
 } // namespace
@@ -63,9 +59,9 @@ constexpr Switch switches[] = {
 Policy configured_policy() {
     const bool modern = switched_on("AUTORESPONDER_MODERN", false);
     Policy policy;
-    for (const auto& [variable, value] : switches)
-        policy.*value = switched_on(variable, modern);
-    policy.ignore_case = policy.read_as_shown && switched_on(ignore_case, false);
+    for (const auto& [variable, value, is_modern] : switches)
+        policy.*value = switched_on(variable, modern && is_modern);
+    policy.ignore_case = policy.ignore_case && policy.read_as_shown;
     policy.recipient_delimiter = delimiter();
     policy.retry_status = status_for_retry(modern);
     policy.retry_hours = number(retry_hours, 1'000'000, policy.retry_hours);
@@ -74,12 +70,10 @@ Policy configured_policy() {
 
 std::vector<std::string> in_force(const Policy& policy) {
     std::vector<std::string> names;
-    for (const auto& [variable, value] : switches) {
+    for (const auto& [variable, value, is_modern] : switches) {
         if (policy.*value)
             names.emplace_back(variable);
     }
-    if (policy.ignore_case)
-        names.emplace_back(ignore_case);
     if (policy.recipient_delimiter != '\0')
         names.push_back(concat({recipient_delimiter, " ", {&policy.recipient_delimiter, 1}}));
     if (policy.retry_status != 0) {

@@ -41,6 +41,9 @@ struct Policy {
     /// AUTORESPONDER_STOP_CIRCLES: what is forwarded is marked, and nothing comes of it when it
     /// comes back.
     bool stop_circles = false;
+    /// AUTORESPONDER_SCHEDULE, no part of AUTORESPONDER_MODERN: rules have a beginning, an end and
+    /// days of their own, by a table that the panel does not have.
+    bool schedule = false;
 };
 
 /// The envelope sender of mail that must not be bounced (RFC 3834 section 3.3).

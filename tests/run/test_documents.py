@@ -66,6 +66,10 @@ class Documents(PanelCase):
         self.assertEqual([call.args[3:] for call in run.calls], [["colleague@example.com"], [SENDER]])
         self.assert_silent(self.deliver(price))  # twice a day
         step("Forget who")
+        self.database.execute((REPOSITORY / "schema/resp_schedule.sql").read_text().rstrip().rstrip(";"))
+        with (self.box.etc / "ovk.conf").open("a") as conf:
+            conf.write("AUTORESPONDER_SCHEDULE true\n")
+        step("Let the rule answer")
         step("Attachments are files")
         (self.box.attachments(BOX) / "prices.txt").write_text("1\n")
         run = self.deliver(price)

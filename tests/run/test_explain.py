@@ -11,6 +11,7 @@ import threading
 import unittest
 
 from support.case import BOX, SENDER, PanelCase, mail, quote
+from support.database import REPOSITORY
 from support.sandbox import Run
 
 TABLES = ("clients", "domains", "domainaliases", "mail", "mail_aliases", "mail_resp", "resp_forward",
@@ -89,6 +90,9 @@ class Explain(PanelCase):
         shown = "AUTORESPONDER_READ_AS_SHOWN true\n"
         refuse = "AUTORESPONDER_REFUSE_AUTOMATIC true\n"
         modern = "AUTORESPONDER_MODERN true\n"
+        schedule = "AUTORESPONDER_SCHEDULE true\n"
+        table = ((REPOSITORY / "schema/resp_schedule.sql").read_text()
+                 + "insert into resp_schedule values (1, {})")
         nested = mail("Order", "--b\n\n<none>\n--b\nContent-Type: text/html\n\n<p>the <b>pri</b>ce"
                       "</p>\n--b\nContent-Disposition: attachment\nContent-Type: text/plain\n\n"
                       "PRICE\n--b--\n", MULTIPART)
@@ -152,6 +156,14 @@ class Explain(PanelCase):
              ['ans_freq is "unlimited": as a number that is 0', 'mem_limit is "5 a day": as a number that is 5']),
             ("", {"content_type": "html", "charset": "klingon"}, "", mail(),
              ['content_type is "html": no type', 'charset is "klingon": cannot be used']),
+            (schedule, {}, table.format("now() + interval 1 day, null, null"), mail(),
+             ["time         begins at 20", "it is not in its time", "no rule is on"]),
+            (schedule, {}, table.format("null, now(), 7"), mail(), ["time         has ended at 20"]),
+            (schedule, {}, table.format("'2020-02-02', now() + interval 1 day, null"), mail(),
+             ["time         now from 2020-02-02 00:00:00 until 20", "answers today; ", "1 reply"]),
+            (schedule, {"ans_freq": "2"}, table.format("null, null, 7") + ";" + twice.format(SENDER)
+             + "; update resp_freq set time_resp = now() - interval 3 day", mail(),
+             ["time         now\n", "2 of 2 answers in 7 days, since 20", "had the answers of its days"]),
             # What goes out
             ("", {"forward": ["a@x.test", evil, None], "attach": ["list.txt", "kept", "pipe", "gone"]},
              "", mail(), ["forwards to  a@x.test\n", '"list.txt", 200 bytes', '"kept" cannot be read',
