@@ -310,7 +310,7 @@ class OneByOne(unittest.TestCase):
     def test_each_switch_changes_what_is_its_own(self) -> None:
         routes = [route for route in ROUTES + MODERN if route[0] in ("plain", "list", "null", "smile")]
         for switch, expected in {
-            "MODERN false": set(), "REFUSE_AUTOMATIC true": {"list: 0", "null: 0"},
+            "MODERN false": set(), "REFUSE_AUTOMATIC true": {"list: 0", "null: 0", "marked"},
             "ADDRESSED_ONLY true": {"copy: 0"}, "REPLY_HEADERS true": {"marked"},
             "NULL_SENDER true": {"null path"}, "STANDARD_MAIL true": {"smile: 1"}, "LOG true": {"logged"},
             "READ_AS_SHOWN true": {"smile: 1"}, "RETRY_LATER true": set(), "IGNORE_CASE true": set(),
