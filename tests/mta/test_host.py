@@ -74,6 +74,21 @@ postconf -e 'virtual_mailbox_domains = example.org alias.example,xn--bcher-kva.e
         "a database of its own": "echo 'mysql_servers = localhost/panel/exim/secret' >/etc/exim4/conf.d/main/50_panel\n"
                                  "update-exim4.conf"},
 }
+WRONG = [("drop user autoresponder_lookup@localhost", "account 'autoresponder_lookup'"),
+         ("revoke delete on resp_freq from admin@localhost", "rights of .*admin"),
+         ("alter table mail_aliases drop key alias", "key of mail_aliases alias"),
+         ("alter table resp_freq drop primary key", "key of resp_freq"),
+         ("alter table mail_resp drop column reply_to", "mail_resp reply_to"),
+         ("drop table misc", "tables misc"),
+         ("insert into domains set id = 9, cl_id = 1, name = \"new.example\"; insert into mail values (99, 9, \"x\"); "
+          "insert into mail_resp (mn_id, resp_on) values (99, \"true\")", "new.example"),
+         ("update mail_resp set resp_on = \"false\"", "not to the program"),
+         ("/bin/chmod 644 /etc/ovk/.ovk.shadow", "root's alone"),
+         ("/bin/echo other >/etc/ovk/.ovk.shadow", "the password of admin"),
+         ("/usr/bin/setfacl -b /etc/ovk/.ovk.shadow; chmod 600 /etc/ovk/.ovk.shadow", "autoresp may read"),
+         ("/bin/echo 1 >/var/qmail/control/databytes", "databytes"),
+         ("/bin/mkdir -p -m 700 /var/qmail/mailnames/example.com/later/@attachments", "access to the repositories"),
+         ("/usr/sbin/userdel autoresp", "user autoresp")]
 # What garbles or cuts mail as delivered.
 MODERN = [("kanji", None, "modern@example.com"), ("smile", None, "modern@example.com")]
 
@@ -439,6 +454,22 @@ class Withdrawal(unittest.TestCase):
             database.execute(f"alter user root@localhost identified by '{sql}'")
             host.run(f"autoresponder-setup --password-file /root/password database {host.name}")
             assert_set_up(self, "--password-file /root/password")
+            host.run(f"autoresponder-setup --password-file /root/password undo database {host.name}")
+
+
+    def test_5_a_check_names_what_is_wrong(self) -> None:
+        """And what was pasted is as good as what was run. The last test: nothing is put right."""
+        host.run("rm -rf /etc/ovk")
+        options = "--password-file /root/password"
+        lines = host.run(f"autoresponder-setup {options} --print database {host.name}")
+        host.run(lines.replace("PASSWORD", "pasted-by-hand"))
+        assert_set_up(self, options)
+        for broken, told in WRONG:
+            with self.subTest(broken):
+                script = broken if broken[0] == "/" else f"mariadb --password=\"$(cat /root/password)\" ovk -e '{broken}'"
+                host.run(script)
+                said = host.run(f"autoresponder-setup {options} check sales@example.com 2>&1 || :")
+                self.assertRegex(said, f"(?m)^✗ .*{told}")
 
 
 @contextlib.contextmanager
@@ -459,6 +490,10 @@ def assert_set_up(test: unittest.TestCase, options: str = "") -> None:
     test.assertEqual(again, "Nothing to do.\n")
     checked = host.run(f"autoresponder-setup {options} check sales@example.com || :")
     test.assertEqual(checked.splitlines()[-1], "All is well.", checked)
+    host.run("cd /var/qmail/mailnames\numask 022\nmkdir -p new.example/new/@attachments\necho x >new.example/new/@attachments/x\n"
+             "setpriv --reuid=autoresp --regid=autoresp --clear-groups cat new.example/new/@attachments/x\n"
+             "rm -r new.example\nmkdir -m 700 -p example.com/made/@attachments\nautoresponder-setup rights made@example.com\n"
+             "setpriv --reuid=autoresp --regid=autoresp --clear-groups ls example.com/made/@attachments\nrm -r example.com/made")
     secrets = [line for line in host.run(SECRETS).splitlines() if line]
     found = host.run("cd /\nfor secret in " + " ".join(secrets) + "\ndo\n    setpriv --reuid=nobody --regid=nogroup "
                      "--clear-groups grep -rlsF -e $secret etc var/lib var/log var/qmail usr/share || :\ndone")
