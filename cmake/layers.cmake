@@ -1,11 +1,12 @@
 # One folder, one layer, one target.
 #
-#   ovk_layer(NAME [FOLDER folder] SOURCES file... [HEADERS file...] [NEEDS target...])
+#   ovk_layer(NAME [FOLDER folder] [SOURCES file... HEADERS file...] [NEEDS target...])
 #
 # Headers are included with their folder's path ("lib/forkexec.h"). Each layer gets an include
 # directory that holds only a link to its own folder, or to the headers named, so a header is found
 # only by the layer itself and by those that name it under NEEDS: a call upward does not compile.
-# Sources and headers are named as they lie in the folder, which is the current one unless named.
+# The folder is the current one unless named. All that lies in it belongs to the layer, a program's
+# main.cpp aside, unless sources and headers are named.
 
 include(CheckCXXCompilerFlag)
 
@@ -50,7 +51,12 @@ function(ovk_layer name)
   cmake_parse_arguments(LAYER "" "FOLDER" "SOURCES;HEADERS;NEEDS" ${ARGN})
   get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}/${LAYER_FOLDER}" ABSOLUTE)
   file(RELATIVE_PATH path "${PROJECT_SOURCE_DIR}" "${folder}")
-  list(TRANSFORM LAYER_SOURCES PREPEND "${folder}/")
+  if(LAYER_SOURCES)
+    list(TRANSFORM LAYER_SOURCES PREPEND "${folder}/")
+  else()
+    file(GLOB LAYER_SOURCES CONFIGURE_DEPENDS "${folder}/*.cpp")
+    list(REMOVE_ITEM LAYER_SOURCES "${folder}/main.cpp")
+  endif()
   set(view "${PROJECT_BINARY_DIR}/layers/${name}")
   file(REMOVE_RECURSE "${view}")
   if(LAYER_HEADERS)
