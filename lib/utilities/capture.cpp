@@ -153,10 +153,7 @@ int fork_execv_getouterr(char** out, char** err, const char* path, const char* c
 }
 
 int fork_execl_getouterr(char** out, char** err, const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const spawn::Vector vector = spawn::collect_or_exit(args);
-    va_end(args);
+    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
     return fork_execv_getouterr(out, err, path, vector.get());
 }
 
@@ -165,10 +162,7 @@ int fork_execv_getout(char** out, const char* path, const char* const args[]) {
 }
 
 int fork_execl_getout(char** out, const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const spawn::Vector vector = spawn::collect_or_exit(args);
-    va_end(args);
+    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
     return fork_execv_getout(out, path, vector.get());
 }
 
@@ -190,10 +184,7 @@ int fork_execv_log(const char* path, const char* const args[], int ignore_exit_s
 }
 
 int fork_execl_log(const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const spawn::Vector vector = spawn::collect_or_exit(args);
-    va_end(args);
+    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
     return fork_execv_log(path, vector.get(), 0);
 }
 
@@ -253,10 +244,7 @@ int fork_execvv_getoutput(char** output, const char* path, const char* const arg
 }
 
 int fork_execv_getoutput(char** output, const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const spawn::Vector vector = spawn::collect_all(path, args);
-    va_end(args);
+    OVK_COLLECT(vector, path, spawn::collect_all(path, args));
     if (!vector)
         end_with_failure("Cannot allocate buffer:\n%s", std::strerror(errno));
     return fork_execvv_getoutput(output, path, vector.get());

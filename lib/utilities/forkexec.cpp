@@ -46,10 +46,7 @@ void log_until_end(int fd) {
 } // namespace
 
 pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const spawn::Vector vector = spawn::collect_or_exit(args);
-    va_end(args);
+    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
     return fork_execv_pipes(in, out, err, path, vector.get());
 }
 
@@ -87,10 +84,7 @@ int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const arg
 }
 
 int fork_execv(const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const spawn::FixedVector vector = spawn::collect_fixed(path, args);
-    va_end(args);
+    OVK_COLLECT(vector, path, spawn::collect_fixed(path, args));
     const pid_t pid = fork();
     if (pid == -1)
         return -1;

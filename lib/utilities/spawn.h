@@ -43,3 +43,10 @@ using FixedVector = std::array<const char*, 101>;
 FixedVector collect_fixed(const char* path, va_list args);
 
 } // namespace spawn
+
+/// Declares `name` to be what `made` makes of `args`, the variadic arguments behind `last`.
+#define OVK_COLLECT(name, last, made)                                                              \
+    va_list args;                                                                                  \
+    va_start(args, last);                                                                          \
+    const auto name = made;                                                                        \
+    va_end(args)

@@ -35,10 +35,7 @@ int util_exec(const char* util, ...) {
     Path path;
     if (!utility_path(util, path))
         return -1;
-    va_list args;
-    va_start(args, util);
-    const int result = execute_logged(path.data(), args);
-    va_end(args);
+    OVK_COLLECT(result, util, execute_logged(path.data(), args));
     return result;
 }
 
@@ -50,17 +47,11 @@ int util_exec_args(const char* util, const char* const args[]) {
 int util_libexec(const char* util, ...) {
     Path path;
     std::snprintf(path.data(), path.size(), "%s/%s", library_directory, util);
-    va_list args;
-    va_start(args, util);
-    const int result = execute_logged(path.data(), args);
-    va_end(args);
+    OVK_COLLECT(result, util, execute_logged(path.data(), args));
     return result;
 }
 
 int path_exec(const char* path, ...) {
-    va_list args;
-    va_start(args, path);
-    const int result = execute_logged(path, args);
-    va_end(args);
+    OVK_COLLECT(result, path, execute_logged(path, args));
     return result;
 }
