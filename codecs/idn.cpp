@@ -6,32 +6,27 @@
 #include <new>
 
 const char* idn_strerror(int errcode) {
-    switch (errcode) {
-    case IDNA_SUCCESS:
-        return "Success";
-    case IDNA_STRINGPREP_ERROR:
-        return "Stringprep error";
-    case IDNA_PUNYCODE_ERROR:
-        return "Punycode error";
-    case IDNA_CONTAINS_NON_LDH:
-        return "Contains non-LDH characters";
-    case IDNA_CONTAINS_MINUS:
-        return "Contains minus";
-    case IDNA_INVALID_LENGTH:
-        return "Invalid length";
-    case IDNA_NO_ACE_PREFIX:
-        return "ACE prefix not found";
-    case IDNA_ROUNDTRIP_VERIFY_ERROR:
-        return "Verify error";
-    case IDNA_CONTAINS_ACE_PREFIX:
-        return "ACE prefix found";
-    case IDNA_ICONV_ERROR:
-        return "Iconv error";
-    case IDNA_MALLOC_ERROR:
-        return "Cannot allocate buffer";
-    default:
-        return "Unknown error";
+    static constexpr struct {
+        int code;
+        const char* text;
+    } texts[] = {
+        {IDNA_SUCCESS, "Success"},
+        {IDNA_STRINGPREP_ERROR, "Stringprep error"},
+        {IDNA_PUNYCODE_ERROR, "Punycode error"},
+        {IDNA_CONTAINS_NON_LDH, "Contains non-LDH characters"},
+        {IDNA_CONTAINS_MINUS, "Contains minus"},
+        {IDNA_INVALID_LENGTH, "Invalid length"},
+        {IDNA_NO_ACE_PREFIX, "ACE prefix not found"},
+        {IDNA_ROUNDTRIP_VERIFY_ERROR, "Verify error"},
+        {IDNA_CONTAINS_ACE_PREFIX, "ACE prefix found"},
+        {IDNA_ICONV_ERROR, "Iconv error"},
+        {IDNA_MALLOC_ERROR, "Cannot allocate buffer"},
+    };
+    for (const auto& known : texts) {
+        if (known.code == errcode)
+            return known.text;
     }
+    return "Unknown error";
 }
 
 namespace orvek::idn {
