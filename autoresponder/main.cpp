@@ -2,6 +2,7 @@
 // with an autoresponder: the mail on standard input, the recipient in RESP_RECIPIENT.
 #include "autoresponder/deciding/refusal.h"
 #include "autoresponder/incoming/intake.h"
+#include "autoresponder/outgoing/delivery.h"
 #include "autoresponder/responder.h"
 #include "autoresponder/run/ending.h"
 #include "autoresponder/run/process.h"
@@ -37,7 +38,7 @@ int main(int, char** argv) {
         report_unreadable(configuration_file);
 
     take_root();
-    Run run(configured_policy());
+    Run run(configured_policy(), &by_sendmail);
     if (run.policy.log)
         start_run_log(run);
     set_statuses({.for_now = run.policy.retry_status});

@@ -8,6 +8,7 @@
 #include "lib/mysql_owned.h"
 
 #include <string>
+#include <sys/types.h>
 
 /// The two halves of the recipient, escaped for a quoted SQL literal; zero-terminated. Escaped
 /// before there is a connection, so that the connection's character set plays no part in it.
@@ -18,14 +19,25 @@ struct EscapedRecipient {
     MallocedText mailname;
 };
 
+/// The means by which a run sends: a program that only tells does not even hold them.
+struct Sending {
+    /// Starts sendmail with its arguments, the message on its standard input; its process id.
+    pid_t (*start)(int message, const char* const arguments[]);
+    /// Writes `text` to a pipe, which is closed then.
+    void (*stream)(int pipe, const std::string& text);
+};
+
 struct Run {
-    explicit Run(const Policy& choice, bool act = true) : policy(choice), acts(act) {}
+    explicit Run(const Policy& choice, const Sending* means = nullptr)
+        : policy(choice), sending(means) {}
 
     /// The host's choice.
     const Policy policy;
-    /// Whether the run does what its stages decide; else it only tells. Asked where something is
-    /// recorded, forwarded, told by a notice or answered, and nowhere else.
-    const bool acts;
+    /// Null in a run that only tells.
+    const Sending* const sending;
+    /// Whether the run does what its stages decide. Asked where something is recorded, forwarded,
+    /// told by a notice or answered, and nowhere else.
+    bool acts() const { return sending != nullptr; }
     Reading reading;
     EscapedRecipient recipient;
     MysqlConnection connection;

@@ -277,7 +277,7 @@ int can_response_freq(Run& run, const ResponderRule& rule) {
     const std::int32_t mem_limit = decimal_number(rule.mem_limit);
     const std::string sender = bookkeeping_name(run.reading.mail);
     const Bookkeeping books{connection, rule.id, escape_sender(connection, sender), rule.days()};
-    if (!run.acts) {
+    if (!run.acts()) {
         run.account.rule().limit = verdict_of_today(books, limit, mem_limit);
         return run.account.rule().limit->allows();
     }

@@ -144,7 +144,7 @@ int explain_to_standard_output(const Options& options) {
     if (!read_mail_of(options, mail))
         return cannot_be_told;
     autoprepend_once(); // the page tells how that went
-    Run run(configured_policy(), false);
+    Run run(configured_policy());
     run.kept_rule = options.reply_of.value_or("");
     const Explanation told = explain(options.recipient, mail, run);
     if (options.reply_of)

@@ -44,7 +44,21 @@ Handover outcome_of(int status) {
     return Handover::refused;
 }
 
+pid_t start(int message, const char* const arguments[]) {
+    return fork_execv_pipes(message, fileno(stdout), fileno(stderr), sendmail_path, arguments);
+}
+
+void stream(int pipe, const std::string& text) {
+    ofd_pipestream message(pipe);
+    if (!message)
+        report({"Unable to send mail with notify of not exist attachment."});
+    else
+        message << text;
+}
+
 } // namespace
+
+const Sending by_sendmail = {start, stream};
 
 std::string sendmail_problem() {
     if (access(sendmail_path, X_OK) == 0)
@@ -54,7 +68,7 @@ std::string sendmail_problem() {
 
 pid_t start_sendmail(const Run& run, Descriptor message, const std::string& envelope_sender,
                      const std::vector<std::string>& recipients) {
-    if (!run.acts) {
+    if (!run.acts()) {
         errno = 0;
         end_with_failure("Program failed: a run that only tells was about to send");
     }
@@ -65,8 +79,7 @@ pid_t start_sendmail(const Run& run, Descriptor message, const std::string& enve
     for (const std::string& recipient : recipients)
         arguments.push_back(recipient.c_str());
     arguments.push_back(nullptr);
-    return fork_execv_pipes(message.get(), fileno(stdout), fileno(stderr), sendmail_path,
-                            arguments.data());
+    return run.sending->start(message.get(), arguments.data());
 }
 
 Handover wait_for_sendmail(const Run& run, pid_t sendmail) {
@@ -151,12 +164,6 @@ void deliver_notice(const Run& run, const std::string& envelope_sender,
                    &read_end, &write_end))
         return;
     const pid_t sendmail = start_sendmail(run, std::move(read_end), envelope_sender, {recipient});
-    {
-        ofd_pipestream message(write_end.release());
-        if (!message)
-            report({"Unable to send mail with notify of not exist attachment."});
-        else
-            message << text;
-    }
+    run.sending->stream(write_end.release(), text);
     wait_for_sendmail(run, sendmail);
 }

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+/// What a run that acts is given.
+extern const Sending by_sendmail;
+
 /// Why there is no sendmail to be started: the system error; empty where there is one.
 std::string sendmail_problem();
 

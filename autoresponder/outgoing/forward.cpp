@@ -77,7 +77,7 @@ void forward(Run& run, const std::string& id) {
     const std::string sender = form_of(run.policy).forward_sender(run.reading.mail.to);
     std::vector<std::string>& taken = run.account.rule().forwards;
     for (const std::vector<std::string>& part : in_calls(sender, forward_addresses(run, id))) {
-        if (!run.acts || forward_to(part, sender, run))
+        if (!run.acts() || forward_to(part, sender, run))
             taken.insert(taken.end(), part.begin(), part.end());
     }
 }

@@ -126,7 +126,7 @@ void notify_about_missing(const std::string& missing, const ResponderRule& rule,
     const std::string envelope_sender = run.policy.null_sender ? null_path : sender;
     if (!is_safe_argument(client->email)) // the sender stands behind "-f"
         return;
-    if (run.acts)
+    if (run.acts())
         deliver_notice(run, envelope_sender, client->email,
                        notice_text(sender, *client, missing, rule, run));
     run.account.rule().notice = {envelope_sender, client->email};

@@ -138,7 +138,7 @@ bool tell_reply(const ResponderRule& rule, Run& run, std::uint64_t limit) {
 
 bool send_reply(const ResponderRule& rule, Run& run) {
     const std::uint64_t limit = size_limit();
-    if (!run.acts)
+    if (!run.acts())
         return tell_reply(rule, run, limit);
     reply_file.create(limit);
     std::string untold;

@@ -7,7 +7,7 @@ namespace {
 TEST(TellingRun, CannotSend) {
     const Output output = written_by([] {
         EXPECT_EQ(exit_status_of([] {
-                      const ::Run run(Policy(), false);
+                      const ::Run run{Policy()};
                       start_sendmail(run, Descriptor(), "a@example.com", {"b@example.com"});
                   }),
                   1);
