@@ -171,7 +171,7 @@ OTHER_FAULTS: dict[str, Arrangement] = {
     "sendmail exits with 75": behave("exit 75"),
     "sendmail exits with 67": behave("exit 67"),
     "sendmail dies by SIGKILL": behave("kill 9"),
-    "sendmail is stopped": behave("stop"),
+    "sendmail is stopped": behave("kill 19"),
     "sendmail never reads": behave("noread sleep 100"),
     "sendmail never reads, and the notice is larger than a pipe": all_of(
         behave("noread sleep 100"), LONG_NOTICE),

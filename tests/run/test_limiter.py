@@ -149,15 +149,6 @@ class Limiter(PanelCase):
                 self.assertEqual(answered, [True, False])
                 self.assertEqual(self.entries(), [[name or sender, "1"]])
 
-    def test_a_key_of_the_panels_own(self) -> None:
-        """Is met again at each try."""
-        self.limited()
-        self.database.execute("alter table resp_freq add unique (num)")
-        self.entry("other@example.org")
-        self.database.listen()
-        self.assertIn("Unable to exec query :Duplicate entry '1' for key", self.deliver().err)
-        self.assertEqual(sum(text.startswith("insert") for text in self.database.heard()), 1)
-
     def test_case_does_not_make_another_sender(self) -> None:
         """Neither where the column is bytes, nor where it is text that tells cases apart."""
         for column in ("varbinary(320)", "varchar(254) character set utf8mb4 collate utf8mb4_bin"):

@@ -1,7 +1,7 @@
 /* Stands in for /usr/sbin/sendmail in the sandbox: writes down how it was called and what it was
- * handed, as files N.args, N.fds and N.mail of the folder /capture, N counting the calls from 1.
+ * handed, as files N.call and N.mail of the folder /capture, N counting the calls from 1.
  *
- * /capture/behaviour may hold words, obeyed in their order: "exit N", "kill N" (a signal), "stop",
+ * /capture/behaviour may hold words, obeyed in their order: "exit N", "kill N" (a signal),
  * "term" (the program that called), "sleep MILLISECONDS", "print" (a line on both streams),
  * "noread", "slow" (read a little at a time), "some" (read a little and no more). */
 #include <errno.h>
@@ -20,16 +20,15 @@ static int open_record(int number, const char* kind, int flags) {
     return open(name, O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666);
 }
 
-/* Descriptors that are open before any of ours is, and what SIGPIPE does. */
+/* What SIGPIPE does, and the descriptors that are open before any of ours is. */
 static void describe_process(char* text, size_t size) {
-    size_t used = 0;
-    for (int fd = 0; fd < 256; ++fd)
-        if (fcntl(fd, F_GETFD) != -1)
-            used += (size_t)snprintf(text + used, size - used, "%d ", fd);
     struct sigaction action;
     sigaction(SIGPIPE, NULL, &action);
-    snprintf(text + used, size - used, "\n%s\n",
-             action.sa_handler == SIG_DFL ? "default" : "not default");
+    size_t used =
+        (size_t)snprintf(text, size, "%s", action.sa_handler == SIG_DFL ? "default" : "changed");
+    for (int fd = 0; fd < 256; ++fd)
+        if (fcntl(fd, F_GETFD) != -1)
+            used += (size_t)snprintf(text + used, size - used, " %d", fd);
 }
 
 static void write_all(int fd, const char* bytes, size_t size) {
@@ -52,14 +51,12 @@ static void read_message(int record, size_t block_size, useconds_t pause, int bl
     }
 }
 
-static void take_message(int number, int argc, char** argv, const char* process) {
-    const int args = open_record(number, "args", 0);
+static void record_call(int number, int argc, char** argv, const char* process) {
+    const int call = open_record(number, "call", 0);
+    write_all(call, process, strlen(process) + 1);
     for (int i = 0; i < argc; ++i)
-        write_all(args, argv[i], strlen(argv[i]) + 1);
-    close(args);
-    const int fds = open_record(number, "fds", 0);
-    write_all(fds, process, strlen(process));
-    close(fds);
+        write_all(call, argv[i], strlen(argv[i]) + 1);
+    close(call);
 }
 
 int main(int argc, char** argv) {
@@ -72,7 +69,7 @@ int main(int argc, char** argv) {
     while (record == -1 && errno == EEXIST);
     if (record == -1)
         return 71;
-    take_message(number, argc, argv, process);
+    record_call(number, argc, argv, process);
 
     const int told = open(FOLDER "/behaviour", O_RDONLY | O_CLOEXEC);
     if (told != -1 && read(told, behaviour, sizeof behaviour - 1) < 0)
@@ -83,8 +80,6 @@ int main(int argc, char** argv) {
             result = atoi(strtok(NULL, " \n"));
         } else if (strcmp(word, "kill") == 0) {
             raise(atoi(strtok(NULL, " \n")));
-        } else if (strcmp(word, "stop") == 0) {
-            raise(SIGSTOP);
         } else if (strcmp(word, "term") == 0) {
             kill(getppid(), SIGTERM);
         } else if (strcmp(word, "sleep") == 0) {

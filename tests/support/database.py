@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import re
 import shutil
 import signal
 import subprocess
@@ -12,7 +11,6 @@ import time
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 PASSWORD = "correct horse"
 NO_SYNC = "--debug-no-sync"  # nothing outlives the host: waiting for the disk took half the time
-LOG_ENTRY = re.compile(r"(?:\d{6} +[\d:]+)?\t+ *(?P<id>\d+) (?P<command>\w+)\t(?P<argument>.*)")
 SEPARATOR = "\x1e-- end --\x1e"
 
 
@@ -50,7 +48,6 @@ class Database:
         # Servers name their temporary tables by process id, which is no name to share /tmp by.
         self.tmp = self.folder / "tmp"
         self.tmp.mkdir()
-        self.log = self.folder / "general.log"
         self._server: subprocess.Popen | None = None
         self._client: subprocess.Popen | None = None
         try:
@@ -89,7 +86,7 @@ class Database:
         command = [_find("mariadbd"), "--no-defaults", f"--datadir={self.folder}/data",
                    f"--socket={self.socket}", f"--pid-file={self.folder}/pid",
                    f"--tmpdir={self.tmp}",
-                   f"--general-log-file={self.log}", f"--log-error={self.folder}/error.log",
+                   "--log-output=TABLE", f"--log-error={self.folder}/error.log",
                    NO_SYNC, "--skip-networking", "--skip-log-bin", "--innodb-flush-log-at-trx-commit=0",
                    "--innodb-buffer-pool-size=32M", "--innodb-log-file-size=8M",
                    "--performance-schema=OFF", "--max-connections=300",
@@ -192,26 +189,13 @@ class Database:
 
     def listen(self) -> None:
         """Begins a new record of statements."""
-        self.execute("set global general_log = 0")
-        self.log.write_bytes(b"")
-        self.execute("set global general_log = 1")
+        self.execute("truncate mysql.general_log; set global general_log = 1")
 
     def heard(self) -> list[str]:
         """The statements of everyone but this object since listen(), in order."""
-        own = self.rows("select connection_id()")[0][0]
         self.execute("set global general_log = 0")
-        statements: list[str] = []
-        ours = True
-        for line in self.log.read_text(errors="surrogateescape").splitlines():
-            entry = LOG_ENTRY.match(line)
-            if entry is None:
-                if statements and not ours:
-                    statements[-1] += "\n" + line
-                continue
-            ours = entry["id"] == own
-            if entry["command"] == "Query" and not ours:
-                statements.append(entry["argument"])
-        return statements
+        return [row[0] for row in self.rows("select argument from mysql.general_log where"
+                                            " command_type = 'Query' and thread_id <> connection_id()")]
 
 
 def _unescape(column: str) -> str | None:

@@ -153,8 +153,8 @@ class Sandbox:
             mail = self.capture / f"{number}.mail"
             if not mail.exists():
                 break
-            args = mail.with_suffix(".args").read_bytes().split(b"\0")[:-1]
-            fds, sigpipe = mail.with_suffix(".fds").read_text().splitlines()
-            calls.append(Call([arg.decode(errors="surrogateescape") for arg in args],
-                              mail.read_bytes(), [int(fd) for fd in fds.split()], sigpipe))
+            process, *args, _ = mail.with_suffix(".call").read_bytes().decode(
+                errors="surrogateescape").split("\0")
+            sigpipe, *fds = process.split()
+            calls.append(Call(args, mail.read_bytes(), [int(fd) for fd in fds], sigpipe))
         return calls
