@@ -31,6 +31,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -68,11 +69,17 @@ bool can_read_memory() {
            std::strcmp(read, secret) == 0;
 }
 
-bool can_connect() {
+sockaddr_un database_address() {
     sockaddr_un address = {AF_UNIX, ""};
     std::strcpy(address.sun_path, (folder / "database").c_str());
+    return address;
+}
+
+bool can_connect() {
+    const sockaddr_un address = database_address();
     const Descriptor connection(socket(AF_UNIX, SOCK_STREAM, 0));
-    return connect(connection.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    return connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+           0;
 }
 
 bool can_fork() {
@@ -231,31 +238,28 @@ std::string as_user(uid_t user, const std::function<std::string()>& tell) {
     return status == 0 ? told : told + "and an end with status " + std::to_string(status);
 }
 
-std::vector<uid_t> users() {
+/// As whoever runs the tests, and as an ordinary user.
+void expect_told(const std::string& expected, const std::function<std::string()>& tell,
+                 const std::string& what = "") {
     constexpr uid_t ordinary = 12345;
-    return geteuid() == 0 ? std::vector<uid_t>{0, ordinary} : std::vector<uid_t>{geteuid()};
+    EXPECT_EQ(as_user(geteuid(), tell), expected) << what;
+    if (geteuid() == 0) {
+        EXPECT_EQ(as_user(ordinary, tell), expected) << what << ", as an ordinary user";
+    }
 }
 
 TEST(Cell, NobodyGetsOut) {
-    for (const uid_t user : users()) {
-        EXPECT_EQ(as_user(user,
-                          [] {
-                              for (const char* const name : {"password", "attachment"})
-                                  std::ofstream(folder / name) << "secret\n";
-                              std::filesystem::permissions(folder / "password",
-                                                           std::filesystem::perms::owner_read);
-                              sockaddr_un address = {AF_UNIX, ""};
-                              std::strcpy(address.sun_path, (folder / "database").c_str());
-                              const Descriptor server(socket(AF_UNIX, SOCK_STREAM, 0));
-                              if (bind(server.get(), reinterpret_cast<sockaddr*>(&address),
-                                       sizeof address) != 0 ||
-                                  listen(server.get(), 5) != 0)
-                                  return std::string("no server");
-                              return try_all();
-                          }),
-                  "")
-            << "user " << user;
-    }
+    expect_told("", [] {
+        for (const char* const name : {"password", "attachment"})
+            std::ofstream(folder / name) << "secret\n";
+        std::filesystem::permissions(folder / "password", std::filesystem::perms::owner_read);
+        const sockaddr_un address = database_address();
+        const Descriptor server(socket(AF_UNIX, SOCK_STREAM, 0));
+        if (bind(server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+            listen(server.get(), 5) != 0)
+            return std::string("no server");
+        return try_all();
+    });
 }
 
 /// Has a call fail from now on, as a kernel that lacks it or a container's own filter would.
@@ -283,27 +287,29 @@ TEST(Cell, WhatTheHostLacksIsLeftOutAndTheRestHolds) {
         {SYS_landlock_restrict_self, 2, [] { return can_read("/proc/self/environ"); }},
         {SYS_setresuid, 3, [] { return can_read("/etc/passwd"); }},
     };
-    for (const uid_t user : users()) {
-        for (const auto& [call, step, attempt] : lacks) {
-            if (call == SYS_setresuid && user != 0)
-                continue;
-            EXPECT_EQ(as_user(user,
-                              [&, call = call, step = step, attempt = attempt]() -> std::string {
-                                  deny(call);
-                                  const auto found = cell::confinements();
-                                  std::string missing;
-                                  for (std::size_t i = 0; i < found.size(); ++i) {
-                                      if (!found[i].holds && i != step)
-                                          missing += found[i].name;
-                                  }
-                                  if (found.empty() || (step < found.size() && found[step].holds))
-                                      missing += "what is not there holds";
-                                  return missing + end_in_cell({"", attempt});
-                              }),
-                      "")
-                << "call " << call << ", user " << user;
-        }
+    for (const auto& lack : lacks) {
+        const auto tell = [&lack]() -> std::string {
+            if (lack.call == SYS_setresuid && geteuid() != 0)
+                return "";
+            deny(lack.call);
+            const auto found = cell::confinements();
+            std::string faults = found.empty() ? "none" : end_in_cell({"", lack.attempt});
+            for (std::size_t i = 0; i < found.size(); ++i) {
+                if (found[i].holds == (i == lack.step))
+                    faults += found[i].name;
+            }
+            return faults;
+        };
+        expect_told("", tell, "call " + std::to_string(lack.call));
     }
+}
+
+/// A cell that answers with these numbers.
+cell::Work answer(const std::vector<std::uint64_t>& head) {
+    return [head]() -> cell::Texts {
+        write_fully(0, {reinterpret_cast<const char*>(head.data()), head.size() * sizeof head[0]});
+        _exit(0);
+    };
 }
 
 TEST(Cell, SaysHowItHasFailed) {
@@ -322,23 +328,9 @@ TEST(Cell, SaysHowItHasFailed) {
              return {};
          },
          "Segmentation fault"},
-        {[]() -> cell::Texts {
-             write_fully(0, std::string(1000, 'x'));
-             return {};
-         },
-         "an answer out of form"},
-        {[]() -> cell::Texts {
-             const std::uint64_t head[] = {0, 1, short_limits.memory + 1};
-             write_fully(0, {reinterpret_cast<const char*>(head), sizeof head});
-             return {};
-         },
-         "an answer out of form"},
-        {[]() -> cell::Texts {
-             const std::uint64_t head[] = {0, 2, 1, 5};
-             write_fully(0, {reinterpret_cast<const char*>(head), sizeof head});
-             _exit(0);
-         },
-         "no answer"},
+        {answer(std::vector<std::uint64_t>(125, 0x7878787878787878)), "an answer out of form"},
+        {answer({0, 1, short_limits.memory + 1}), "an answer out of form"},
+        {answer({0, 2, 1, 5}), "no answer"},
         {[]() -> cell::Texts {
              close(0);
              can_sleep();
@@ -403,20 +395,15 @@ std::string converted(const char* from, std::string text) {
 }
 
 TEST(Cell, HasTheConverters) {
-    for (const uid_t user : users()) {
-        for (const char* const charset : {"KOI8-R", "ISO-2022-JP", "EUC-KR", "GB18030", "UTF-7",
-                                          "ISO-2022-CN-EXT", "TSCII", "IBM037", "none-such"}) {
-            const std::string text = "ab\xc1\xc2 \x1b$B$\"\x1b(B";
-            EXPECT_EQ(as_user(user,
-                              [&]() -> std::string {
-                                  const cell::Outcome outcome = cell::run(
-                                      [&] { return cell::Texts{converted(charset, text)}; },
-                                      short_limits);
-                                  return outcome.texts.empty() ? outcome.reason : outcome.texts[0];
-                              }),
-                      converted(charset, text))
-                << charset << ", user " << user;
-        }
+    for (const char* const charset : {"KOI8-R", "ISO-2022-JP", "EUC-KR", "GB18030", "UTF-7",
+                                      "ISO-2022-CN-EXT", "TSCII", "IBM037", "none-such"}) {
+        const auto convert = [charset] { return converted(charset, "ab\xc1\xc2 \x1b$B$\"\x1b(B"); };
+        const auto in_cell = [convert] {
+            const cell::Outcome outcome =
+                cell::run([&] { return cell::Texts{convert()}; }, short_limits);
+            return outcome.texts.empty() ? outcome.reason : outcome.texts[0];
+        };
+        expect_told(convert(), in_cell, charset);
     }
 }
 
