@@ -63,10 +63,9 @@ void check_content(const Reading& reading, const Policy& policy, const std::stri
     const Mail_content& mail = reading.mail;
     require(mail.from.size() >= 3, "a sender");
     require(mail.to == recipient && mail.mailname + "@" + mail.domain == recipient, "a recipient");
-    require(!mail.body.empty(), "a body has a line");
     const auto told = cell_reading::told_by(cell_reading::texts_of({{"said"}, reading}), policy);
     require(told && told->said.size() == 1 && told->reading &&
-                told->reading->mail.body.text() == mail.body.text() &&
+                told->reading->mail.body == mail.body &&
                 told->reading->facts.received == reading.facts.received &&
                 told->reading->text.encoding == reading.text.encoding,
             "what is read comes out of a cell, and has the form that is asked for there");
@@ -75,7 +74,7 @@ void check_content(const Reading& reading, const Policy& policy, const std::stri
 /// What a person would see is text.
 void check_shown(const Mail_content& mail) {
     require(!holds_control(mail.subject), "no control characters in a subject that is shown");
-    const std::string& body = mail.body.text();
+    const std::string& body = mail.body;
     require(body.find("  ") == std::string::npos && body.find('\t') == std::string::npos,
             "one blank for any white space");
     for (const std::string& text : {body, mail.subject})

@@ -1,4 +1,4 @@
-// Runs a fuzz target on files, without libFuzzer: replay FILE-OR-FOLDER...
+// Runs a fuzz target on files, without libFuzzer: replay FOLDER...
 //
 // This is how inputs that are kept stay tests in every build, with every compiler.
 #include "fuzz/fuzz.h"
@@ -9,21 +9,10 @@
 #include <iterator>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::vector<fs::path> list_files(const fs::path& path) {
-    if (!fs::is_directory(path))
-        return {path};
-    std::vector<fs::path> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(path))
-        files.push_back(entry.path());
-    std::sort(files.begin(), files.end());
-    return files;
-}
 
 /// On the heap and no larger than the input, so that reading behind it is seen.
 void run(const fs::path& file) {
@@ -42,8 +31,8 @@ void run(const fs::path& file) {
 int main(int argc, char** argv) {
     std::size_t count = 0;
     for (int i = 1; i < argc; ++i) {
-        for (const fs::path& file : list_files(argv[i])) {
-            run(file);
+        for (const fs::directory_entry& entry : fs::directory_iterator(argv[i])) {
+            run(entry.path());
             ++count;
         }
     }

@@ -66,18 +66,3 @@ bool is_on(const ResponderRule& rule) {
 bool is_due(const ResponderRule& rule) {
     return !rule.schedule || rule.schedule->time == Schedule::Time::within;
 }
-
-std::optional<Occurrence> occurrence_in(std::string_view text, std::size_t offset,
-                                        std::string_view trigger) {
-    if (offset == std::string_view::npos)
-        return std::nullopt;
-    return Occurrence{text, offset, trigger.size()};
-}
-
-std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail) {
-    if (rule.key_where == "subj")
-        return occurrence_in(mail.subject, offset_of(mail.subject, rule.keystr), rule.keystr);
-    if (rule.key_where == "body")
-        return occurrence_in(mail.body.text(), mail.body.find(rule.keystr), rule.keystr);
-    return Occurrence();
-}

@@ -78,11 +78,3 @@ struct Occurrence {
     std::size_t offset = 0;
     std::size_t length = 0;
 };
-
-/// `trigger` at `offset` in `text`; none where that is npos.
-std::optional<Occurrence> occurrence_in(std::string_view text, std::size_t offset,
-                                        std::string_view trigger);
-
-/// Where the rule's trigger first occurs, byte for byte, in the subject or within one line of the
-/// body; none where it does not. A rule without a trigger always has an occurrence, of nothing.
-std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail);

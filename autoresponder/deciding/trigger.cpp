@@ -6,21 +6,22 @@
 
 std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail,
                                        const Policy& policy) {
-    const bool in_subject = rule.key_where == "subj";
-    if (!policy.read_as_shown || (!in_subject && rule.key_where != "body"))
-        return find_trigger(rule, mail);
-    const std::string trigger = orvek::letters_of_line(rule.keystr, case_of(policy));
-    if (trigger.empty() && !rule.keystr.empty())
+    const std::optional<std::string_view> text = trigger_text(rule, mail, policy);
+    if (!text)
+        return Occurrence();
+    const std::string trigger =
+        policy.read_as_shown ? orvek::letters_of_line(rule.keystr, case_of(policy)) : rule.keystr;
+    const bool is_unseen = trigger.empty() && !rule.keystr.empty();
+    const std::size_t offset = offset_of(*text, trigger);
+    if (is_unseen || offset == std::string_view::npos ||
+        (rule.key_where == "body" && contains(trigger, "\n")))
         return std::nullopt;
-    const std::string& subject = mail.subject_letters;
-    return in_subject ? occurrence_in(subject, offset_of(subject, trigger), trigger)
-                      : occurrence_in(mail.body.text(), mail.body.find(trigger), trigger);
+    return Occurrence{*text, offset, trigger.size()};
 }
 
 std::optional<std::string_view> trigger_text(const ResponderRule& rule, const Mail_content& mail,
                                              const Policy& policy) {
     if (rule.key_where == "subj")
         return policy.read_as_shown ? mail.subject_letters : mail.subject;
-    return rule.key_where == "body" ? std::optional<std::string_view>(mail.body.text())
-                                    : std::nullopt;
+    return rule.key_where == "body" ? std::optional<std::string_view>(mail.body) : std::nullopt;
 }

@@ -7,9 +7,11 @@
 #include <optional>
 #include <string_view>
 
-/// Where the rule's trigger first occurs, as the other find_trigger has it. Where mail is read as
-/// it is shown, white space matches any white space, and letters are compared by their normal form:
-/// a place is one in those; a trigger of nothing that is seen then occurs nowhere.
+/// Where the rule's trigger first occurs, byte for byte, in the subject or within one line of the
+/// body; none where it does not. A rule without a trigger always has an occurrence, of nothing.
+/// Takes time in proportion to both together. Where mail is read as it is shown, white space
+/// matches any white space, and letters are compared by their normal form: a place is one in those;
+/// a trigger of nothing that is seen then occurs nowhere.
 std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail,
                                        const Policy& policy);
 

@@ -275,7 +275,7 @@ std::string type_of(const PartPlace& text) {
 }
 
 std::size_t filled_lines(const Mail_content& mail) {
-    const std::string_view text = mail.body.text();
+    const std::string_view text = mail.body;
     const std::string_view filled = text.substr(0, text.find_last_not_of("\r\n") + 1);
     return filled.empty()
                ? 0

@@ -89,7 +89,7 @@ cell::Texts texts_of(const DwString& mail) {
 void MailTexts::read() {
     read_ = true;
     add("subject", "line", reading_.mail.subject, false);
-    add("text", "line", reading_.mail.body.text(), true);
+    add("text", "line", reading_.mail.body, true);
     std::string why;
     std::optional<cell::Texts> told =
         do_in_cell([this] { return texts_of(message_); }, message_.size(), why);

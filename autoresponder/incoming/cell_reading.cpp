@@ -110,7 +110,7 @@ cell::Texts texts_of(Told told) {
         const std::optional<std::time_t>& received = told.reading->facts.received;
         texts.push_back(received ? std::to_string(*received) : "");
         texts.emplace_back(told.reading->text.exists ? yes : "");
-        texts.push_back(std::move(told.reading->mail.body).text());
+        texts.push_back(std::move(told.reading->mail.body));
     }
     std::move(told.said.begin(), told.said.end(), std::back_inserter(texts));
     return texts;
@@ -130,7 +130,7 @@ std::optional<Told> told_by(cell::Texts texts, const Policy& policy) {
             *field = std::move(texts[next++]);
         reading.facts.received = time_in(texts[next++]);
         reading.text.exists = texts[next++] == yes;
-        reading.mail.body.append(std::move(texts[next++]));
+        reading.mail.body = std::move(texts[next++]);
         if (!has_form(reading, policy))
             return std::nullopt;
     }

@@ -243,11 +243,11 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
     sender = {};
     message.reset();
     if (policy.read_as_shown) {
-        mail.body.append(paragraphs_of(part, case_of(policy)));
+        mail.body = paragraphs_of(part, case_of(policy));
         mail.subject = without_controls(shown_subject(subject));
         mail.subject_letters = orvek::letters_of_line(mail.subject, case_of(policy));
     } else {
-        mail.body.append(recode_body(std::move(part.text), part.charset, policy.standard_mail));
+        mail.body = recode_body(std::move(part.text), part.charset, policy.standard_mail);
         mail.subject = decode_subject(subject, part.charset, policy.standard_mail);
     }
     mail.charset = std::move(part.charset);

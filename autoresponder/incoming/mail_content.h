@@ -1,7 +1,6 @@
 // Everything that the run knows about the incoming message.
 #pragma once
 
-#include "autoresponder/incoming/text_lines.h"
 #include "base/text.h"
 
 #include <string>
@@ -28,10 +27,10 @@ struct Mail_content {
     std::string date;
     /// charset parameter of the part that supplied the body, as written; "US-ASCII" without one.
     std::string charset;
-    /// Decoded body in UTF-8 (unconverted where that failed). At least one line once filled.
-    /// Where mail is read as it is shown, its paragraphs: their letters as
-    /// orvek::Paragraphs gives them.
-    TextLines body;
+    /// Decoded body in UTF-8 (unconverted where that failed), its lines with line feeds between
+    /// them; carriage returns stay in their lines. Where mail is read as it is shown, its
+    /// paragraphs: their letters as orvek::Paragraphs gives them.
+    std::string body;
 
     /// `from` as it is compared: without the dot that may stand behind a domain and changes
     /// nothing.

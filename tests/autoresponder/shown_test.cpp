@@ -90,7 +90,7 @@ TEST(Shown, MailsAreReadAsPersonsSeeThem) {
                 const std::string trigger = expected.substr(6);
                 const std::string marks = {shown.finds(where, trigger), plain.finds(where, trigger),
                                            folded.finds(where, trigger)};
-                EXPECT_EQ(concat({marks, expected.substr(3)}), expected) << shown.mail.body.text();
+                EXPECT_EQ(concat({marks, expected.substr(3)}), expected) << shown.mail.body;
             }
         }
     }
@@ -101,7 +101,7 @@ TEST(Shown, EveryAlternativeIsLookedAtOnce) {
     for (int part = 0; part < 4000; ++part) // three times that is more than is looked at
         mail += "--b\nContent-Type: text/html\n\n<br>\n";
     mail += "--b\nContent-Type: text/enriched\n\nfound\n--b--\n";
-    EXPECT_EQ(Mail(mail, true, false).mail.body.text(), "found");
+    EXPECT_EQ(Mail(mail, true, false).mail.body, "found");
 }
 
 TEST(Shown, ALetterWithManyMarksTakesItsFormAsWell) {

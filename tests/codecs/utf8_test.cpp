@@ -50,13 +50,4 @@ TEST(Utf8, IsFoundWhereverItEnds) {
     }
 }
 
-TEST(Utf8, NeedsNoRecodingUnderItsNamesOnly) {
-    EXPECT_TRUE(orvek::is_same_in_both("\u00e4", "utf-8", "UTF-8"));
-    EXPECT_TRUE(orvek::is_same_in_both("a", "us-ascii", "utf-8"));
-    EXPECT_FALSE(orvek::is_same_in_both("\u00e4", "us-ascii", "utf-8"));
-    EXPECT_FALSE(orvek::is_same_in_both("a", "utf-8//IGNORE", "utf-8"));
-    EXPECT_FALSE(orvek::is_same_in_both("a", "utf-8", "no such charset"));
-    EXPECT_FALSE(orvek::is_same_in_both("+AOQ-", "utf-7", "utf-8"));
-}
-
 } // namespace

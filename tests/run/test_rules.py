@@ -1,8 +1,5 @@
 """Mailbox resolution and rules: the lookups, the triggers, the order of the run."""
 
-import base64
-import quopri
-
 from support.case import BOX, SENDER, PanelCase, mail
 
 LOOKUPS = [
@@ -43,12 +40,14 @@ class Mailbox(PanelCase):
             ("back\\slash'@example.com", 4, None),
             ("@example.com", 4, None),
             ("bare", 4, None),
+            ("", 4, None),
+            ("sales@example.com@x.test", 4, None),
             ("sales\nBcc: evil@example.com", 4, None),
         ):
             with self.subTest(recipient):
                 self.database.listen()
                 run = self.deliver(recipient=recipient)
-                name, domain = recipient.split("@") if "@" in recipient else [recipient] * 2
+                name, domain = recipient.split("@", 1) if "@" in recipient else [recipient] * 2
                 escaped = [part.replace("\\", "\\\\").replace("'", "\\'").replace("\n", "\\n")
                            for part in (name, domain)]
                 statements = self.database.heard()
@@ -99,31 +98,6 @@ class Rules(PanelCase):
         self.assertEqual(self.deliver().calls[0].args[3:], ["zero@x.test"])
         self.assertEqual(self.database.rows("select rn_id from resp_freq order by rn_id"),
                          [["0"], ["1"]])
-
-    def test_triggers_in_every_charset(self) -> None:
-        self.rule(1, key_where="subj", keystr="注文", text="subject ja")
-        self.rule(2, key_where="body", keystr="注文", text="body ja")
-        self.rule(3, key_where="subj", keystr="заказ", text="subject ru")
-        self.rule(4, key_where="body", keystr="заказ", text="body ru")
-        for charset, word, language in (("utf-8", "заказ", "ru"), ("windows-1251", "заказ", "ru"),
-                                        ("koi8-r", "заказ", "ru"), ("utf-8", "注文", "ja"),
-                                        ("iso-2022-jp", "注文", "ja")):
-            raw = f"x {word} y\n".encode(charset)
-            for encoding, encoded in (("base64", base64.encodebytes(raw)),
-                                      ("quoted-printable", quopri.encodestring(raw)),
-                                      ("8bit", raw)):
-                with self.subTest(charset, word=word, encoding=encoding):
-                    headers = (f"Content-Type: text/plain; charset={charset}\n"
-                               f"Content-Transfer-Encoding: {encoding}\n")
-                    message = mail("x", "", headers).encode() + encoded
-                    self.assertEqual(self.texts(message), [f"body {language}"])
-            if charset == "utf-8":
-                self.assertEqual(self.texts(mail(f"raw {word}")), [f"subject {language}"])
-            for letter, data in (("B", base64.b64encode(word.encode(charset)).decode()),
-                                 ("Q", "".join(f"={b:02X}" for b in word.encode(charset)))):
-                with self.subTest(charset, word=word, letter=letter):
-                    subject = f"Re: =?{charset}?{letter}?{data}?="
-                    self.assertEqual(self.texts(mail(subject)), [f"subject {language}"])
 
     def test_order_of_the_run(self) -> None:
         self.rule(1, forward=["boss@example.org"])
