@@ -158,7 +158,7 @@ bool is_stopped(const Run& run) {
         report({"Field From: equial field To:"});
     else if (is_mailer_daemon(mail.from))
         report({"Field From: contains MAILER-DAEMON"});
-    else if (is_too_long(mail.from))
+    else if (is_too_long(mail.sender()))
         report({"Field From: address is too long"});
     else if (const std::string reason = bounce_reason(run); !reason.empty())
         report({"autoresponder: Neither answered nor forwarded: ", reason});

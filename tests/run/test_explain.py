@@ -18,6 +18,7 @@ TABLES = ("clients", "domains", "domainaliases", "mail", "mail_aliases", "mail_r
           "resp_attach", "resp_freq", "misc", "dom_param", "Parameters")
 VARYING = re.compile(rb"^(Date|Message-ID): .*\n", re.M)
 MULTIPART = "Content-Type: multipart/mixed; boundary=b\n"
+SCHEDULE = (REPOSITORY / "schema/resp_schedule.sql").read_text() + "insert into resp_schedule values (1, {})"
 
 
 class Explain(PanelCase):
@@ -91,8 +92,6 @@ class Explain(PanelCase):
         refuse = "AUTORESPONDER_REFUSE_AUTOMATIC true\n"
         modern = "AUTORESPONDER_MODERN true\n"
         schedule = "AUTORESPONDER_SCHEDULE true\n"
-        table = ((REPOSITORY / "schema/resp_schedule.sql").read_text()
-                 + "insert into resp_schedule values (1, {})")
         nested = mail("Order", "--b\n\n<none>\n--b\nContent-Type: text/html\n\n<p>the <b>pri</b>ce"
                       "</p>\n--b\nContent-Disposition: attachment\nContent-Type: text/plain\n\n"
                       "PRICE\n--b--\n", MULTIPART)
@@ -156,12 +155,12 @@ class Explain(PanelCase):
              ['ans_freq is "unlimited": as a number that is 0', 'mem_limit is "5 a day": as a number that is 5']),
             ("", {"content_type": "html", "charset": "klingon"}, "", mail(),
              ['content_type is "html": no type', 'charset is "klingon": cannot be used']),
-            (schedule, {}, table.format("now() + interval 1 day, null, null"), mail(),
+            (schedule, {}, SCHEDULE.format("now() + interval 1 day, null, null"), mail(),
              ["time         begins at 20", "it is not in its time", "no rule is on"]),
-            (schedule, {}, table.format("null, now(), 7"), mail(), ["time         has ended at 20"]),
-            (schedule, {}, table.format("'2020-02-02', now() + interval 1 day, null"), mail(),
+            (schedule, {}, SCHEDULE.format("null, now(), 7"), mail(), ["time         has ended at 20"]),
+            (schedule, {}, SCHEDULE.format("'2020-02-02', now() + interval 1 day, null"), mail(),
              ["time         now from 2020-02-02 00:00:00 until 20", "answers today; ", "1 reply"]),
-            (schedule, {"ans_freq": "2"}, table.format("null, null, 7") + ";" + twice.format(SENDER)
+            (schedule, {"ans_freq": "2"}, SCHEDULE.format("null, null, 7") + ";" + twice.format(SENDER)
              + "; update resp_freq set time_resp = now() - interval 3 day", mail(),
              ["time         now\n", "2 of 2 answers in 7 days, since 20", "had the answers of its days"]),
             # What goes out
@@ -366,6 +365,11 @@ class Explain(PanelCase):
             run = self.explain(message, BOX, "--reply", rule)
             self.assertEqual((run.returncode, run.stdout), (2, b""))
             self.assertTrue(run.stderr.endswith(words), run.stderr)
+        self.configure("SCHEDULE")
+        self.database.execute(SCHEDULE.format("null, now(), null"))
+        self.assertIn(b"- rule 1 stays silent: it is not in its time\n", self.explain(None, BOX).stdout)
+        rule = json.loads(self.explain(None, BOX, "--json").stdout)["rules"][0]
+        self.assertEqual((rule["outcome"], rule["schedule"]["time"]), ("off", "after"))
 
     def test_terminal(self) -> None:
         """Marks, colours and the width of a terminal; a long subject takes no longer than others."""

@@ -28,7 +28,7 @@ class Refusals(PanelCase):
                 ("MAILER-DAEMON@host.test", daemon), ("x-mailer-daemon@host.test", daemon),
                 ("joe@DrWEB-DAEMON.test", daemon), ("Mailer-Daemon@host.test", ""),
                 ("a" * 239 + "@client.example", ""), ("a" * 240 + "@client.example", long),
-                ("b" * 10 + "@" + domain, ""), ("c" * 11 + "@" + domain, long))),
+                ("b" * 10 + "@" + domain, ""), ("b" * 10 + "@" + domain + ".", ""), ("c" * 11 + "@" + domain, long))),
         ):
             with self.subTest(message):
                 self.database.listen()

@@ -14,8 +14,7 @@ class Schedule(PanelCase):
         super().setUp()
         self.database.load("panel.sql", "resp_schedule.sql")
         self.fill()
-        with (self.box.etc / "ovk.conf").open("a") as conf:
-            conf.write("AUTORESPONDER_SCHEDULE true\n")
+        self.configure("SCHEDULE")
         # Whoever has these has a clock that nobody sets.
         self.database.execute("revoke super, connection admin on *.* from 'admin'@'localhost'")
         self.addCleanup(self.database.execute, "set global init_connect = '';"
@@ -35,6 +34,8 @@ class Schedule(PanelCase):
         """Outside its time a rule is as one that is off; one without a row is as ever."""
         self.rule(1, forward=["boss@example.org"], ans_freq="9")
         self.rule(2, text="Always.", ans_freq="99")
+        self.configure("SCHEDULE", "LOG")
+        log = self.system_log()
         for begins, ends, now, answers in (
             (BEGIN, END, "2026-12-01 07:59:59", 0), (BEGIN, END, BEGIN, 2),
             (BEGIN, END, "2026-12-14 23:59:59", 2), (BEGIN, END, END, 0),
@@ -47,6 +48,8 @@ class Schedule(PanelCase):
                                       " time_resp) values (1, 'early@client.example', 1, '2000-01-01')")
                 self.schedule(begins, ends)
                 self.assertEqual(self.answers_at(now), answers + 1)
+                self.assertIn(b"rule 1=answered" if answers else b"rule 1=not in its time, rule 2=answered",
+                              log.recv(4096))
                 self.assertEqual(self.database.rows("select email from resp_freq where rn_id = 1"),
                                  [[SENDER if answers else "early@client.example"]])
 
@@ -91,12 +94,11 @@ class Schedule(PanelCase):
     def test_one_statement_where_the_host_wants_it(self) -> None:
         for id in (1, 2, 3):
             self.rule(id)
-        for chosen, statements in ((True, 1), (False, 0)):
+        for choice, statements in (("MODERN", 0), ("SCHEDULE", 1)):
+            self.configure(choice)
             self.database.listen()
             self.assertEqual(len(self.deliver().calls), 3)
             self.assertEqual(sum("resp_schedule" in text for text in self.database.heard()), statements)
-            (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_MODERN true\n")
-        (self.box.etc / "ovk.conf").write_text("AUTORESPONDER_SCHEDULE true\n")
         self.database.execute("drop table resp_schedule")
         self.assert_silent(self.deliver(), "autoresponder: Unable to exec query :"
                                            "Table 'ovk.resp_schedule' doesn't exist\n")
