@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -91,7 +92,13 @@ enum class Outcome {
 };
 
 /// In words: "limit reached".
-const char* word_of(Outcome outcome);
+constexpr const char* word_of(Outcome outcome) {
+    constexpr const char* words[] = {"on",       "off",           "not in its time",
+                                     "no match", "limit reached", "refused",
+                                     "answered", "failed",        "not reached"};
+    static_assert(std::size(words) == static_cast<std::size_t>(Outcome::not_reached) + 1);
+    return words[static_cast<std::size_t>(outcome)];
+}
 
 /// A rule that the run has come to.
 struct RuleFacts {
