@@ -1,8 +1,8 @@
 #include "codecs/idn.h"
 
-#include <cstdlib>
+#include "base/owned.h"
+
 #include <idna.h>
-#include <memory>
 #include <new>
 
 const char* idn_strerror(int errcode) {
@@ -33,17 +33,13 @@ namespace orvek::idn {
 
 namespace {
 
-struct LibidnFree {
-    void operator()(char* text) const noexcept { std::free(text); }
-};
-
 /// Both conversions of libidn have this shape: text, place for a malloc'd result, flags.
 using Conversion = int (*)(const char*, char**, int);
 
 std::string convert(Conversion conversion, const std::string& name) {
     char* output = nullptr;
     const int code = conversion(name.c_str(), &output, 0);
-    const std::unique_ptr<char, LibidnFree> owner(output);
+    const MallocedText owner(output);
     if (code != IDNA_SUCCESS)
         throw IdnaError(code);
     if (output == nullptr)
