@@ -224,16 +224,11 @@ std::string quoted_printable(std::string_view text) {
 std::string with_ascii_domains(std::string_view addresses) {
     std::string converted;
     while (!addresses.empty()) {
-        const std::size_t start = std::min(addresses.find('@'), addresses.size() - 1) + 1;
+        const std::size_t at = std::min(addresses.find('@'), addresses.size());
         const std::size_t end =
-            std::min(addresses.find_first_of(" \t,;<>()\"", start), addresses.size());
-        const std::string domain(addresses.substr(start, end - start));
-        converted += addresses.substr(0, start);
-        try {
-            converted += idn::toAscii(domain);
-        } catch (const idn::IdnaError&) {
-            converted += domain;
-        }
+            std::min(addresses.find_first_of(" \t,;<>()\"", at), addresses.size());
+        converted += addresses.substr(0, at);
+        converted += idn::ascii_form(std::string(addresses.substr(at, end - at)));
         addresses.remove_prefix(end);
     }
     return converted;
