@@ -37,8 +37,7 @@ class Listening {
 public:
     using Hearer = std::function<void(std::string_view message)>;
     explicit Listening(Hearer hearer);
-    Listening(const Listening&) = delete;
-    Listening& operator=(const Listening&) = delete;
+    Listening& operator=(Listening&&) = delete; // is neither copied nor moved
     ~Listening();
 
     static bool is_on();

@@ -124,8 +124,7 @@ public:
         sigprocmask(SIG_SETMASK, &mask, nullptr);
         errno = reason;
     }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
+    Child& operator=(Child&&) = delete; // is neither copied nor moved
     ~Child() {
         const int reason = errno;
         end();

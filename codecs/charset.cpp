@@ -25,9 +25,7 @@ constexpr std::string_view blanks = " \t";
 /// were when the text is done.
 class Complaints {
 public:
-    Complaints() = default;
-    Complaints(const Complaints&) = delete;
-    Complaints& operator=(const Complaints&) = delete;
+    Complaints& operator=(Complaints&&) = delete; // is neither copied nor moved
     ~Complaints() {
         for (const auto& [problem, count] : counts_) {
             if (count > most)

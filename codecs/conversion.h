@@ -24,8 +24,7 @@ public:
         : descriptor_(from.size() <= max_charset_name && to.size() <= max_charset_name
                           ? iconv_open(to.c_str(), from.c_str())
                           : none()) {}
-    Conversion(const Conversion&) = delete;
-    Conversion& operator=(const Conversion&) = delete;
+    Conversion& operator=(Conversion&&) = delete; // is neither copied nor moved
     ~Conversion() {
         if (is_open())
             iconv_close(descriptor_);

@@ -17,8 +17,7 @@ inline constexpr int first_other = 3;
 class HeldSignals {
 public:
     HeldSignals() noexcept;
-    HeldSignals(const HeldSignals&) = delete;
-    HeldSignals& operator=(const HeldSignals&) = delete;
+    HeldSignals& operator=(HeldSignals&&) = delete; // is neither copied nor moved
     ~HeldSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
 
 private:

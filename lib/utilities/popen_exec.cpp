@@ -18,8 +18,7 @@ public:
         sigaction(SIGPIPE, nullptr, &before_);
         std::signal(SIGPIPE, handler);
     }
-    SigpipeDisposition(const SigpipeDisposition&) = delete;
-    SigpipeDisposition& operator=(const SigpipeDisposition&) = delete;
+    SigpipeDisposition& operator=(SigpipeDisposition&&) = delete; // is neither copied nor moved
     ~SigpipeDisposition() { sigaction(SIGPIPE, &before_, nullptr); }
 
 private:
