@@ -4,6 +4,11 @@
 
 namespace mimelib {
 
+std::size_t end_of_line(std::string_view text, std::size_t start) {
+    const std::size_t end = text.find('\n', start);
+    return end == std::string_view::npos ? text.size() : end + 1;
+}
+
 bool is_dot_atom(std::string_view text, bool beyond_ascii) {
     char before = '.';
     for (const char c : text) {

@@ -16,6 +16,9 @@ inline bool is_white(char c) {
     return is_blank(c) || c == '\r' || c == '\n';
 }
 
+/// Where the line that holds `start` ends, behind its line feed if it has one.
+std::size_t end_of_line(std::string_view text, std::size_t start);
+
 /// Whether the text is a dot-atom (RFC 5322 section 3.2.3); where `beyond_ascii` says so, bytes
 /// beyond ASCII count as letters (RFC 6532 section 3.2).
 bool is_dot_atom(std::string_view text, bool beyond_ascii = false);
@@ -27,8 +30,7 @@ std::string local_part(std::string_view text);
 /// A position in a field's text that only moves forward.
 class Scanner {
 public:
-    explicit Scanner(std::string_view text, std::size_t position = 0)
-        : text_(text), position_(position) {}
+    explicit Scanner(std::string_view text) : text_(text) {}
 
     bool at_end() const { return position_ >= text_.size(); }
     /// The next byte, which there must be: at the end std::out_of_range is thrown. It may lie
@@ -59,7 +61,7 @@ private:
     void skip_comment();
 
     std::string_view text_;
-    std::size_t position_;
+    std::size_t position_ = 0;
 };
 
 } // namespace mimelib

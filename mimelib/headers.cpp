@@ -3,16 +3,11 @@
 #include "base/text.h"
 #include "mimelib/field_text.h"
 
+using mimelib::end_of_line;
 using mimelib::is_blank;
 using mimelib::is_white;
 
 namespace {
-
-/// Length of the line that begins at `start`, its line feed included.
-std::size_t line_length(std::string_view text, std::size_t start) {
-    const std::size_t end = text.find('\n', start);
-    return (end == std::string_view::npos ? text.size() : end + 1) - start;
-}
 
 /// Position of the colon of the field that `line` begins; npos when it begins none.
 std::size_t find_colon(std::string_view line) {
@@ -36,9 +31,9 @@ std::string_view trim_field_body(std::string_view body) {
 
 /// End of the field that begins at `start`: behind its last continuation line.
 std::size_t field_end(std::string_view text, std::size_t start) {
-    std::size_t end = start + line_length(text, start);
+    std::size_t end = end_of_line(text, start);
     while (end < text.size() && is_blank(text[end]))
-        end += line_length(text, end);
+        end = end_of_line(text, end);
     return end;
 }
 
@@ -47,7 +42,7 @@ std::size_t field_end(std::string_view text, std::size_t start) {
 std::size_t HeaderLength(std::string_view text) {
     std::size_t end = 0;
     while (end < text.size() &&
-           find_colon(text.substr(end, line_length(text, end))) != std::string_view::npos)
+           find_colon(text.substr(end, end_of_line(text, end) - end)) != std::string_view::npos)
         end = field_end(text, end);
     return end;
 }

@@ -52,6 +52,14 @@ bool DwMediaType::HasSubtype(std::string_view subtype) const {
     return equals_ignoring_case(subtype_.view(), subtype);
 }
 
+std::optional<DwString> DwMediaType::Parameter(std::string_view attribute) const {
+    for (auto parameter = FirstParameter(); parameter; parameter = parameter->Next()) {
+        if (equals_ignoring_case(parameter->Attribute().view(), attribute))
+            return parameter->Value();
+    }
+    return std::nullopt;
+}
+
 std::optional<DwParameter> DwParameter::first_of(const DwString& text) {
     Scanner field(text.view());
     while (!field.at_end()) {

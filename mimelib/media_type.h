@@ -58,6 +58,8 @@ public:
 
     /// None when it has no parameters.
     std::optional<DwParameter> FirstParameter() const { return DwParameter::first_of(parameters_); }
+    /// The value of the first one of that name, in any case; none when there is none.
+    std::optional<DwString> Parameter(std::string_view attribute) const;
 
 private:
     int type_;

@@ -1,6 +1,6 @@
 #include "mimelib/message.h"
 
-#include "base/text.h"
+#include "mimelib/field_text.h"
 
 namespace {
 
@@ -9,18 +9,8 @@ namespace {
 DwString find_boundary(const DwHeaders& headers) {
     if (headers.ContentType().Type() != DwMime::kTypeMultipart)
         return {};
-    for (auto parameter = headers.ContentType().FirstParameter(); parameter;
-         parameter = parameter->Next()) {
-        const DwString& boundary = parameter->Value();
-        if (equals_ignoring_case(parameter->Attribute().view(), "boundary"))
-            return boundary.substr(0, boundary.view().find_last_not_of(" \t") + 1);
-    }
-    return {};
-}
-
-std::size_t skip_line(std::string_view text, std::size_t start) {
-    const std::size_t end = text.find('\n', start);
-    return end == std::string_view::npos ? text.size() : end + 1;
+    const DwString boundary = headers.ContentType().Parameter("boundary").value_or(DwString());
+    return boundary.substr(0, boundary.view().find_last_not_of(" \t") + 1);
 }
 
 std::size_t skip_empty_line(std::string_view text, std::size_t start) {
@@ -71,7 +61,7 @@ struct Delimiter {
 
 Delimiter find_delimiter(std::string_view text, std::string_view delimiter) {
     for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = skip_line(text, start);
+        const std::size_t end = mimelib::end_of_line(text, start);
         const Line kind = classify(text, start, end, delimiter);
         if (kind != Line::ordinary)
             return {start, end, kind};
@@ -124,5 +114,5 @@ std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {
 
 void DwMessage::Parse() {
     const std::string_view text = AsString().view();
-    parse_from(begins_with_mbox_line(text) ? skip_line(text, 0) : 0);
+    parse_from(begins_with_mbox_line(text) ? mimelib::end_of_line(text, 0) : 0);
 }

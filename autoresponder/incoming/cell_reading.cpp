@@ -1,6 +1,7 @@
 #include "autoresponder/incoming/cell_reading.h"
 
 #include "autoresponder/incoming/automatic.h"
+#include "autoresponder/incoming/destinations.h"
 #include "autoresponder/incoming/intake.h"
 #include "autoresponder/incoming/subject.h"
 #include "autoresponder/incoming/thread.h"
@@ -54,13 +55,7 @@ bool is_without_nul(std::string_view text) {
 }
 
 bool has_form_of_list(std::string_view addresses) {
-    while (!addresses.empty()) {
-        const std::string_view address = until_nul(addresses);
-        if (address.size() == addresses.size() || has_control(address))
-            return false;
-        addresses.remove_prefix(address.size() + 1);
-    }
-    return true;
+    return (addresses.empty() || addresses.back() == '\0') && !any_address(addresses, has_control);
 }
 
 bool has_form(const MailThread& thread) {

@@ -255,14 +255,7 @@ std::optional<Reading> read_content(DwString text, const char* recipient, const 
 }
 
 DwString GetCharset(const DwEntity& entity) {
-    for (auto parameter = entity.Headers().ContentType().FirstParameter(); parameter;
-         parameter = parameter->Next()) {
-        DwString name = parameter->Attribute();
-        name.ConvertToLowerCase();
-        if (name == "charset")
-            return parameter->Value();
-    }
-    return DwString(default_charset);
+    return entity.Headers().ContentType().Parameter("charset").value_or(DwString(default_charset));
 }
 
 void DecodeBody(const DwEntity& entity, DwString& out) {
