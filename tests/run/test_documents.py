@@ -69,7 +69,7 @@ class Documents(PanelCase):
         self.database.execute((REPOSITORY / "schema/resp_schedule.sql").read_text().rstrip().rstrip(";"))
         with (self.box.etc / "ovk.conf").open("a") as conf:
             conf.write("AUTORESPONDER_SCHEDULE true\n")
-        step("Let the rule answer")
+        step("Let the rule begin")
         step("Attachments are files")
         (self.box.attachments(BOX) / "prices.txt").write_text("1\n")
         run = self.deliver(price)
@@ -81,7 +81,8 @@ class Documents(PanelCase):
         self.assertEqual(self.database.rows("select resp_on from mail_resp"), [["true"]])
         step("Remove the rule")
         step("Remove a mailbox")
-        for table in ("mail", "mail_aliases", "mail_resp", "resp_forward", "resp_attach", "resp_freq"):
+        for table in ("mail", "mail_aliases", "mail_resp", "resp_forward", "resp_attach", "resp_freq",
+                      "resp_schedule"):
             self.assertEqual(self.database.rows(f"select count(*) from {table}"), [["0"]], table)
         self.assertEqual(steps, {})
 

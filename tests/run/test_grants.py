@@ -6,16 +6,17 @@ import re
 from support.case import BOX, PanelCase, mail
 from support.database import REPOSITORY
 
-GRANTS = re.findall(r"^grant .* on (ovk\.\w+) to 'admin'@'localhost';$",
-                    (REPOSITORY / "docs/OPERATION.md").read_text(), re.M)
-SQL = re.search(r"```sql\n(grant .*?)```", (REPOSITORY / "docs/OPERATION.md").read_text(), re.S)[1]
+READ = re.findall(r"`(\w+)`", re.search(r"User `admin` needs `select` on (.*?), and ",
+                                         (REPOSITORY / "docs/OPERATION.md").read_text(), re.S)[1])
+GRANTS = {f"ovk.{table}": "select" for table in READ} | {"ovk.resp_freq": "select, insert, update, delete"}
 
 
 class Grants(PanelCase):
     def setUp(self) -> None:
         super().setUp()
         self.database.execute("revoke all privileges on *.* from 'admin'@'localhost'")
-        self.database.execute(SQL.rstrip().rstrip(";"))
+        for table, rights in GRANTS.items():
+            self.database.execute(f"grant {rights} on {table} to 'admin'@'localhost'")
         self.addCleanup(self.database.execute,
                         "grant all privileges on *.* to 'admin'@'localhost'")
         self.configure("REFUSE_AUTOMATIC")
