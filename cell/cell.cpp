@@ -39,10 +39,11 @@ constexpr std::size_t most_texts = 65536;
 /// The status of a child that ends for want of memory.
 constexpr int no_memory_status = 77;
 
-/// An answer: this, the length of each text, the texts.
+/// An answer: this, the length of each text, the texts that are not large, the large ones.
 struct Head {
     std::uint64_t holding; ///< what confine() gave
     std::uint64_t count;
+    std::uint64_t small; ///< bytes of the lengths and the texts that are not large
 };
 
 std::string_view bytes_of(const void* start, std::size_t size) {
@@ -64,22 +65,20 @@ bool lend_fully(int pipe, std::string_view text) {
 }
 
 bool tell(int pipe, std::uint64_t holding, const Texts& texts) {
-    const Head head = {holding, texts.size()};
-    std::string waiting(bytes_of(&head, sizeof head));
+    std::string small;
     for (const std::string& text : texts) {
         const std::uint64_t length = text.size();
-        waiting += bytes_of(&length, sizeof length);
+        small += bytes_of(&length, sizeof length);
     }
     for (const std::string& text : texts) {
-        if (text.size() < large) {
-            waiting += text;
-            continue;
-        }
-        if (!write_fully(pipe, waiting) || !lend_fully(pipe, text))
-            return false;
-        waiting.clear();
+        if (text.size() < large)
+            small += text;
     }
-    return write_fully(pipe, waiting);
+    const Head head = {holding, texts.size(), small.size()};
+    return write_fully(pipe, concat({bytes_of(&head, sizeof head), small})) &&
+           std::all_of(texts.begin(), texts.end(), [&](const std::string& text) {
+               return text.size() < large || lend_fully(pipe, text);
+           });
 }
 
 /// The child. `pipe` becomes its one descriptor.
@@ -164,30 +163,24 @@ public:
     Answer(int pipe, Clock::time_point deadline) : pipe_(pipe), deadline_(deadline) {}
 
     /// False where the answer ends before, or the time does.
-    bool read(void* to, std::size_t size) {
-        char* const bytes = static_cast<char*>(to);
-        std::size_t filled = 0;
-        while (filled < size) {
-            if (ahead_.empty() && size - filled >= page_.size()) {
-                const std::size_t count = receive(bytes + filled, size - filled);
-                if (count == 0)
-                    return false;
-                filled += count;
+    bool read(void* to, std::size_t size) const {
+        for (std::size_t filled = 0; filled < size;) {
+            const auto left =
+                std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
+            pollfd waited = {pipe_, POLLIN, 0};
+            const int ready = left > 0 ? poll(&waited, 1, static_cast<int>(left)) : 0;
+            if (ready == -1 && errno == EINTR)
                 continue;
-            }
-            if (ahead_.empty())
-                ahead_ = {page_.data(), receive(page_.data(), page_.size())};
-            if (ahead_.empty())
+            const ssize_t count =
+                ready == 0 ? 0 : read_some(pipe_, static_cast<char*>(to) + filled, size - filled);
+            if (count <= 0)
                 return false;
-            const std::size_t count = std::min(ahead_.size(), size - filled);
-            ahead_.copy(bytes + filled, count);
-            ahead_.remove_prefix(count);
-            filled += count;
+            filled += static_cast<std::size_t>(count);
         }
         return true;
     }
 
-    bool read(std::string& text, std::size_t size) {
+    bool read(std::string& text, std::size_t size) const {
         text.reserve(size);
         while (text.size() < size) { // a piece is cleared while it is about to be written anyway
             const std::size_t start = text.size();
@@ -199,50 +192,40 @@ public:
     }
 
 private:
-    std::size_t receive(char* to, std::size_t size) {
-        for (;;) {
-            const auto left =
-                std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
-            pollfd waited = {pipe_, POLLIN, 0};
-            const int ready = left > 0 ? poll(&waited, 1, static_cast<int>(left)) : 0;
-            if (ready == 0)
-                return 0;
-            if (ready == -1 && errno == EINTR)
-                continue;
-            const ssize_t count = read_some(pipe_, to, size);
-            return count > 0 ? static_cast<std::size_t>(count) : 0;
-        }
-    }
-
     int pipe_;
     Clock::time_point deadline_;
-    std::array<char, 4096> page_;
-    std::string_view ahead_;
 };
 
-enum class Reading { whole, cut_off, out_of_form };
+enum class Form { whole, cut_off, wrong };
 
-Reading read_answer(Answer& answer, std::size_t most, std::uint64_t& holding, Texts& texts) {
+Form read_answer(const Answer& answer, std::size_t most, std::uint64_t& holding, Texts& texts) {
     Head head;
+    std::string small;
     if (!answer.read(&head, sizeof head))
-        return Reading::cut_off;
-    if (head.count > most_texts)
-        return Reading::out_of_form;
-    std::vector<std::uint64_t> lengths(head.count);
-    if (!answer.read(lengths.data(), lengths.size() * sizeof(std::uint64_t)))
-        return Reading::cut_off;
-    std::size_t left = most;
-    for (const std::uint64_t length : lengths) {
-        if (length > left)
-            return Reading::out_of_form;
-        left -= length;
-    }
-    for (const std::uint64_t length : lengths) {
-        if (!answer.read(texts.emplace_back(), length))
-            return Reading::cut_off;
-    }
+        return Form::cut_off;
+    if (head.count > most_texts || head.small > most)
+        return Form::wrong;
+    if (!answer.read(small, head.small))
+        return Form::cut_off;
     holding = head.holding;
-    return Reading::whole;
+    std::string_view lengths = small;
+    std::string_view rest = lengths.substr(std::min(head.count * sizeof head.count, small.size()));
+    for (std::size_t left = most; texts.size() < head.count;) {
+        std::uint64_t length = 0;
+        if (lengths.copy(reinterpret_cast<char*>(&length), sizeof length) < sizeof length ||
+            length > left || (length < large && length > rest.size()))
+            return Form::wrong;
+        lengths.remove_prefix(sizeof length);
+        left -= length;
+        std::string& text = texts.emplace_back();
+        if (length < large) {
+            text = rest.substr(0, length);
+            rest.remove_prefix(length);
+        } else if (!answer.read(text, length)) {
+            return Form::cut_off;
+        }
+    }
+    return Form::whole;
 }
 
 /// Whether the cell's bound was what it ran into, since there is more to be had.
@@ -292,15 +275,13 @@ Outcome run_in_cell(Work work, const Limits& limits, std::uint64_t& holding) {
     work = nullptr;
 
     Outcome outcome;
-    Answer answer(read_end.get(), deadline);
-    switch (read_answer(answer, limits.memory, holding, outcome.texts)) {
-    case Reading::whole:
+    const Answer answer(read_end.get(), deadline);
+    const Form form = read_answer(answer, limits.memory, holding, outcome.texts);
+    if (form == Form::wrong)
+        return {End::broken, "an answer out of form", {}};
+    if (form == Form::whole) {
         outcome.end = End::answered;
         return outcome;
-    case Reading::out_of_form:
-        return {End::broken, "an answer out of form", {}};
-    case Reading::cut_off:
-        break;
     }
     int status = 0;
     if (!child.wait_until(deadline, &status))

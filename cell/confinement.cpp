@@ -103,14 +103,17 @@ bool open_libraries_alone(const Bounds&) {
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &all, size_of_ruleset(version), 0)));
     if (!rules)
         return false;
+    bool found = false;
     for (const char* const name : library_folders) {
-        // Where it is a link, it leads to another of them.
+        // Where it is a link, it leads to the other.
         const Descriptor folder(open(name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         constexpr unsigned path_beneath = 1;
         const PathBeneath rule = {may_read | may_list, folder.get()};
-        if (folder)
-            syscall(SYS_landlock_add_rule, rules.get(), path_beneath, &rule, 0);
+        found |= folder && syscall(SYS_landlock_add_rule, rules.get(), path_beneath, &rule, 0) == 0;
     }
+    // Where the libraries lie elsewhere, no charset could be converted.
+    if (!found)
+        return false;
     return syscall(SYS_landlock_restrict_self, rules.get(), 0) == 0;
 }
 

@@ -329,8 +329,10 @@ TEST(Cell, SaysHowItHasFailed) {
          },
          sanitized ? "" : "Segmentation fault"},
         {answer(std::vector<std::uint64_t>(125, 0x7878787878787878)), "an answer out of form"},
-        {answer({0, 1, short_limits.memory + 1}), "an answer out of form"},
-        {answer({0, 2, 1, 5}), "no answer"},
+        {answer({0, 1, 8, short_limits.memory + 1}), "an answer out of form"},
+        {answer({0, 1, 8, 5}), "an answer out of form"},
+        {answer({0, 60'000, 8, 0}), "an answer out of form"},
+        {answer({0, 1, 8, 70'000}), "no answer"},
         {[]() -> cell::Texts {
              close(0);
              can_sleep();
