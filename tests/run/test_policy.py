@@ -218,17 +218,15 @@ class Policy(PanelCase):
         ):
             self.box.script(f"case $*$(cat) in *boss*) {forward};; *anna*) exit 75;; *Second*) {second};;"
                             f" *) {first};; esac")
-            fails = recipient == lasting
-            for value, expected in (("true", (status, counts)), ("no", (fails, ["1"] * (2 - fails)))):
-                with self.subTest(value, forward=forward, first=first, second=second):
-                    self.configure(RETRY_LATER=value)
-                    self.database.execute("truncate resp_freq")
-                    run = self.deliver(recipient=recipient)
-                    counted = sum(self.database.rows("select num from resp_freq"), [])
-                    self.assertEqual((run.status, counted), expected)
-                    self.assertEqual(len(run.leftovers), 2 * fails)
-                    for name in run.leftovers:
-                        (self.box.tmp / name).unlink()
+            with self.subTest(forward=forward, first=first, second=second):
+                self.configure("RETRY_LATER")
+                self.database.execute("truncate resp_freq")
+                run = self.deliver(recipient=recipient)
+                counted = sum(self.database.rows("select num from resp_freq"), [])
+                self.assertEqual((run.status, counted, len(run.leftovers)),
+                                 (status, counts, 2 if status == 1 else 0))
+                for name in run.leftovers:
+                    (self.box.tmp / name).unlink()
         self.database.execute("truncate resp_freq; alter table resp_freq add check (rn_id <> 2)")
         self.configure("RETRY_LATER")  # and the transaction of rule 2 fails, behind the refusals for rule 1
         self.box.script("exit 67")

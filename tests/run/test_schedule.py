@@ -1,7 +1,6 @@
 """Rules that begin and end, and answers that count for some days, by the clock of the database server."""
 
 import re
-import subprocess
 
 from support.case import BOX, SENDER, PanelCase, mail
 from support.database import REPOSITORY
@@ -82,12 +81,7 @@ class Schedule(PanelCase):
         self.schedule(None, None, 7)
         self.database.execute("insert into resp_freq (rn_id, email, num, time_resp) values"
                               " (1, 'joe@client.example', 3, now() - interval 5 day)")
-        runs = [self.box.start(BOX, subprocess.PIPE) for _ in range(30)]
-        for run in runs:
-            run.stdin.write(mail().encode())
-            run.stdin.close()
-            run.stdin = None
-        self.assertEqual({run.communicate() for run in runs}, {(b"", b"")})
+        self.assertEqual(set(self.box.run_at_once([mail()] * 30, BOX)), {(b"", b"", 0)})
         self.assertEqual(len(self.box.calls()), 7)
         self.assertEqual(self.database.rows("select num from resp_freq"), [["10"]])
 

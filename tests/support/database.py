@@ -112,18 +112,17 @@ class Database:
 
     def kill(self) -> None:
         """Ends the server at once, as a crash would."""
-        self._drop_client()
-        if self._server is not None:
-            self._server.kill()
-            self._server.wait()
-            self._server = None
+        self._end(signal.SIGKILL)
         self.socket.unlink(missing_ok=True)
 
     def stop(self) -> None:
         """Ends the server in good order; its data stays."""
+        self._end(signal.SIGTERM)
+
+    def _end(self, by: signal.Signals) -> None:
         self._drop_client()
         if self._server is not None:
-            self._server.terminate()
+            self._server.send_signal(by)
             self._server.wait()
             self._server = None
 

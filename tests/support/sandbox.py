@@ -142,6 +142,16 @@ class Sandbox:
                    err.decode(errors="surrogateescape"), self.calls(),
                    sorted(path.name for path in self.tmp.iterdir()))
 
+    def run_at_once(self, messages: list[str], recipient: str) -> list[tuple[bytes, bytes, int]]:
+        """Delivers messages that all come in at the same time. Output, errors and status of each run."""
+        self.forget_calls()
+        runs = [self.start(recipient, subprocess.PIPE) for _ in messages]
+        for run, message in zip(runs, messages):
+            with run.stdin:
+                run.stdin.write(message.encode())
+            run.stdin = None
+        return [(*run.communicate(), run.returncode) for run in runs]
+
     def forget_calls(self) -> None:
         for old in self.capture.glob("[0-9]*"):
             old.unlink()
