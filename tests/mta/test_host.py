@@ -437,7 +437,8 @@ class Withdrawal(unittest.TestCase):
 
     def test_3_a_host_with_the_lines_of_1_1(self) -> None:
         with shaped("autoresponder-setup database\n" + PASTED):
-            host.run(f"autoresponder-setup database {host.name}")
+            said = host.run(f"autoresponder-setup database {host.name}")
+            self.assertIn(f"account '{host.name}'@'localhost' before", said)
             assert_set_up(self)
             host.run(f"autoresponder-setup undo {host.name} database")
             left = subprocess.run(["grep", "-rl", "autoresp", host.root / "etc/postfix", host.root / "etc/exim4"],
