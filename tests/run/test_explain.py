@@ -14,8 +14,9 @@ from support.case import BOX, SENDER, PanelCase, mail, quote
 from support.database import REPOSITORY
 from support.sandbox import Run
 
-TABLES = ("clients", "domains", "domainaliases", "mail", "mail_aliases", "mail_resp", "resp_forward",
-          "resp_attach", "resp_freq", "misc", "dom_param", "Parameters")
+CHECKSUMS = "checksum table " + ", ".join("ovk." + name for name in (
+    "clients", "domains", "domainaliases", "mail", "mail_aliases", "mail_resp", "resp_forward", "resp_attach",
+    "resp_freq", "misc", "dom_param", "Parameters"))
 VARYING = re.compile(rb"^(Date|Message-ID): .*\n", re.M)
 MULTIPART = "Content-Type: multipart/mixed; boundary=b\n"
 SCHEDULE = (REPOSITORY / "schema/resp_schedule.sql").read_text() + "insert into resp_schedule values (1, {})"
@@ -25,22 +26,32 @@ class Explain(PanelCase):
     def setUp(self) -> None:
         super().setUp()
         self.box.extra = ["--ro-bind", os.environ["OVK_EXPLAIN"], "/explain"]
-        self.conf = (self.box.etc / "ovk.conf").read_text()
 
-    def explain(self, message: bytes | str | None, recipient: str, *options: str,
-                environment: dict[str, str] = {}) -> subprocess.CompletedProcess:
-        self.box.forget_calls()
+    def run_explain(self, message: bytes | str | None, *arguments: str, within: list[str] = [],
+                    environment: dict[str, str] = {}) -> subprocess.CompletedProcess:
         command = self.box.command(None)[:-1]
         for name, value in environment.items():
             command[-1:-1] = ["--setenv", name, value]
         data = message.encode() if isinstance(message, str) else message or b""
-        before = self.database.rows("checksum table " + ", ".join("ovk." + name for name in TABLES))
-        run = subprocess.run(command + ["/explain", *options, recipient], input=data,
-                             capture_output=True, timeout=60)
-        self.assertEqual(before, self.database.rows(
-            "checksum table " + ", ".join("ovk." + name for name in TABLES)))
+        return subprocess.run([*command, *within, "/explain", *arguments], input=data, capture_output=True,
+                              timeout=60)
+
+    def explain(self, message: bytes | str | None, recipient: str, *options: str,
+                environment: dict[str, str] = {}) -> subprocess.CompletedProcess:
+        self.box.forget_calls()
+        before = self.database.rows(CHECKSUMS)
+        run = self.run_explain(message, *options, recipient, environment=environment)
+        self.assertEqual(before, self.database.rows(CHECKSUMS))
         self.assertEqual((self.box.calls(), list(self.box.tmp.iterdir())), ([], []))
         return run
+
+    def assert_told(self, page: str, words: list[str]) -> None:
+        for word in words:
+            self.assertIn(word, page)
+
+    def assert_refused(self, run: subprocess.CompletedProcess, words: bytes) -> None:
+        self.assertEqual((run.returncode, run.stdout), (2, b""))
+        self.assertIn(words, run.stderr)
 
     def compare(self, message: bytes | str, recipient: str = BOX) -> tuple[str, dict, Run]:
         """Explains, delivers, and compares; the page, the document, and what came of it."""
@@ -88,103 +99,97 @@ class Explain(PanelCase):
         (folder / "kept").mkdir()
         os.mkfifo(folder / "pipe")
         evil = "-C/tmp/x@client.example"
-        shown = "AUTORESPONDER_READ_AS_SHOWN true\n"
-        refuse = "AUTORESPONDER_REFUSE_AUTOMATIC true\n"
-        modern = "AUTORESPONDER_MODERN true\n"
-        schedule = "AUTORESPONDER_SCHEDULE true\n"
         nested = mail("Order", "--b\n\n<none>\n--b\nContent-Type: text/html\n\n<p>the <b>pri</b>ce"
                       "</p>\n--b\nContent-Disposition: attachment\nContent-Type: text/plain\n\n"
                       "PRICE\n--b--\n", MULTIPART)
         twice = "insert into resp_freq (rn_id, email, num) values (1, '{}', 2)"
-        for number, (conf, rule, sql, message, words) in enumerate((
+        for number, (choices, rule, sql, message, words) in enumerate((
             # The mail
-            ("", {}, "", mail(), ["joe@client.example (From)", "1 line\n", "0 of 10 answers",
+            ([], {}, "", mail(), ["joe@client.example (From)", "1 line\n", "0 of 10 answers",
                                   "rule 1 answers", "1 reply"]),
-            ("", {}, "", mail("=?utf-8?B?R3LDvMOfZQ==?=", "=E9\n", "Reply-To: <ann@x.test>\n"
+            ([], {}, "", mail("=?utf-8?B?R3LDvMOfZQ==?=", "=E9\n", "Reply-To: <ann@x.test>\n"
              "Date: today\nContent-Type: text/plain; charset=iso-8859-1\n"
              "Content-Transfer-Encoding: quoted-printable\n"),
              ["ann@x.test (Reply-To)", "Gr\\u{00FC}\\u{00DF}e", "today", "iso-8859-1",
               "quoted-printable"]),
-            ("", {}, "", mail("=?nope?Q?x?=", "x", "Content-Type: text/plain; charset=nope\n"),
+            ([], {}, "", mail("=?nope?Q?x?=", "x", "Content-Type: text/plain; charset=nope\n"),
              ["Could not convert message body text from nope"]),
-            ("", {}, "", mail("=?utf-8?B?R3I=?=\n =?utf-8?B?R3I=?="),
+            ([], {}, "", mail("=?utf-8?B?R3I=?=\n =?utf-8?B?R3I=?="),
              ["said         wrong rfc1522 sequence (trailing stuff): =?utf-8?B?R3I=?=\\n\n\nMailbox"]),
-            ("", {}, "", "From: <>\n\n", ["Could not get sender's", "no reply: Could not"]),
-            ("", {}, "", mail(sender=BOX), ["refused      Field From: equial"]),
-            ("", {}, "", mail(sender="MAILER-DAEMON@x.test"), ["contains MAILER-DAEMON"]),
-            ("", {}, "", mail(sender="a" * 249 + "@x.test"), ["address is too long"]),
-            (refuse, {}, "", mail(headers="Return-Path: <>\n"), ["Return-Path is null"]),
-            (refuse, {"forward": ["a@x.test"]}, "", mail(headers="Precedence: bulk\n"),
+            ([], {}, "", "From: <>\n\n", ["Could not get sender's", "no reply: Could not"]),
+            ([], {}, "", mail(sender=BOX), ["refused      Field From: equial"]),
+            ([], {}, "", mail(sender="MAILER-DAEMON@x.test"), ["contains MAILER-DAEMON"]),
+            ([], {}, "", mail(sender="a" * 249 + "@x.test"), ["address is too long"]),
+            (["REFUSE_AUTOMATIC"], {}, "", mail(headers="Return-Path: <>\n"), ["Return-Path is null"]),
+            (["REFUSE_AUTOMATIC"], {"forward": ["a@x.test"]}, "", mail(headers="Precedence: bulk\n"),
              ["refused      Precedence is bulk", "forwards, and does not answer", ", 1 forward"]),
-            ("AUTORESPONDER_ADDRESSED_ONLY true\n", {}, "", mail().replace("To:", "X:"),
+            (["ADDRESSED_ONLY"], {}, "", mail().replace("To:", "X:"),
              ["name no address of the mailbox"]),
-            (refuse, {}, "insert into mail_aliases (mn_id, alias) values (1, 'other')",
+            (["REFUSE_AUTOMATIC"], {}, "insert into mail_aliases (mn_id, alias) values (1, 'other')",
              mail(sender="other@example.com"), ["is the mailbox itself"]),
-            ("", {"forward": ["a@x.test"]}, "", mail(sender=evil), ["looks like an option"]),
-            (modern, {"forward": ["a@x.test"]}, "", mail(headers=f"X-Autoresponder-Forwarded: {BOX}\n"),
+            ([], {"forward": ["a@x.test"]}, "", mail(sender=evil), ["looks like an option"]),
+            (["MODERN"], {"forward": ["a@x.test"]}, "", mail(headers=f"X-Autoresponder-Forwarded: {BOX}\n"),
              ["refused      it has been through this mailbox", "rule 1 is not reached"]),
             # The rules
-            ("", {"resp_on": None}, "", mail(), ["rule 1 is switched off", "no rule is on"]),
-            ("", {}, "delete from mail_resp", mail(), ["the mailbox has no rules"]),
-            ("", {"keystr": "ell", "key_where": "subj"}, "", mail(), ["line 1: H>>ell<<o"]),
-            ("", {"keystr": "are", "key_where": "body"}, "", mail(body="\nHow are you?"),
+            ([], {"resp_on": None}, "", mail(), ["rule 1 is switched off", "no rule is on"]),
+            ([], {}, "delete from mail_resp", mail(), ["the mailbox has no rules"]),
+            ([], {"keystr": "ell", "key_where": "subj"}, "", mail(), ["line 1: H>>ell<<o"]),
+            ([], {"keystr": "are", "key_where": "body"}, "", mail(body="\nHow are you?"),
              ["text, line 2: How >>are<< you?"]),
-            ("", {"keystr": "hello", "key_where": "subj"}, "", mail(),
+            ([], {"keystr": "hello", "key_where": "subj"}, "", mail(),
              ["not in the subject", "but          if case and white space played no part: subject, line 1: >>Hello<<", "not found"]),
-            ("", {"keystr": "are you", "key_where": "body"}, "", mail(body="\nHow ARE  you?"),
+            ([], {"keystr": "are you", "key_where": "body"}, "", mail(body="\nHow ARE  you?"),
              ["but          if case and white space played no part: text, line 2: How >>ARE  you<<?"]),
-            ("", {"keystr": "price", "key_where": "body"}, "", nested,
+            ([], {"keystr": "price", "key_where": "body"}, "", nested,
              ["part 2, text/html", "part 2 (text/html), paragraph 1: the >>price<<",
               "attachment, part 3 (text/plain), paragraph 1: >>PRICE<<"]),
-            ("", {"keystr": "price", "key_where": "body"}, "", nested.replace("boundary=", "boundary*0="),
+            ([], {"keystr": "price", "key_where": "body"}, "", nested.replace("boundary=", "boundary*0="),
              ["part 2 (text/html), paragraph 1: the >>price<<"]),
-            (shown, {"keystr": "price", "key_where": "body"}, "", nested.replace("<none>", " "),
+            (["READ_AS_SHOWN"], {"keystr": "price", "key_where": "body"}, "", nested.replace("<none>", " "),
              ["part 2, text/html", "text, line 1: the >>price<<", "1 reply"]),
-            ("", {"keystr": "my order", "key_where": "body"}, "", mail(body="my\norder"),
+            ([], {"keystr": "my order", "key_where": "body"}, "", mail(body="my\norder"),
              ["the mail itself (text/plain), paragraph 1: >>my order<<"]),
-            ("", {"ans_freq": "0"}, "", mail(), ["answers nobody"]),
-            ("", {"ans_freq": "2"}, twice.format(SENDER), mail(),
+            ([], {"ans_freq": "0"}, "", mail(), ["answers nobody"]),
+            ([], {"ans_freq": "2"}, twice.format(SENDER), mail(),
              ["2 of 2 answers today", "has had today's answers", "limit of every rule"]),
-            ("", {"ans_freq": "2"}, twice.format(SENDER) + "; update resp_freq set time_resp ="
+            ([], {"ans_freq": "2"}, twice.format(SENDER) + "; update resp_freq set time_resp ="
              " now() - interval 1 day", mail(), ["0 of 2 answers", "0 of 1000 senders"]),
-            ("", {"mem_limit": "1"}, twice.format("old@x.test"), mail(),
+            ([], {"mem_limit": "1"}, twice.format("old@x.test"), mail(),
              ["1 of 1 senders", "forgets      old@x.test"]),
-            ("", {"key_where": "Body", "resp_on": "FALSE"}, "", mail(),
+            ([], {"key_where": "Body", "resp_on": "FALSE"}, "", mail(),
              ['remark       key_where is "Body": neither', 'resp_on is "FALSE": only "false"', "1 reply"]),
-            ("", {"ans_freq": "unlimited", "mem_limit": "5 a day"}, "", mail(),
+            ([], {"ans_freq": "unlimited", "mem_limit": "5 a day"}, "", mail(),
              ['ans_freq is "unlimited": as a number that is 0', 'mem_limit is "5 a day": as a number that is 5']),
-            ("", {"content_type": "html", "charset": "klingon"}, "", mail(),
+            ([], {"content_type": "html", "charset": "klingon"}, "", mail(),
              ['content_type is "html": no type', 'charset is "klingon": cannot be used']),
-            (schedule, {}, SCHEDULE.format("now() + interval 1 day, null, null"), mail(),
+            (["SCHEDULE"], {}, SCHEDULE.format("now() + interval 1 day, null, null"), mail(),
              ["time         begins at 20", "it is not in its time", "no rule is on"]),
-            (schedule, {}, SCHEDULE.format("null, now(), 7"), mail(), ["time         has ended at 20"]),
-            (schedule, {}, SCHEDULE.format("'2020-02-02', now() + interval 1 day, null"), mail(),
+            (["SCHEDULE"], {}, SCHEDULE.format("null, now(), 7"), mail(), ["time         has ended at 20"]),
+            (["SCHEDULE"], {}, SCHEDULE.format("'2020-02-02', now() + interval 1 day, null"), mail(),
              ["time         now from 2020-02-02 00:00:00 until 20", "answers today; ", "1 reply"]),
-            (schedule, {"ans_freq": "2"}, SCHEDULE.format("null, null, 7") + ";" + twice.format(SENDER)
+            (["SCHEDULE"], {"ans_freq": "2"}, SCHEDULE.format("null, null, 7") + ";" + twice.format(SENDER)
              + "; update resp_freq set time_resp = now() - interval 3 day", mail(),
              ["time         now\n", "2 of 2 answers in 7 days, since 20", "had the answers of its days"]),
             # What goes out
-            ("", {"forward": ["a@x.test", evil, None], "attach": ["list.txt", "kept", "pipe", "gone"]},
+            ([], {"forward": ["a@x.test", evil, None], "attach": ["list.txt", "kept", "pipe", "gone"]},
              "", mail(), ["forwards to  a@x.test\n", '"list.txt", 200 bytes', '"kept" cannot be read',
                           '"pipe" cannot be read: No such device', '"gone" is missing: No such',
                           "to anna@alpha.test from root@localhost", "Address looks like an option",
                           "1 reply, 1 forward, 1 notice"]),
-            ("", {"attach": ["gone"]}, f"update clients set email='{evil}'", mail(),
+            ([], {"attach": ["gone"]}, f"update clients set email='{evil}'", mail(),
              ["Address looks like an option", "1 reply\n"]),
-            ("", {"attach": ["gone"]}, "delete from clients", mail(), ["This client does not exist"]),
-            (modern, {"charset": "koi8-r", "text": "Привет", "attach": ["gone", "list.txt"]}, "",
+            ([], {"attach": ["gone"]}, "delete from clients", mail(), ["This client does not exist"]),
+            (["MODERN"], {"charset": "koi8-r", "text": "Привет", "attach": ["gone", "list.txt"]}, "",
              mail(headers="Message-ID: <1@x.test>\n"), ["from <> to joe@client.example"]),
         )):
             with self.subTest(number=number, words=words):
-                (self.box.etc / "ovk.conf").write_text(self.conf + conf)
+                self.configure(*choices)
                 self.database.load("panel.sql")
                 self.fill()
                 self.rule(**rule)
                 self.rule(id=2, resp_on="false")
                 self.database.execute(sql or "do 0")
-                page, _, _ = self.compare(message)
-                for word in words:
-                    self.assertIn(word, page)
+                self.assert_told(self.compare(message)[0], words)
 
     def test_replies(self) -> None:
         """Two rules answer; a size limit; an address without an ASCII form ends the run."""
@@ -218,7 +223,7 @@ class Explain(PanelCase):
             "insert into domainaliases (dom_id, name, mail) values (1, 'example.net', 'true'),"
             " (1, 'parked.test', 'false')")
         self.rule()
-        (self.box.etc / "ovk.conf").write_text(self.conf + "AUTORESPONDER_RECIPIENT_DELIMITER +\n")
+        self.configure(RECIPIENT_DELIMITER="+")
         for recipient, words in (
             ("orders@example.com", ["- looked up    mailbox orders@example.com: none",
                                     "+ looked up    alias orders@example.com: found"]),
@@ -239,11 +244,9 @@ class Explain(PanelCase):
                                     "AUTORESPONDER_RECIPIENT_DELIMITER is not chosen"]),
         ):
             if "sale+" in recipient:
-                (self.box.etc / "ovk.conf").write_text(self.conf)
+                self.configure()
             with self.subTest(recipient):
-                page, _, _ = self.compare(mail(), recipient)
-                for word in words:
-                    self.assertIn(word, page)
+                self.assert_told(self.compare(mail(), recipient)[0], words)
 
     def test_what_cannot_be_told(self) -> None:
         self.rule()
@@ -256,17 +259,13 @@ class Explain(PanelCase):
             change()
             for options in ((), ("--json",), ("--reply", "1")):
                 run = self.explain(mail(), "orders@example.com" if b"query" in words else BOX, *options)
-                self.assertEqual((run.returncode, run.stdout), (2, b""))
-                self.assertIn(words, run.stderr)
+                self.assert_refused(run, words)
             self.database.load("panel.sql")
             self.fill()
             self.rule()
         for arguments, words in (((), b"usage: "), (("--nonsense", "a@b"), b"usage: "),
                                  ((BOX, "/none"), b"/none: No such file"), ((BOX, "/"), b"/: Is a")):
-            run = subprocess.run([*self.box.command(None)[:-1], "/explain", *arguments],
-                                 stdin=subprocess.DEVNULL, capture_output=True)
-            self.assertEqual((run.returncode, run.stdout), (2, b""))
-            self.assertIn(words, run.stderr)
+            self.assert_refused(self.run_explain(None, *arguments), words)
 
     def test_statements(self) -> None:
         """Selects alone, in a transaction that cannot write."""
@@ -294,9 +293,8 @@ class Explain(PanelCase):
     def test_what_cannot_be_sent(self) -> None:
         self.rule(text="x" * 5000)
         self.box.extra += ["--ro-bind", "/usr/bin/prlimit", "/prlimit"]
-        command = self.box.command(None)[:-1] + ["/prlimit", "--fsize=1000", "/explain"]
         for options in ((BOX,), ("--reply", "1", BOX)):
-            run = subprocess.run([*command, *options], input=mail().encode(), capture_output=True)
+            run = self.run_explain(mail(), *options, within=["/prlimit", "--fsize=1000"])
             self.assertEqual(run.returncode, 2 if "--reply" in options else 1)
             self.assertIn(b"no reply: the reply fails\n", run.stdout + run.stderr)
         self.box.sendmail = None
@@ -307,8 +305,7 @@ class Explain(PanelCase):
     @unittest.skipIf(os.geteuid() != 0, "only root can become another user")
     def test_as_whom_it_looks(self) -> None:
         self.rule()
-        conf = self.box.etc / "ovk.conf"
-        conf.write_text(self.conf + "AUTORESPONDER_NULL_SENDER true\nAUTORESPONDER_RETRY_LATER 111\n")
+        self.configure("NULL_SENDER", RETRY_LATER="111")
         self.box.databytes("1000000")
         self.box.extra += ["--ro-bind", "/etc/passwd", "/etc/passwd"]
         for folder in ("/etc", "/run", "/var"):
@@ -323,13 +320,9 @@ class Explain(PanelCase):
                                     "switches     none\n", "1 reply"]),
         ):
             run = self.explain(mail(), BOX, *options)
-            page = (run.stdout + run.stderr).decode()
-            for word in words:
-                self.assertIn(word, page)
-            conf.chmod(0o600)
-        run = self.explain(mail(), BOX, "--user", "none")
-        self.assertEqual((run.returncode, run.stdout), (2, b""))
-        self.assertIn(b"cannot become none: no such user", run.stderr)
+            self.assert_told((run.stdout + run.stderr).decode(), words)
+            (self.box.etc / "ovk.conf").chmod(0o600)
+        self.assert_refused(self.explain(mail(), BOX, "--user", "none"), b"cannot become none: no such user")
 
     def test_tenant_and_stranger_cannot_fill_memory_or_screen(self) -> None:
         """8 MB of mail and twenty rules, in each place that is shown."""
@@ -347,9 +340,8 @@ class Explain(PanelCase):
         for name, message in shape.items():
             for options in ((), ("--json",)):
                 with self.subTest(name, options=options):
-                    command = self.box.command(None)[:-1] + [
-                        "/prlimit", "--as=200000000", "--cpu=20", "/explain", *options, BOX]
-                    run = subprocess.run(command, input=message.encode(), capture_output=True)
+                    run = self.run_explain(message, *options, BOX,
+                                           within=["/prlimit", "--as=200000000", "--cpu=20"])
                     self.assertEqual((run.returncode, run.stderr), (1, b""))
                     self.assertLess(len(run.stdout), 500_000)
 
@@ -362,9 +354,7 @@ class Explain(PanelCase):
         self.assertEqual(self.explain(None, "nobody@example.com").returncode, 1)
         for message, rule, words in ((None, "1", b"no reply: there is no mail\n"),
                                      (mail(), "", b"no reply: no rule that is on matches\n")):
-            run = self.explain(message, BOX, "--reply", rule)
-            self.assertEqual((run.returncode, run.stdout), (2, b""))
-            self.assertTrue(run.stderr.endswith(words), run.stderr)
+            self.assert_refused(self.explain(message, BOX, "--reply", rule), words)
         self.configure("SCHEDULE")
         self.database.execute(SCHEDULE.format("null, now(), null"))
         self.assertIn(b"- rule 1 stays silent: it is not in its time\n", self.explain(None, BOX).stdout)
