@@ -88,19 +88,14 @@ Handover wait_for_sendmail(const Run& run, pid_t sendmail) {
     return run.policy.retry_status == 0 ? Handover::sent : outcome_of(status);
 }
 
-std::vector<std::vector<std::string>> in_calls(const std::string& envelope_sender,
-                                               const std::vector<std::string>& recipients) {
-    constexpr std::size_t others = 4096, most_ever = 6 << 20;
-    const auto size_of = [](std::string_view text) { return text.size() + 1 + sizeof(char*); };
-    std::size_t taken = others + size_of(envelope_sender);
-    for (char** variable = environ; *variable != nullptr; ++variable)
-        taken += size_of(*variable);
-    const std::size_t all = std::min(static_cast<std::size_t>(sysconf(_SC_ARG_MAX)), most_ever);
-    const std::size_t most = all - std::min(all, taken);
+std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& recipients) {
+    // The environment and the other arguments take their part.
+    const std::size_t most =
+        static_cast<std::size_t>(std::min(sysconf(_SC_ARG_MAX), 6L << 20)) / 4 * 3;
     std::vector<std::vector<std::string>> calls;
     std::size_t room = 0;
     for (const std::string& recipient : recipients) {
-        const std::size_t size = size_of(recipient);
+        const std::size_t size = recipient.size() + 1 + sizeof(char*);
         if (calls.empty() || size > room) {
             calls.emplace_back();
             room = most;

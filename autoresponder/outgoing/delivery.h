@@ -28,8 +28,7 @@ pid_t start_sendmail(const Run& run, Descriptor message, const std::string& enve
                      const std::vector<std::string>& recipients);
 
 /// The recipients in their order, in as few parts as the system takes for arguments of a program.
-std::vector<std::vector<std::string>> in_calls(const std::string& envelope_sender,
-                                               const std::vector<std::string>& recipients);
+std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& recipients);
 
 /// A pipe to sendmail, for what is written once it has been started. False, after `what` and the
 /// system error, where there is none.

@@ -76,7 +76,7 @@ void forward(Run& run, const std::string& id) {
     // The recipient, to whom a bounce goes.
     const std::string sender = form_of(run.policy).forward_sender(run.reading.mail.to);
     std::vector<std::string>& taken = run.account.rule().forwards;
-    for (const std::vector<std::string>& part : in_calls(sender, forward_addresses(run, id))) {
+    for (const std::vector<std::string>& part : in_calls(forward_addresses(run, id))) {
         if (!run.acts() || forward_to(part, sender, run))
             taken.insert(taken.end(), part.begin(), part.end());
     }

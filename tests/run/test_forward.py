@@ -32,8 +32,8 @@ class Forward(PanelCase):
         self.database.execute("insert into resp_forward (rn_id, address)"
                               " select 1, concat(repeat('x', 100), seq, '@y.test') from seq_1_to_30000")
         calls = self.deliver().calls
-        self.assertEqual(len(calls), 3)
-        self.assertEqual([address for call in calls[:2] for address in call.args[3:]],
+        self.assertEqual(len(calls), 4)
+        self.assertEqual([address for call in calls[:3] for address in call.args[3:]],
                          [f"{'x' * 100}{number}@y.test" for number in range(1, 30001)])
         self.configure("RETRY_LATER")
         for first, second, status in ((0, 75, 0), (67, 75, 75), (75, 0, 75)):
