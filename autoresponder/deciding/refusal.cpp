@@ -99,13 +99,8 @@ bool is_address_of(const MailboxNames& names, const std::string& address, char d
 }
 
 bool has_been_through(const ResolvedMailbox& mailbox, std::string_view forwarded_by) {
-    while (!forwarded_by.empty()) {
-        const std::string_view mark = until_nul(forwarded_by);
-        if (mark == mailbox.mark())
-            return true;
-        forwarded_by.remove_prefix(mark.size() + 1);
-    }
-    return false;
+    const std::string own = mailbox.mark();
+    return any_address(forwarded_by, [&](const std::string& mark) { return mark == own; });
 }
 
 std::string automatic_reason(const Mail_content& mail, const HeaderFacts& facts) {
