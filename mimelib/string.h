@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -16,7 +17,11 @@ public:
     /// The empty string.
     DwString() = default;
     /// Takes the bytes over.
-    explicit DwString(std::string bytes);
+    explicit DwString(std::string bytes) {
+        const auto kept = std::make_shared<const std::string>(std::move(bytes));
+        owner_ = kept;
+        view_ = *kept;
+    }
     /// Bytes that `owner` keeps, and nobody changes.
     DwString(std::shared_ptr<const void> owner, std::string_view bytes)
         : owner_(std::move(owner)), view_(bytes) {}
@@ -33,10 +38,12 @@ public:
     std::string str() const { return std::string(view_); }
 
     /// At most `length` bytes from `start` on; empty when `start` lies behind the end.
-    DwString substr(std::size_t start, std::size_t length = std::string_view::npos) const;
+    DwString substr(std::size_t start, std::size_t length = std::string_view::npos) const {
+        return slice(view_.substr(std::min(start, view_.size()), length));
+    }
 
     /// A slice for `part`, which must lie within view().
-    DwString slice(std::string_view part) const;
+    DwString slice(std::string_view part) const { return {owner_, part}; }
 
     /// Becomes a text of its own with its ASCII letters in lower case.
     void ConvertToLowerCase() { *this = DwString(to_lower(view_)); }
