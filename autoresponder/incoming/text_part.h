@@ -1,14 +1,22 @@
 // The part of a mail that a mail program would show, as text.
 #pragma once
 
-#include "autoresponder/incoming/lines.h"
 #include "autoresponder/incoming/reading.h"
 #include "autoresponder/run/switches.h"
 #include "mimelib/mimelib.h"
+#include "reading/letters.h"
 #include "reading/shown_charset.h"
 
 #include <optional>
 #include <string>
+
+/// How the sender says that plain text is laid out.
+struct LineFormat {
+    /// format=flowed
+    bool flowed = false;
+    /// DelSp=yes: the blank that a flowed line ends in is not part of the text
+    bool del_space = false;
+};
 
 struct PartText {
     /// The part's text in UTF-8, of HTML what is visible; empty when no part gives one.
