@@ -30,8 +30,7 @@ std::string local_part(std::string_view text) {
     return result += '"';
 }
 
-bool Scanner::skip_white_and_comments() {
-    const std::size_t start = position_;
+void Scanner::skip_white_and_comments() {
     while (!at_end()) {
         if (peek() == '(')
             skip_comment();
@@ -40,7 +39,6 @@ bool Scanner::skip_white_and_comments() {
         else
             break;
     }
-    return position_ != start;
 }
 
 bool Scanner::take_behind_white(char c) {

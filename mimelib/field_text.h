@@ -40,8 +40,8 @@ public:
     std::size_t position() const { return position_; }
 
     /// Passes over white space and comments, nested ones included; a comment without an end reaches
-    /// to the end of the text. Returns whether there was any.
-    bool skip_white_and_comments();
+    /// to the end of the text.
+    void skip_white_and_comments();
 
     /// Passes over these, and takes `c` if it stands behind them. Returns whether it did.
     bool take_behind_white(char c);

@@ -57,8 +57,7 @@ constexpr auto elements = [] {
                 (next - 1)->letters[(next - 1)->length++] = c;
         }
     }
-    std::sort(all.begin(), all.end(),
-              [](const Known& a, const Known& b) { return a.name() < b.name(); });
+    std::ranges::sort(all, {}, &Known::name);
     return all;
 }();
 static_assert(elements.front().length > 0, "the array is as long as the names are many");
@@ -71,9 +70,7 @@ unsigned html_traits(std::string_view name) {
         return 0;
     std::transform(name.begin(), name.end(), lower.begin(), [](char c) { return to_lower(c); });
     const std::string_view wanted(lower.data(), name.size());
-    const auto found = std::lower_bound(
-        elements.begin(), elements.end(), wanted,
-        [](const Known& known, std::string_view key) { return known.name() < key; });
+    const auto found = std::ranges::lower_bound(elements, wanted, {}, &Known::name);
     return found != elements.end() && found->name() == wanted ? found->traits : 0;
 }
 

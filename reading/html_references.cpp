@@ -108,9 +108,7 @@ constexpr auto references = [] {
 
 /// Null when there is none.
 const Named* find_reference(std::string_view name) {
-    const auto found = std::lower_bound(
-        references.begin(), references.end(), name,
-        [](const Named& known, std::string_view wanted) { return known.name() < wanted; });
+    const auto found = std::ranges::lower_bound(references, name, {}, &Named::name);
     return found != references.end() && found->name() == name ? &*found : nullptr;
 }
 

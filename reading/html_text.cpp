@@ -140,8 +140,9 @@ private:
         if (depth_ > 0 && is_within_hidden(tag, traits))
             return;
         if (starts && ((traits & html_unseen) != 0 || tag.hidden || style_hides(tag.style))) {
-            if ((traits & (html_void | html_raw)) == 0)
-                hide(tag.text, traits);
+            hidden_ = tag.text;
+            hidden_traits_ = traits;
+            depth_ = (traits & (html_void | html_raw)) == 0 ? 1 : 0;
             return;
         }
         take_edge(traits);
@@ -162,12 +163,6 @@ private:
             writer_.end_line();
         else if ((traits & html_cell) != 0)
             writer_.blank();
-    }
-
-    void hide(std::string_view name, unsigned traits) {
-        hidden_ = name;
-        hidden_traits_ = traits;
-        depth_ = 1;
     }
 
     /// Whether a tag belongs to the hidden element; one that does not, ends it. Items may go
