@@ -44,8 +44,11 @@ public:
     bool convert(std::string_view input, std::string& output, const char* replacement,
                  std::size_t most = std::string::npos) {
         while (!input.empty() && output.size() < most) {
+            char* in = const_cast<char*>(input.data());
             const std::size_t before = input.size();
-            const int error = step(input, output);
+            std::size_t left = before;
+            const int error = call(&in, &left, output);
+            input.remove_prefix(before - left);
             if (error == EILSEQ && replacement != nullptr) {
                 // A name with "//IGNORE" reports the bytes that it passed over after the last.
                 if (!input.empty())
@@ -66,16 +69,7 @@ public:
 private:
     static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
 
-    /// One call of iconv: takes input off the front of `input`, appends what it gave to `output`.
-    /// Returns errno, 0 when all went well.
-    int step(std::string_view& input, std::string& output) {
-        char* in = const_cast<char*>(input.data());
-        std::size_t in_left = input.size();
-        const int result = call(&in, &in_left, output);
-        input.remove_prefix(input.size() - in_left);
-        return result;
-    }
-
+    /// One call of iconv: appends what it gave to `output`. Returns errno, 0 when all went well.
     int call(char** in, std::size_t* in_left, std::string& output) {
         // Converters of glibc have been known to write a few bytes more than they were offered.
         std::array<char, room + 64> buffer;
