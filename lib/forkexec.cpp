@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <fcntl.h>
 #include <unistd.h>
@@ -50,10 +51,13 @@ bool place(std::array<int, spawn::first_other> from) {
 // touched, and it ends by _exit. Dispositions, mask and descriptors are its own; errno is not, and
 // is put back by our caller.
 pid_t start(int in, int out, int err, const char* path, const char* const args[]) {
-    const spawn::HeldSignals held;
+    sigset_t all, before; // no handler of the parent's may run in its child
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before);
     const pid_t pid = vfork();
     if (pid == 0)
         exec_with_pipes(in, out, err, path, args); // NOLINT(clang-analyzer-unix.Vfork)
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     return pid;
 }
 

@@ -7,14 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
-
-bool is_space(char c) {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
-}
-
-} // namespace
-
 void* realloc_safe(void* prev, std::size_t size) {
     void* const block = std::realloc(prev, std::max<std::size_t>(size, 1)); // 0 would free it
     if (block == nullptr)

@@ -1,6 +1,7 @@
 #include "lib/read_configuration.h"
 
 #include "base/owned.h"
+#include "lib/libcommon.h"
 #include "lib/liblog.h"
 
 #include <cctype>
@@ -32,10 +33,6 @@ int create_entries(conf_data* pconf) {
         return 0;
     errno = ENOMEM;
     return -1;
-}
-
-bool is_space(char c) {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
 bool is_name_character(char c) {

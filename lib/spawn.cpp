@@ -1,6 +1,7 @@
 #include "lib/spawn.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <initializer_list>
@@ -20,12 +21,6 @@ void reset_handlers() {
 }
 
 } // namespace
-
-HeldSignals::HeldSignals() noexcept {
-    sigset_t all;
-    sigfillset(&all);
-    sigprocmask(SIG_SETMASK, &all, &before_);
-}
 
 void execute(const char* path, const char* const args[]) {
     for (const int signal : {SIGPIPE, SIGXFSZ})

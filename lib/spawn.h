@@ -2,9 +2,6 @@
 // family; those that only other programs call share more (lib/utilities/spawn.h).
 #pragma once
 
-#include <csignal>
-#include <sys/types.h>
-
 namespace spawn {
 
 /// Status with which a child ends that could not become the program.
@@ -12,17 +9,6 @@ inline constexpr int exec_failed = 255;
 
 /// The first descriptor behind the standard ones.
 inline constexpr int first_other = 3;
-
-/// Holds all signals back while it lives, so that no handler of the parent's runs in its child.
-class HeldSignals {
-public:
-    HeldSignals() noexcept;
-    HeldSignals& operator=(HeldSignals&&) = delete; // is neither copied nor moved
-    ~HeldSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-
-private:
-    sigset_t before_;
-};
 
 /// In the child: gives SIGPIPE, SIGXFSZ and all signals that have handlers their default meaning
 /// again, lets all signals in, and executes `path`. Returns only when that fails, with errno set.

@@ -95,16 +95,12 @@ bool read_ready(std::span<Capture> streams) {
     return true;
 }
 
-bool any_open(std::span<const Capture> streams) {
-    return std::any_of(streams.begin(), streams.end(),
-                       [](const Capture& stream) { return stream.fd != -1; });
-}
-
 /// Reads all streams to their ends, or until the child has ended without one. Waits for the child:
 /// -1 where that fails.
 pid_t collect(pid_t pid, std::span<Capture> streams, int& status) {
     pid_t ended = 0;
-    while (any_open(streams) && ended == 0) {
+    const auto is_open = [](const Capture& stream) { return stream.fd != -1; };
+    while (std::ranges::any_of(streams, is_open) && ended == 0) {
         if (!read_ready(streams))
             ended = wait_for(pid, &status, WNOHANG);
     }
@@ -143,6 +139,32 @@ int run_captured(std::span<char** const> places, const char* path, const char* c
     for (std::size_t i = 0; i < places.size(); ++i)
         *places[i] = captures.at(i).take();
     return exited ? WEXITSTATUS(status) : -1;
+}
+
+/// The child of fork_execvv_getoutput: both streams into the pipe.
+[[noreturn]] void exec_with_output(int write_end, const char* path, const char* const args[]) {
+    dup2(write_end, STDOUT_FILENO);
+    dup2(write_end, STDERR_FILENO);
+    spawn::execute(path, args);
+    write_pieces(STDOUT_FILENO, {"Cannot exec '", path, "':\n", spawn::error_text(errno)});
+    spawn::end_child();
+}
+
+/// Logs every outcome but exit code 0 and gives the result.
+int judge(int status, const char* path, const char* text) {
+    if (!WIFEXITED(status)) {
+        if (WIFSIGNALED(status))
+            messlog2(0, 1, "utility %s killed (signal %d):\n%s", path, WTERMSIG(status), text);
+        else
+            messlog2(0, 1, "utility %s crashed (status %d):\n%s", path, status, text);
+        return -1;
+    }
+    const int code = WEXITSTATUS(status);
+    if (code == spawn::exec_failed)
+        messlog2(0, 1, "error:\n%s", text);
+    else if (code != 0)
+        messlog2(0, 1, "utility %s failed (result=%d):\n%s", path, code, text);
+    return code;
 }
 
 } // namespace
@@ -187,36 +209,6 @@ int fork_execl_log(const char* path, ...) {
     OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
     return fork_execv_log(path, vector.get(), 0);
 }
-
-namespace {
-
-/// The child of fork_execvv_getoutput: both streams into the pipe.
-[[noreturn]] void exec_with_output(int write_end, const char* path, const char* const args[]) {
-    dup2(write_end, STDOUT_FILENO);
-    dup2(write_end, STDERR_FILENO);
-    spawn::execute(path, args);
-    write_pieces(STDOUT_FILENO, {"Cannot exec '", path, "':\n", spawn::error_text(errno)});
-    spawn::end_child();
-}
-
-/// Logs every outcome but exit code 0 and gives the result.
-int judge(int status, const char* path, const char* text) {
-    if (!WIFEXITED(status)) {
-        if (WIFSIGNALED(status))
-            messlog2(0, 1, "utility %s killed (signal %d):\n%s", path, WTERMSIG(status), text);
-        else
-            messlog2(0, 1, "utility %s crashed (status %d):\n%s", path, status, text);
-        return -1;
-    }
-    const int code = WEXITSTATUS(status);
-    if (code == spawn::exec_failed)
-        messlog2(0, 1, "error:\n%s", text);
-    else if (code != 0)
-        messlog2(0, 1, "utility %s failed (result=%d):\n%s", path, code, text);
-    return code;
-}
-
-} // namespace
 
 int fork_execvv_getoutput(char** output, const char* path, const char* const args[]) {
     *output = nullptr;

@@ -19,10 +19,6 @@ Pipe open_pipe() {
             Descriptor(fcntl(ends[1], F_DUPFD_CLOEXEC, first_other))};
 }
 
-void VectorFree::operator()(const char** vector) const noexcept {
-    std::free(vector);
-}
-
 Vector collect_all(const char* first, va_list args) {
     va_list counted;
     va_copy(counted, args);

@@ -23,11 +23,7 @@ struct Pipe {
 /// Opens one; false with errno set.
 Pipe open_pipe();
 
-/// Deletes what malloc made.
-struct VectorFree {
-    void operator()(const char** vector) const noexcept;
-};
-using Vector = std::unique_ptr<const char*[], VectorFree>;
+using Vector = std::unique_ptr<const char*[], FreeDeleter>;
 
 /// All variadic arguments up to the null, `first` (where not null) in front of them, and a null.
 /// Null when there is no memory.
