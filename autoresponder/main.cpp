@@ -19,12 +19,6 @@
 
 namespace {
 
-// A process that is not allowed to become root goes on as whoever it is.
-void take_root() {
-    [[maybe_unused]] const int user = setuid(0);
-    [[maybe_unused]] const int group = setgid(0);
-}
-
 bool is_older(const HeaderFacts& facts, int hours) {
     return facts.received && std::time(nullptr) - *facts.received > hours * std::time_t{3600};
 }
@@ -37,7 +31,9 @@ int main(int, char** argv) {
     if (autoprepend_once() == -1)
         report_unreadable(configuration_file);
 
-    take_root();
+    // A process that is not allowed to become root goes on as whoever it is.
+    [[maybe_unused]] const int user = setuid(0);
+    [[maybe_unused]] const int group = setgid(0);
     Run run(configured_policy(), &by_sendmail);
     if (run.policy.log)
         start_run_log(run);

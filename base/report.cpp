@@ -19,12 +19,6 @@ Listening::Hearer hearer;
 std::array<char, 300> last_line;
 std::size_t last_length = 0;
 
-void remember(std::initializer_list<std::string_view> pieces) {
-    last_length = 0;
-    for (const std::string_view piece : pieces)
-        last_length += piece.copy(last_line.data() + last_length, last_line.size() - last_length);
-}
-
 void pass_on(std::initializer_list<std::string_view> pieces) {
     const int pending = errno;
     if (hearer)
@@ -55,7 +49,9 @@ std::string in_one_line(std::initializer_list<std::string_view> pieces) {
 } // namespace
 
 void say(std::initializer_list<std::string_view> pieces) {
-    remember(pieces);
+    last_length = 0;
+    for (const std::string_view piece : pieces)
+        last_length += piece.copy(last_line.data() + last_length, last_line.size() - last_length);
     pass_on(pieces);
 }
 

@@ -5,7 +5,6 @@
 #include "mimelib/mimelib.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string_view>
 
 using mimelib::Scanner;
@@ -58,7 +57,7 @@ std::string return_path_sign(std::string_view body) {
 
 std::string automatic_sign(std::string_view name, std::string_view body) {
     const auto is_of_field = [name](const auto& sign) { return sign.field == name; };
-    if (std::none_of(std::begin(signs), std::end(signs), is_of_field))
+    if (std::ranges::none_of(signs, is_of_field))
         return {};
     Scanner scanner(body);
     do {
@@ -73,8 +72,7 @@ std::string automatic_sign(std::string_view name, std::string_view body) {
 }
 
 bool is_automatic_sign(std::string_view reason) {
-    return std::any_of(std::begin(signs), std::end(signs),
-                       [reason](const auto& sign) { return sign.reason == reason; });
+    return std::ranges::any_of(signs, [reason](const auto& sign) { return sign.reason == reason; });
 }
 
 bool is_bounce_sign(std::string_view reason) {

@@ -10,10 +10,6 @@ namespace {
 constexpr std::size_t most_parts = 10'000;
 constexpr std::size_t most_nested = 16;
 
-bool is_multipart(const DwEntity& entity) {
-    return entity.Headers().ContentType().Type() == DwMime::kTypeMultipart;
-}
-
 bool is_forwarded_mail(const DwEntity& entity) {
     const std::string type = to_lower(entity.Headers().ContentType().AsString().view());
     return type.starts_with("message/rfc822");
@@ -63,8 +59,7 @@ bool PartWalk::Level::next(std::size_t& left) {
             waiting_.push_back(*read_);
     }
     if (given_ == 0)
-        std::stable_sort(waiting_.begin(), waiting_.end(),
-                         [](const Part& a, const Part& b) { return a.kind < b.kind; });
+        std::ranges::stable_sort(waiting_, {}, &Part::kind);
     return given_++ < waiting_.size();
 }
 
@@ -81,7 +76,7 @@ bool PartWalk::next() {
         }
         const DwEntity entity = part();
         const bool forwarded = over_ == Over::all && is_forwarded_mail(entity);
-        if (!forwarded && !is_multipart(entity))
+        if (!forwarded && entity.Headers().ContentType().Type() != DwMime::kTypeMultipart)
             return true;
         if (levels_.size() > most_nested)
             continue;

@@ -65,11 +65,6 @@ int end_for_now() {
     return chosen.done;
 }
 
-/// Any failure may be for want of memory or processes.
-int end_in_failure() {
-    return is_retry_possible() ? end_for_now() : chosen.in_failure;
-}
-
 } // namespace
 
 void set_statuses(const Statuses& statuses) {
@@ -78,7 +73,8 @@ void set_statuses(const Statuses& statuses) {
 
 void prepare_endings() {
     std::set_terminate(end_on_exception);
-    failure_status = end_in_failure;
+    // Any failure may be for want of memory or processes.
+    failure_status = [] { return is_retry_possible() ? end_for_now() : chosen.in_failure; };
 }
 
 void correct_exit() {

@@ -106,12 +106,6 @@ extern "C" void end_on_signal(int signal) {
     std::raise(signal);
 }
 
-// Only where the caller has not chosen to have the signal ignored.
-void tidy_up_on(int signal) {
-    if (std::signal(signal, end_on_signal) == SIG_IGN)
-        std::signal(signal, SIG_IGN);
-}
-
 } // namespace
 
 void prepare_process() {
@@ -119,9 +113,12 @@ void prepare_process() {
     distrust_caller_of_set_uid_start();
     for (const int signal : {SIGPIPE, SIGXFSZ})
         std::signal(signal, SIG_IGN);
-    for (const int signal :
-         {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU})
-        tidy_up_on(signal);
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM,
+                             SIGPROF, SIGXCPU}) {
+        // Only where the caller has not chosen to have the signal ignored.
+        if (std::signal(signal, end_on_signal) == SIG_IGN)
+            std::signal(signal, SIG_IGN);
+    }
     prepare_endings();
     errno = 0;
 }

@@ -18,20 +18,9 @@ bool switched_on(const char* variable, bool otherwise) {
     return value == nullptr ? otherwise : std::strcmp(value, "true") == 0;
 }
 
-/// Anything but one character counts as none.
-char delimiter() {
-    const char* const value = ovkConfGet(recipient_delimiter);
-    return value != nullptr && std::strlen(value) == 1 ? *value : '\0';
-}
-
 int number(const char* variable, int most, int otherwise) {
     const char* const value = ovkConfGet(variable);
     return number_up_to(most, value == nullptr ? "" : value, otherwise);
-}
-
-/// A number instead of "true" is the status.
-int status_for_retry(bool modern) {
-    return switched_on(retry_later, modern) ? EX_TEMPFAIL : number(retry_later, 255, 0);
 }
 
 struct Switch {
@@ -62,8 +51,13 @@ Policy configured_policy() {
     for (const auto& [variable, value, is_modern] : switches)
         policy.*value = switched_on(variable, modern && is_modern);
     policy.ignore_case = policy.ignore_case && policy.read_as_shown;
-    policy.recipient_delimiter = delimiter();
-    policy.retry_status = status_for_retry(modern);
+    // Anything but one character counts as none.
+    const char* const delimiter = ovkConfGet(recipient_delimiter);
+    if (delimiter != nullptr && std::strlen(delimiter) == 1)
+        policy.recipient_delimiter = *delimiter;
+    // A number instead of "true" is the status.
+    policy.retry_status =
+        switched_on(retry_later, modern) ? EX_TEMPFAIL : number(retry_later, 255, 0);
     policy.retry_hours = number(retry_hours, 1'000'000, policy.retry_hours);
     return policy;
 }
