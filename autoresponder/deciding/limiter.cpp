@@ -129,10 +129,6 @@ std::string oldest_entries(const Bookkeeping& books, const std::string& conditio
         {" from resp_freq where rn_id=", books.rule, " and time_resp='", oldest.value_or(""), "'"});
 }
 
-void evict_oldest(const Bookkeeping& books) {
-    books.run("delete" + oldest_entries(books, ""));
-}
-
 /// Of two first answers one meets the other's key.
 std::string insert_of_sender(const Bookkeeping& books) {
     return concat(
@@ -185,7 +181,7 @@ bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit
     if (verdict.answers) {
         may_answer = count_one_more(books, limit);
     } else {
-        evict_oldest(books);
+        books.run("delete" + oldest_entries(books, ""));
         books.run(insert_of_sender(books));
     }
     count_by(books, "commit");

@@ -30,12 +30,6 @@ bool is_mailer_daemon(std::string_view sender) {
                        [sender](std::string_view name) { return contains(sender, name); });
 }
 
-/// RFC 5321 section 4.5.3.1: no mail reaches such an address. Its limit on the local part is
-/// another matter: real mail goes beyond it.
-bool is_too_long(std::string_view sender) {
-    return sender.size() > 254;
-}
-
 std::string bounce_reason(const Run& run) {
     const std::string& bounce = run.reading.facts.bounce;
     if (!run.policy.refuse_automatic)
@@ -59,13 +53,8 @@ std::vector<std::string> with_first_column(std::string first, const MysqlResult&
 
 /// A mail's header has the ASCII form of a domain, whatever the table has.
 std::vector<std::string> with_ascii_forms(std::vector<std::string> domains) {
-    for (std::size_t i = domains.size(); i-- > 0;) {
-        try {
-            domains.push_back(orvek::idn::toAscii(domains[i]));
-        } catch (const orvek::idn::IdnaError&) {
-            // It has none.
-        }
-    }
+    for (std::size_t i = domains.size(); i-- > 0;)
+        domains.push_back(orvek::idn::ascii_form("@" + domains[i]).substr(1));
     return domains;
 }
 
@@ -153,7 +142,9 @@ bool is_stopped(const Run& run) {
         report({"Field From: equial field To:"});
     else if (is_mailer_daemon(mail.from))
         report({"Field From: contains MAILER-DAEMON"});
-    else if (is_too_long(mail.sender()))
+    // RFC 5321 section 4.5.3.1: no mail reaches such an address. Its limit on the local part is
+    // another matter: real mail goes beyond it.
+    else if (mail.sender().size() > 254)
         report({"Field From: address is too long"});
     else if (const std::string reason = bounce_reason(run); !reason.empty())
         report({"autoresponder: Neither answered nor forwarded: ", reason});

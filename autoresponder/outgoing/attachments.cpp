@@ -28,12 +28,6 @@ std::string relative_path(const std::string& name) {
     return start == std::string::npos ? "." : name.substr(start);
 }
 
-/// A link counts only when root made it where it is: one of root's from elsewhere may have been
-/// linked to.
-bool is_link_of_root(const struct stat& status) {
-    return S_ISLNK(status.st_mode) && status.st_uid == 0 && status.st_nlink == 1;
-}
-
 Descriptor open_directory_at(int parent, const char* path) {
     return Descriptor(openat(parent, path, O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
@@ -55,7 +49,9 @@ Descriptor open_trusted_component(int parent, const std::string& name) {
     struct stat status;
     if (!found || fstat(found.get(), &status) == -1 || S_ISDIR(status.st_mode))
         return found;
-    if (is_link_of_root(status))
+    // A link counts only when root made it where it is: one of root's from elsewhere may have been
+    // linked to.
+    if (S_ISLNK(status.st_mode) && status.st_uid == 0 && status.st_nlink == 1)
         return follow_link(parent, found.get());
     errno = S_ISLNK(status.st_mode) ? ELOOP : ENOTDIR;
     return {};

@@ -81,39 +81,33 @@ std::string notice_text(const std::string& sender, const Client& client, const s
                         const ResponderRule& rule, const Run& run) {
     const Mail_content& mail = run.reading.mail;
     const Form& form = form_of(run.policy);
-    return concat({
-        form.reply_to_lines(rule.reply_to),
-        "From: ",
-        sender,
-        "\n",
-        "To: ",
-        client.email,
-        "\n",
-        form.line_before_subject(),
-        "Subject: ",
-        product,
-        " notification (files missing in attachments repository). \n",
-        chosen_headers(run),
-        "Content-Type: text/plain; charset=utf-8\n",
-        "Content-Disposition: inline\n",
-        "Content-Transfer-Encoding: 8bit\n",
-        "\n",
-        "\n",
-        "Notification for ",
-        product,
-        " client '",
-        client.name,
-        "'.\n",
-        "\n",
-        "The following files are missing in the attachment repository\n",
-        "for the mailname '",
-        mail.mailname,
-        "' on domain '",
-        mail.domain,
-        "':\n",
-        missing,
-        "\n",
-    });
+    return concat({form.reply_to_lines(rule.reply_to),
+                   "From: ",
+                   sender,
+                   "\nTo: ",
+                   client.email,
+                   "\n",
+                   form.line_before_subject(),
+                   "Subject: ",
+                   product,
+                   " notification (files missing in attachments repository). \n",
+                   chosen_headers(run),
+                   "Content-Type: text/plain; charset=utf-8\n"
+                   "Content-Disposition: inline\n"
+                   "Content-Transfer-Encoding: 8bit\n\n\n"
+                   "Notification for ",
+                   product,
+                   " client '",
+                   client.name,
+                   "'.\n\n"
+                   "The following files are missing in the attachment repository\n"
+                   "for the mailname '",
+                   mail.mailname,
+                   "' on domain '",
+                   mail.domain,
+                   "':\n",
+                   missing,
+                   "\n"});
 }
 
 } // namespace
