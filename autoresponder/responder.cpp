@@ -20,10 +20,10 @@ Outcome run_rule(const ResponderRule& rule, Run& run) {
         return Outcome::off;
     if (!is_due(rule))
         return Outcome::outside;
-    const std::optional<Occurrence> found = find_trigger(rule, run.reading.mail, run.policy);
+    const std::optional<TriggerFacts> found = find_trigger(rule, run.reading.mail, run.policy);
     if (!found)
         return Outcome::no_match;
-    run.account.rule().trigger = {found->offset, found->length};
+    run.account.rule().trigger = found;
     // What is not answered counts as well: a forward that leads back here would never end.
     if (!can_response_freq(run, rule))
         return Outcome::limit_reached;

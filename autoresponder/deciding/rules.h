@@ -8,7 +8,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 
 /// When a rule answers, by the clock and calendar of the database server.
 struct Schedule {
@@ -68,13 +67,3 @@ bool is_on(const ResponderRule& rule);
 
 /// Whether the rule is in its time.
 bool is_due(const ResponderRule& rule);
-
-/// A trigger in the text that it was sought in.
-struct Occurrence {
-    /// The subject, or the lines of the body with line feeds between them; empty for a rule without
-    /// a trigger. Valid as long as what was searched.
-    std::string_view text;
-    /// In bytes.
-    std::size_t offset = 0;
-    std::size_t length = 0;
-};

@@ -4,11 +4,11 @@
 #include "base/text.h"
 #include "reading/letters.h"
 
-std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail,
-                                       const Policy& policy) {
+std::optional<TriggerFacts> find_trigger(const ResponderRule& rule, const Mail_content& mail,
+                                         const Policy& policy) {
     const std::optional<std::string_view> text = trigger_text(rule, mail, policy);
     if (!text)
-        return Occurrence();
+        return TriggerFacts();
     const std::string trigger =
         policy.read_as_shown ? orvek::letters_of_line(rule.keystr, case_of(policy)) : rule.keystr;
     const bool is_unseen = trigger.empty() && !rule.keystr.empty();
@@ -16,7 +16,7 @@ std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_con
     if (is_unseen || offset == std::string_view::npos ||
         (rule.key_where == "body" && contains(trigger, "\n")))
         return std::nullopt;
-    return Occurrence{*text, offset, trigger.size()};
+    return TriggerFacts{offset, trigger.size()};
 }
 
 std::optional<std::string_view> trigger_text(const ResponderRule& rule, const Mail_content& mail,

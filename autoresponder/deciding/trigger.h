@@ -2,6 +2,8 @@
 #pragma once
 
 #include "autoresponder/deciding/rules.h"
+#include "autoresponder/incoming/mail_content.h"
+#include "autoresponder/run/account.h"
 #include "autoresponder/run/switches.h"
 
 #include <optional>
@@ -12,8 +14,8 @@
 /// Takes time in proportion to both together. Where mail is read as it is shown, white space
 /// matches any white space, and letters are compared by their normal form: a place is one in those;
 /// a trigger of nothing that is seen then occurs nowhere.
-std::optional<Occurrence> find_trigger(const ResponderRule& rule, const Mail_content& mail,
-                                       const Policy& policy);
+std::optional<TriggerFacts> find_trigger(const ResponderRule& rule, const Mail_content& mail,
+                                         const Policy& policy);
 
 /// The text that the rule's trigger is sought in; none for a rule without one.
 std::optional<std::string_view> trigger_text(const ResponderRule& rule, const Mail_content& mail,

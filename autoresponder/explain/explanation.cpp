@@ -138,11 +138,8 @@ private:
             can_response_freq(run_, rule);
             facts.limit = run_.account.rule().limit;
         }
-        if (!facts.trigger && facts.outcome != Outcome::no_match && has_content()) {
-            if (const std::optional<Occurrence> found =
-                    find_trigger(rule, run_.reading.mail, run_.policy))
-                facts.trigger = {found->offset, found->length};
-        }
+        if (!facts.trigger && facts.outcome != Outcome::no_match && has_content())
+            facts.trigger = find_trigger(rule, run_.reading.mail, run_.policy);
     }
 
     void note_trigger(const ResponderRule& rule, RuleNotes& notes) {
@@ -154,7 +151,7 @@ private:
         notes.trigger = rule.keystr;
         notes.sought = has_content();
         if (const std::optional<TriggerFacts>& found = notes.facts.trigger)
-            notes.found = place_in(notes.where, "line", {*text, found->offset, found->length});
+            notes.found = place_in(notes.where, "line", *text, *found);
         else if (notes.sought)
             notes.elsewhere = texts_.places_of(rule.keystr);
     }

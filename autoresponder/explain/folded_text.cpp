@@ -69,7 +69,7 @@ std::size_t FoldedText::piece_at(std::size_t in_letters) const {
     return static_cast<std::size_t>(behind - pieces_.begin()) - 1;
 }
 
-std::optional<Occurrence> FoldedText::find(std::string_view trigger) const {
+std::optional<TriggerFacts> FoldedText::find(std::string_view trigger) const {
     const std::string letters = orvek::letters_of_line(trigger, orvek::Case::ignored);
     const std::size_t at = letters.empty() ? std::string::npos : offset_of(letters_, letters);
     if (at == std::string::npos)
@@ -81,5 +81,5 @@ std::optional<Occurrence> FoldedText::find(std::string_view trigger) const {
     std::string_view place = text_.substr(first, last - first + end_of_piece(line));
     if (place.size() <= most_narrowed)
         place = narrowed(place, letters);
-    return Occurrence{text_, static_cast<std::size_t>(place.data() - text_.data()), place.size()};
+    return TriggerFacts{static_cast<std::size_t>(place.data() - text_.data()), place.size()};
 }

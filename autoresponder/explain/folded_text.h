@@ -1,7 +1,7 @@
 // A text in which many triggers are sought as a person reads, whatever the case of letters.
 #pragma once
 
-#include "autoresponder/deciding/rules.h"
+#include "autoresponder/run/account.h"
 
 #include <cstddef>
 #include <optional>
@@ -16,7 +16,7 @@ public:
 
     /// Where `trigger` first occurs in one line of the text; none where it does not. Of a line with
     /// tens of thousands of bytes between two blanks the occurrence may be more than the trigger.
-    std::optional<Occurrence> find(std::string_view trigger) const;
+    std::optional<TriggerFacts> find(std::string_view trigger) const;
 
 private:
     /// Where a line, or a part of a long one, begins.

@@ -43,12 +43,12 @@ std::string name_of(const DwEntity& entity, const std::string& number) {
 
 } // namespace
 
-PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occurrence) {
-    const std::string_view text = occurrence.text;
-    const std::string_view front = text.substr(0, occurrence.offset);
+PlaceFacts place_in(std::string where, const char* unit, std::string_view text,
+                    const TriggerFacts& found) {
+    const std::string_view front = text.substr(0, found.offset);
     const std::size_t start = front.rfind('\n') + 1; // 0 for none
-    const std::string_view match = text.substr(occurrence.offset, occurrence.length);
-    const std::string_view rest = text.substr(occurrence.offset + match.size());
+    const std::string_view match = text.substr(found.offset, found.length);
+    const std::string_view rest = text.substr(found.offset + match.size());
     const auto lines_before = std::count(front.begin(), front.end(), '\n');
     return {std::move(where),
             unit,
@@ -108,8 +108,8 @@ std::vector<PlaceFacts> MailTexts::places_of(const std::string& trigger) {
     for (const Text& text : texts_) {
         if (places.size() == most_places || (text.is_own && in_own))
             continue;
-        if (const std::optional<Occurrence> found = text.folded.find(trigger)) {
-            places.push_back(place_in(text.where, text.unit, *found));
+        if (const std::optional<TriggerFacts> found = text.folded.find(trigger)) {
+            places.push_back(place_in(text.where, text.unit, text.text, *found));
             in_own = in_own || text.is_own;
         }
     }

@@ -1,17 +1,18 @@
 // Where a trigger occurs in a mail: in the place where it is sought, and in all others.
 #pragma once
 
-#include "autoresponder/deciding/rules.h"
 #include "autoresponder/explain/explanation.h"
 #include "autoresponder/explain/folded_text.h"
 #include "mimelib/mimelib.h"
 
 #include <list>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-/// The line around an occurrence, cut where it is long.
-PlaceFacts place_in(std::string where, const char* unit, const Occurrence& occurrence);
+/// The line of `text` around what was found in it, cut where it is long.
+PlaceFacts place_in(std::string where, const char* unit, std::string_view text,
+                    const TriggerFacts& found);
 
 /// All texts of one mail, whatever part they stand in: HTML, parts within parts, attachments and
 /// forwarded mails as well.

@@ -75,7 +75,7 @@ struct ReplyFacts {
     std::string recipient;
 };
 
-/// What comes of a rule.
+/// What comes of a rule, as word_of has it.
 enum class Outcome {
     /// Without a mail: whether it is on.
     on,

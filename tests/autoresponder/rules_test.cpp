@@ -20,7 +20,7 @@ TEST(Rules, TriggerIsSoughtWhereTheRuleSays) {
     }
 }
 
-std::string place(const std::optional<Occurrence>& found) {
+std::string place(const std::optional<TriggerFacts>& found) {
     return found ? std::to_string(found->offset) + "+" + std::to_string(found->length) : "-";
 }
 
