@@ -81,7 +81,8 @@ WRONG = [("drop user autoresponder_lookup@localhost", "account 'autoresponder_lo
          ("alter table mail_resp drop column reply_to", "mail_resp reply_to"),
          ("drop table misc", "tables misc"),
          ("insert into domains set id = 9, cl_id = 1, name = \"new.example\"; insert into mail values (99, 9, \"x\"); "
-          "insert into mail_resp (mn_id, resp_on) values (99, \"true\")", "new.example"),
+          "insert into mail_resp (mn_id, resp_on) values (99, \"true\"); insert into domainaliases set dom_id = 9, "
+          "mail = \"true\", name = \"${run{/bin/touch /etc/taken}}\"", "new.example"),
          ("update mail_resp set resp_on = \"false\"", "not to the program"),
          ("/bin/chmod 644 /etc/ovk/.ovk.shadow", "root's alone"),
          ("/bin/echo other >/etc/ovk/.ovk.shadow", "the password of admin"),
@@ -471,6 +472,7 @@ class Withdrawal(unittest.TestCase):
                 host.run(script)
                 said = host.run(f"autoresponder-setup {options} check sales@example.com 2>&1 || :")
                 self.assertRegex(said, f"(?m)^✗ .*{told}")
+        self.assertFalse((host.root / "etc/taken").exists(), "a domain's name was expanded")
 
 
 @contextlib.contextmanager
