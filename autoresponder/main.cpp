@@ -20,7 +20,7 @@
 namespace {
 
 bool is_older(const HeaderFacts& facts, int hours) {
-    return facts.received && std::time(nullptr) - *facts.received > hours * std::time_t{3600};
+    return facts.received && *facts.received < std::time(nullptr) - hours * std::time_t{3600};
 }
 
 } // namespace

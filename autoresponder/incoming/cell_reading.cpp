@@ -24,6 +24,9 @@ namespace {
 
 constexpr char yes[] = "1";
 
+/// The codecs say a hundred of each kind.
+constexpr std::size_t most_said = 1000;
+
 /// All texts of a reading but the body, which is large, and the recipient's.
 std::array<std::string*, 16> fields_of(Reading& reading) {
     Mail_content& mail = reading.mail;
@@ -52,6 +55,11 @@ bool has_control(std::string_view text) {
 
 bool is_without_nul(std::string_view text) {
     return until_nul(text).size() == text.size();
+}
+
+/// A field's line ends have blanks behind them, which no piece that is told holds.
+bool is_one_line(const std::string& said) {
+    return said.find('\n') >= said.size() - 1; // also for none, of either
 }
 
 bool has_form_of_list(std::string_view addresses) {
@@ -130,6 +138,8 @@ std::optional<Told> told_by(cell::Texts texts, const Policy& policy) {
             return std::nullopt;
     }
     texts.erase(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(next));
+    if (texts.size() > most_said || !std::all_of(texts.begin(), texts.end(), is_one_line))
+        return std::nullopt;
     told.said = std::move(texts);
     return told;
 }

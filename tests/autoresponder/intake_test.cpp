@@ -124,7 +124,9 @@ TEST(Intake, TakesNothingFromACellThatNoReaderGives) {
     EXPECT_FALSE(tell(control, true));
     EXPECT_FALSE(cell_reading::told_by({}, {}).has_value());
     EXPECT_FALSE(cell_reading::told_by({"1", "joe@example.org"}, {}).has_value());
-    EXPECT_TRUE(cell_reading::told_by({"", "said"}, {}).has_value());
+    EXPECT_TRUE(cell_reading::told_by({"", "said", "", "said\n"}, {}).has_value());
+    EXPECT_FALSE(cell_reading::told_by({"", "said\nforged"}, {}).has_value());
+    EXPECT_FALSE(cell_reading::told_by(cell::Texts(1002), {}).has_value());
 }
 
 } // namespace
