@@ -6,12 +6,12 @@
 #include "autoresponder/incoming/subject.h"
 #include "autoresponder/incoming/thread.h"
 #include "autoresponder/run/in_cell.h"
+#include "autoresponder/run/number.h"
 #include "base/report.h"
 #include "base/text.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <ctime>
 #include <iterator>
@@ -95,13 +95,6 @@ bool has_form(const Reading& reading, const Policy& policy) {
            reading.text.number.find_first_not_of("0123456789.") == std::string::npos;
 }
 
-std::optional<std::time_t> time_in(std::string_view text) {
-    std::time_t time = 0;
-    const char* const end = text.data() + text.size();
-    const bool whole = std::from_chars(text.data(), end, time).ptr == end && !text.empty();
-    return whole ? std::optional(time) : std::nullopt;
-}
-
 } // namespace
 
 cell::Texts texts_of(Told told) {
@@ -131,7 +124,7 @@ std::optional<Told> told_by(cell::Texts texts, const Policy& policy) {
             return std::nullopt;
         for (std::string* const field : fields)
             *field = std::move(texts[next++]);
-        reading.facts.received = time_in(texts[next++]);
+        reading.facts.received = whole_number<std::time_t>(texts[next++]);
         reading.text.exists = texts[next++] == yes;
         reading.mail.body = std::move(texts[next++]);
         if (!has_form(reading, policy))
@@ -146,22 +139,13 @@ std::optional<Told> told_by(cell::Texts texts, const Policy& policy) {
 
 } // namespace cell_reading
 
-namespace {
-
-/// In the cell.
-cell::Texts read(DwString text, const char* recipient, const Policy& policy) {
-    cell_reading::Told told;
-    const Listening listening([&](std::string_view line) { told.said.emplace_back(line); });
-    told.reading = read_content(std::exchange(text, DwString()), recipient, policy);
-    return cell_reading::texts_of(std::move(told));
-}
-
-} // namespace
-
 std::optional<Reading> read_in_cell(DwString text, const char* recipient, const Policy& policy) {
     const std::size_t size = text.size();
     cell::Work work = [text = std::exchange(text, DwString()), recipient, &policy]() mutable {
-        return read(std::exchange(text, DwString()), recipient, policy);
+        cell_reading::Told told;
+        const Listening listening([&](std::string_view line) { told.said.emplace_back(line); });
+        told.reading = read_content(std::exchange(text, DwString()), recipient, policy);
+        return cell_reading::texts_of(std::move(told));
     };
     std::string why = "an answer out of form";
     std::optional<cell_reading::Told> told;

@@ -1,10 +1,10 @@
 #include "autoresponder/incoming/parameter.h"
 
+#include "autoresponder/run/number.h"
 #include "base/text.h"
 #include "mimelib/field_text.h"
 
 #include <array>
-#include <charconv>
 #include <optional>
 
 namespace {
@@ -40,10 +40,8 @@ void keep_piece(std::string_view section, std::string_view value, Pieces& pieces
     const bool encoded = section.empty() || section.back() == '*';
     if (!section.empty() && encoded)
         section.remove_suffix(1);
-    std::size_t number = 0;
-    const char* const end = section.data() + section.size();
-    if (!section.empty() && std::from_chars(section.data(), end, number).ptr != end)
-        return;
+    const std::size_t number =
+        section.empty() ? 0 : whole_number<std::size_t>(section).value_or(most_pieces);
     if (number >= most_pieces || pieces[number])
         return;
     if (encoded)

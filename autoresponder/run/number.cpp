@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <limits>
-#include <system_error>
 
 std::int32_t decimal_number(const std::string& text) {
     using Limits = std::numeric_limits<std::int32_t>;
@@ -16,8 +14,6 @@ std::int32_t decimal_number(const std::string& text) {
 }
 
 int number_up_to(int most, std::string_view text, int otherwise) {
-    int number = 0;
-    const auto end = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool is_whole = end.ec == std::errc() && end.ptr == text.data() + text.size();
-    return is_whole && number >= 1 && number <= most ? number : otherwise;
+    const int number = whole_number<int>(text).value_or(0);
+    return number >= 1 && number <= most ? number : otherwise;
 }
