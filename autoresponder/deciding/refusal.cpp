@@ -26,8 +26,8 @@ bool is_own_mail(const Mail_content& mail, const Policy& policy) {
 bool is_mailer_daemon(std::string_view sender) {
     constexpr std::array<std::string_view, 3> names = {"MAILER-DAEMON", "mailer-daemon",
                                                        "DrWEB-DAEMON"};
-    return std::any_of(names.begin(), names.end(),
-                       [sender](std::string_view name) { return contains(sender, name); });
+    return std::ranges::any_of(names,
+                               [&](std::string_view name) { return contains(sender, name); });
 }
 
 std::string bounce_reason(const Run& run) {
@@ -67,8 +67,8 @@ MailboxNames names_of(const ResolvedMailbox& mailbox, MYSQL* connection) {
                             mailbox.id}));
     MailboxNames names = {with_first_column(mailbox.mail_name, aliases),
                           with_ascii_forms(with_first_column(mailbox.domain_name, domains))};
-    std::sort(names.locals.begin(), names.locals.end());
-    std::sort(names.domains.begin(), names.domains.end());
+    std::ranges::sort(names.locals);
+    std::ranges::sort(names.domains);
     return names;
 }
 
@@ -79,7 +79,7 @@ std::string plain(std::string_view address) {
 
 bool is_address_of(const MailboxNames& names, const std::string& address, char delimiter) {
     const auto holds = [](const std::vector<std::string>& list, const std::string& text) {
-        return std::binary_search(list.begin(), list.end(), text);
+        return std::ranges::binary_search(list, text);
     };
     const std::string local = plain_local_part(address);
     return (holds(names.locals, local) ||

@@ -22,12 +22,6 @@
 
 namespace {
 
-/// Names are joined to the directory by a "/", so a leading one of their own adds nothing.
-std::string relative_path(const std::string& name) {
-    const std::size_t start = name.find_first_not_of('/');
-    return start == std::string::npos ? "." : name.substr(start);
-}
-
 Descriptor open_directory_at(int parent, const char* path) {
     return Descriptor(openat(parent, path, O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
@@ -89,7 +83,9 @@ Descriptor open_inside(const std::string& directory, const std::string& name, in
     const Descriptor root = open_repository(directory);
     if (!root)
         return {};
-    const std::string path = relative_path(name);
+    // Names are joined to the directory by a "/", so a leading one of their own adds nothing.
+    const std::size_t start = name.find_first_not_of('/');
+    const std::string path = start == std::string::npos ? "." : name.substr(start);
     Descriptor file = attachments_detail::open_beneath(root.get(), path, flags);
     if (file || errno != EXDEV)
         return file;
@@ -118,11 +114,6 @@ bool can_be_read(int fd, const std::string& directory) {
         return true;
     errno = EMLINK;
     return false;
-}
-
-std::size_t size_of(int fd) {
-    struct stat status;
-    return fstat(fd, &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
 } // namespace
@@ -218,7 +209,8 @@ void write_encoded(int file, TemporaryFile& message) {
     constexpr std::size_t lines_per_block = 256;
     std::vector<unsigned char> bytes(bytes_per_line * lines_per_block);
     std::vector<char> lines((line_length + 1) * lines_per_block + 1);
-    std::size_t left = size_of(file);
+    struct stat status;
+    std::size_t left = fstat(file, &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
     while (const std::size_t count =
                message.takes_more() ? read_fully(file, bytes.data(), std::min(left, bytes.size()))
                                     : 0) {
