@@ -50,14 +50,16 @@ bool mark(std::string_view mailbox, std::FILE* copy) {
 } // namespace
 
 int main(int count, char** arguments) {
-    const int memory = memfd_create("mail", 0);
+    const int memory = memfd_create("mail", MFD_CLOEXEC);
     std::FILE* const copy = memory == -1 ? nullptr : fdopen(memory, "w");
     if (count == 3 && copy != nullptr) {
         const std::string_view mailbox = arguments[1];
         if (!mark(mailbox.substr(0, mailbox.rfind(detour)), copy))
             return 0;
-        if (std::ferror(stdin) == 0 && std::fflush(copy) == 0 && lseek(memory, 0, SEEK_SET) == 0 &&
-            dup2(memory, STDIN_FILENO) != -1 && setenv("RESP_RECIPIENT", arguments[2], 1) == 0)
+        const bool is_whole =
+            std::feof(stdin) != 0 && std::fflush(copy) == 0 && std::ferror(copy) == 0;
+        if (is_whole && lseek(memory, 0, SEEK_SET) == 0 && dup2(memory, STDIN_FILENO) != -1 &&
+            setenv("RESP_RECIPIENT", arguments[2], 1) == 0)
             execl(program, program, nullptr);
     }
     std::perror("autoresponder-once");
