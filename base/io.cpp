@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
@@ -47,6 +48,13 @@ void write_pieces(int fd, std::initializer_list<std::string_view> pieces, std::s
         add(piece);
     add(end);
     [[maybe_unused]] const ssize_t written = writev(fd, parts.data(), static_cast<int>(count));
+}
+
+Pipe open_pipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1)
+        return {};
+    return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
 pid_t wait_for(pid_t child, int* status, int options) {

@@ -1,6 +1,8 @@
 // System calls that a signal may interrupt, sent again until they have an answer. errno is theirs.
 #pragma once
 
+#include "base/owned.h"
+
 #include <cstddef>
 #include <initializer_list>
 #include <string_view>
@@ -19,6 +21,16 @@ bool write_fully(int fd, std::string_view bytes);
 /// write(2) it touches no stream, heap or lock, which a child of vfork shares with its parent.
 void write_pieces(int fd, std::initializer_list<std::string_view> pieces,
                   std::string_view end = {});
+
+/// A pipe, both of whose ends close on exec.
+struct Pipe {
+    Descriptor read_end, write_end;
+
+    explicit operator bool() const { return read_end && write_end; }
+};
+
+/// Opens one; false with errno set.
+Pipe open_pipe();
 
 /// waitpid(2). errno is 0 on success.
 pid_t wait_for(pid_t child, int* status, int options);

@@ -259,23 +259,21 @@ Outcome end_of(int status, std::size_t memory) {
 
 /// As run; in `holding` what holds in a cell that has answered.
 Outcome run_in_cell(Work work, const Limits& limits, std::uint64_t& holding) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1)
+    Pipe pipe = open_pipe();
+    if (!pipe)
         return {End::not_made, {}, {}};
-    const Descriptor read_end(ends[0]);
-    Descriptor write_end(ends[1]);
     if (limits.memory >= limits_for(large).memory)
-        fcntl(read_end.get(), F_SETPIPE_SZ, large_pipe);
+        fcntl(pipe.read_end.get(), F_SETPIPE_SZ, large_pipe);
     const Clock::time_point deadline = Clock::now() + limits.time;
     Child child(work, {limits.memory, static_cast<unsigned>(limits.time.count()), getpid()},
-                write_end.get());
+                pipe.write_end.get());
     if (!child.is_there())
         return {End::not_made, {}, {}};
-    write_end.reset();
+    pipe.write_end.reset();
     work = nullptr;
 
     Outcome outcome;
-    const Answer answer(read_end.get(), deadline);
+    const Answer answer(pipe.read_end.get(), deadline);
     const Form form = read_answer(answer, limits.memory, holding, outcome.texts);
     if (form == Form::wrong)
         return {End::broken, "an answer out of form", {}};

@@ -120,17 +120,16 @@ int told_status(int status) {
 
 int run_logged() {
     const std::string path = path_of_program();
-    int ends[2];
-    const bool is_open = pipe2(ends, O_CLOEXEC) == 0;
-    const pid_t program = is_open ? fork() : -1;
+    Pipe pipe = open_pipe();
+    const pid_t program = pipe ? fork() : -1;
     if (program == -1) {
         log_line(concat({"cannot be started: ", std::strerror(errno)}));
         return EX_TEMPFAIL;
     }
     if (program == 0)
-        run(path.c_str(), ends[1]);
-    close(ends[1]);
-    const int status = log_lines(ends[0], program);
+        run(path.c_str(), pipe.write_end.get());
+    pipe.write_end.reset();
+    const int status = log_lines(pipe.read_end.get(), program);
     const char* const recipient = std::getenv("RESP_RECIPIENT");
     if (status != 0) {
         const bool exited = WIFEXITED(status);

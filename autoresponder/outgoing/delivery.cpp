@@ -106,17 +106,6 @@ std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& r
     return calls;
 }
 
-bool make_pipe(const char* what, Descriptor* read_end, Descriptor* write_end) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1) {
-        report_system_error({what});
-        return false;
-    }
-    read_end->reset(ends[0]);
-    write_end->reset(ends[1]);
-    return true;
-}
-
 bool is_sent(const Run& run, pid_t sendmail) {
     const Handover outcome = wait_for_sendmail(run, sendmail);
     if (outcome == Handover::sent)
@@ -153,12 +142,12 @@ bool deliver_reply(const Run& run, const std::string& envelope_sender,
 
 void deliver_notice(const Run& run, const std::string& envelope_sender,
                     const std::string& recipient, const std::string& text) {
-    Descriptor read_end, write_end;
-    if (!make_pipe("autoresponder: Failed to create pipe to sendmail to notify about missing "
-                   "attachment files: ",
-                   &read_end, &write_end))
-        return;
-    const pid_t sendmail = start_sendmail(run, std::move(read_end), envelope_sender, {recipient});
-    run.sending->stream(write_end.release(), text);
+    Pipe pipe = open_pipe();
+    if (!pipe)
+        return report_system_error({"autoresponder: Failed to create pipe to sendmail to notify "
+                                    "about missing attachment files: "});
+    const pid_t sendmail =
+        start_sendmail(run, std::move(pipe.read_end), envelope_sender, {recipient});
+    run.sending->stream(pipe.write_end.release(), text);
     wait_for_sendmail(run, sendmail);
 }

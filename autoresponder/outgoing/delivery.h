@@ -30,10 +30,6 @@ pid_t start_sendmail(const Run& run, Descriptor message, const std::string& enve
 /// The recipients in their order, in as few parts as the system takes for arguments of a program.
 std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& recipients);
 
-/// A pipe to sendmail, for what is written once it has been started. False, after `what` and the
-/// system error, where there is none.
-bool make_pipe(const char* what, Descriptor* read_end, Descriptor* write_end);
-
 /// Waits until it has ended or stopped, however long that takes. What it makes of the message is
 /// looked at, and told on standard error, only where the host has mail tried again; else it counts
 /// as sent.

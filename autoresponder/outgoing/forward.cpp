@@ -32,15 +32,15 @@ void write_marked(std::string_view mark, int copy, int out) {
 
 bool send_marked(const Run& run, int copy, const std::string& sender,
                  const std::vector<std::string>& recipients) {
-    Descriptor read_end, write_end;
-    if (!make_pipe("autoresponder: Failed to create pipe to sendmail to forward: ", &read_end,
-                   &write_end)) {
+    Pipe pipe = open_pipe();
+    if (!pipe) {
+        report_system_error({"autoresponder: Failed to create pipe to sendmail to forward: "});
         give_up_if_retried();
         return false;
     }
-    const pid_t sendmail = start_sendmail(run, std::move(read_end), sender, recipients);
-    write_marked(run.mailbox().mark(), copy, write_end.get());
-    write_end.reset();
+    const pid_t sendmail = start_sendmail(run, std::move(pipe.read_end), sender, recipients);
+    write_marked(run.mailbox().mark(), copy, pipe.write_end.get());
+    pipe.write_end.reset();
     return is_sent(run, sendmail);
 }
 

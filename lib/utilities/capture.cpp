@@ -112,7 +112,7 @@ pid_t collect(pid_t pid, std::span<Capture> streams, int& status) {
 /// A pipe for the child to write into: its read end becomes the stream's and does not block, its
 /// write end is returned.
 Descriptor open_stream(Capture& stream) {
-    spawn::Pipe pipe = spawn::open_pipe();
+    Pipe pipe = spawn::open_high_pipe();
     if (!pipe)
         end_with_failure("fork_execv_getouterr: pipe() failed");
     if (fcntl(pipe.read_end.get(), F_SETFL, O_NONBLOCK) == -1)
@@ -212,7 +212,7 @@ int fork_execl_log(const char* path, ...) {
 
 int fork_execvv_getoutput(char** output, const char* path, const char* const args[]) {
     *output = nullptr;
-    spawn::Pipe both = spawn::open_pipe();
+    Pipe both = spawn::open_high_pipe();
     if (!both)
         end_with_failure("fork_execvv_getoutput pipe():\n%s", std::strerror(errno));
     const pid_t pid = fork();

@@ -56,7 +56,7 @@ int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const arg
         messlog2(0, 0, "values 0,1,2 not allowed for variables fd_in & fd_out\n");
         return -1;
     }
-    spawn::Pipe errors = spawn::open_pipe();
+    Pipe errors = spawn::open_high_pipe();
     if (!errors)
         end_with_failure("fork_exec_fd pipe(): %s", std::strerror(errno));
     const pid_t pid = fork();

@@ -10,13 +10,12 @@
 
 namespace spawn {
 
-Pipe open_pipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1)
+Pipe open_high_pipe() {
+    const Pipe low = open_pipe();
+    if (!low)
         return {};
-    const Descriptor low_read_end(ends[0]), low_write_end(ends[1]);
-    return {Descriptor(fcntl(ends[0], F_DUPFD_CLOEXEC, first_other)),
-            Descriptor(fcntl(ends[1], F_DUPFD_CLOEXEC, first_other))};
+    return {Descriptor(fcntl(low.read_end.get(), F_DUPFD_CLOEXEC, first_other)),
+            Descriptor(fcntl(low.write_end.get(), F_DUPFD_CLOEXEC, first_other))};
 }
 
 Vector collect_all(const char* first, va_list args) {

@@ -2,6 +2,7 @@
 // call: pipes from a child and argument vectors, beside what lib/spawn.h has.
 #pragma once
 
+#include "base/io.h"
 #include "base/owned.h"
 #include "lib/spawn.h"
 
@@ -12,16 +13,9 @@
 
 namespace spawn {
 
-/// A pipe to a child. Both ends close on exec, and neither is 0, 1 or 2: where the caller has
-/// closed one of those, a pipe end there would be taken for what the child is to have there.
-struct Pipe {
-    Descriptor read_end, write_end;
-
-    explicit operator bool() const { return read_end && write_end; }
-};
-
-/// Opens one; false with errno set.
-Pipe open_pipe();
+/// A pipe to a child, of whose ends neither is 0, 1 or 2: where the caller has closed one of those,
+/// a pipe end there would be taken for what the child is to have there. False with errno set.
+Pipe open_high_pipe();
 
 using Vector = std::unique_ptr<const char*[], FreeDeleter>;
 
