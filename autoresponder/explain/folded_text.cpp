@@ -63,9 +63,7 @@ void FoldedText::add_line(std::string_view line) {
 }
 
 std::size_t FoldedText::piece_at(std::size_t in_letters) const {
-    const auto behind =
-        std::upper_bound(pieces_.begin(), pieces_.end(), in_letters,
-                         [](std::size_t at, const Piece& piece) { return at < piece.in_letters; });
+    const auto behind = std::ranges::upper_bound(pieces_, in_letters, {}, &Piece::in_letters);
     return static_cast<std::size_t>(behind - pieces_.begin()) - 1;
 }
 

@@ -18,17 +18,15 @@ namespace {
 Statuses chosen;
 bool ruled_out = false;
 
-struct Recorded {
-    MYSQL* connection = nullptr;
-    std::deque<std::string> taken_back_by;
-} recorded;
+/// What was recorded over the connection is taken back by the statements.
+MYSQL* recorder = nullptr;
+std::deque<std::string> taken_back_by;
 
 /// Begins with the first statement that has not been executed yet.
 bool take_back_over(MYSQL* connection) {
     MysqlResult ignored;
-    for (std::deque<std::string>& statements = recorded.taken_back_by; !statements.empty();
-         statements.pop_front()) {
-        if (!run_query_patiently(connection, statements.front(), ignored))
+    for (; !taken_back_by.empty(); taken_back_by.pop_front()) {
+        if (!run_query_patiently(connection, taken_back_by.front(), ignored))
             return false;
     }
     return true;
@@ -36,11 +34,11 @@ bool take_back_over(MYSQL* connection) {
 
 /// The run's connection may be what has failed, but a new one could wait for its locks.
 bool take_back() {
-    if (recorded.taken_back_by.empty())
+    if (taken_back_by.empty())
         return true;
     MysqlResult ignored;
-    run_query(recorded.connection, "rollback", ignored);
-    if (take_back_over(recorded.connection))
+    run_query(recorder, "rollback", ignored);
+    if (take_back_over(recorder))
         return true;
     const MysqlConnection another(db_connect());
     return another && take_back_over(another.get());
@@ -121,11 +119,11 @@ bool is_retry_possible() {
 
 void rule_out_retry() {
     ruled_out = true;
-    recorded.taken_back_by.clear();
+    taken_back_by.clear();
 }
 
 void take_back_on_retry(MYSQL* connection, const std::string& statement) {
-    recorded.connection = connection;
+    recorder = connection;
     if (is_retry_possible())
-        recorded.taken_back_by.push_back(statement);
+        taken_back_by.push_back(statement);
 }
