@@ -10,11 +10,11 @@ import subprocess
 import sys
 import time
 
-from support.database import REPOSITORY, Database, DatabaseError
-from support.sandbox import Call, Sandbox
+from sandbox.database import REPOSITORY, Database, DatabaseError
+from sandbox.box import Call, Sandbox
 
 TABLES = {"resp_freq": ["rn_id", "email", "num", "time_resp"]}
-BUNDLED = REPOSITORY / "tests/support/mail/enquiry.eml"
+BUNDLED = REPOSITORY / "sandbox/mail/enquiry.eml"
 ABRIDGED_LINES = 8
 
 
@@ -154,7 +154,7 @@ def main(build: pathlib.Path, message_file: str, recipient: str, modern: bool) -
         database.load("panel.sql", "sample.sql")
         watch.tell("starting a private MariaDB")
         box = Sandbox(str(build / "autoresponder/autoresponder"),
-                      str(build / "tests/support/capture_sendmail"), database)
+                      str(build / "sandbox/capture_sendmail"), database)
         try:
             check_sandbox(box)
             sample_attachments(box)

@@ -8,10 +8,11 @@ import statistics
 import subprocess
 import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tests"))
+REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(REPOSITORY), str(REPOSITORY / "tests")]
 
-from support.database import Database  # noqa: E402
-from support.sandbox import Sandbox  # noqa: E402
+from sandbox.database import Database  # noqa: E402
+from sandbox.box import Sandbox  # noqa: E402
 
 PROGRAM = "/program/autoresponder"
 BESIDE = {"wall": 1.03, "CPU": 1.03}  # the build before

@@ -17,8 +17,8 @@ from collections import Counter
 from collections.abc import Callable
 
 from support.case import BOX, PANEL, mail
-from support.database import Database, DatabaseError
-from support.sandbox import Sandbox
+from sandbox.database import Database, DatabaseError
+from sandbox.box import Sandbox
 
 PROVIDER = "/usr/lib/galera/libgalera_smm.so"
 NODES = 3

@@ -19,7 +19,7 @@ import threading
 import time
 from collections.abc import Callable
 
-from support.database import REPOSITORY, Database
+from sandbox.database import REPOSITORY, Database
 
 
 PROGRAMS_OWN = (".pwd.lock", "statoverride", "statoverride-old")  # useradd's and dpkg's, empty or a copy

@@ -16,7 +16,7 @@ import unittest
 from collections.abc import Iterator
 
 from host import Exim, Host, Postfix
-from support.database import REPOSITORY, Database
+from sandbox.database import REPOSITORY, Database
 
 NAME = "postfix" if os.environ["OVK_SERVER"].endswith("postfix") else "exim"
 PRICES = bytes(range(256)) * 300 + b"end"

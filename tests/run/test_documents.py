@@ -8,7 +8,7 @@ import subprocess
 import textwrap
 
 from support.case import BOX, SENDER, PanelCase, mail
-from support.database import REPOSITORY
+from sandbox.database import REPOSITORY
 
 SAMPLE_SENDER = "customer@client.example"
 PAGE = (REPOSITORY / "docs/PANEL.md").read_text()

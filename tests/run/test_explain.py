@@ -11,8 +11,8 @@ import threading
 import unittest
 
 from support.case import BOX, SENDER, PanelCase, mail, quote
-from support.database import REPOSITORY
-from support.sandbox import Run
+from sandbox.database import REPOSITORY
+from sandbox.box import Run
 
 CHECKSUMS = "checksum table " + ", ".join("ovk." + name for name in (
     "clients", "domains", "domainaliases", "mail", "mail_aliases", "mail_resp", "resp_forward", "resp_attach",

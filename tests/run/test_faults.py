@@ -9,9 +9,9 @@ import signal
 from collections.abc import Callable, Iterator
 
 from support.case import BOX, SENDER, PanelCase, mail
-from support.database import REPOSITORY
+from sandbox.database import REPOSITORY
 from support.proxy import Proxy
-from support.sandbox import Call, Sandbox
+from sandbox.box import Call, Sandbox
 
 # Runs the program as told; tells how it ended, how many children it left unwaited for, and what is
 # in /tmp.

@@ -4,7 +4,7 @@ many."""
 import re
 
 from support.case import BOX, PanelCase, mail
-from support.database import REPOSITORY
+from sandbox.database import REPOSITORY
 
 READ = re.findall(r"`(\w+)`", re.search(r"User `admin` needs `select` on (.*?), and ",
                                          (REPOSITORY / "docs/OPERATION.md").read_text(), re.S)[1])

@@ -5,7 +5,7 @@ import re
 from collections import Counter
 
 from support.case import BOX, PANEL, SENDER, PanelCase, mail, quote
-from support.database import REPOSITORY
+from sandbox.database import REPOSITORY
 
 RULE = 7
 FREQ = "select num from ovk.resp_freq"

@@ -6,7 +6,7 @@ import re
 import shlex
 
 from support.case import PanelCase
-from support.database import PASSWORD
+from sandbox.database import PASSWORD
 from support.proxy import Proxy
 
 ENOENT = "System error 2: No such file or directory\n"

@@ -8,7 +8,7 @@ import re
 import socket
 
 from support.case import BOX, SENDER, PanelCase, mail
-from support.sandbox import MAILNAMES
+from sandbox.box import MAILNAMES
 
 B64_LINE = 60
 # Of the first and the third reply: no process seeds the generator.

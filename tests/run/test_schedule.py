@@ -3,7 +3,7 @@
 import re
 
 from support.case import BOX, SENDER, PanelCase, mail
-from support.database import REPOSITORY
+from sandbox.database import REPOSITORY
 
 BEGIN, END = "2026-12-01 08:00:00", "2026-12-15 00:00:00"
 

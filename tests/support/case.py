@@ -4,8 +4,8 @@ import os
 import socket
 import unittest
 
-from support.database import Database
-from support.sandbox import Run, Sandbox
+from sandbox.database import Database
+from sandbox.box import Run, Sandbox
 
 SENDER = "joe@client.example"
 BOX = "sales@example.com"

@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 import time
 
-REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
+REPOSITORY = pathlib.Path(__file__).resolve().parents[1]
 PASSWORD = "correct horse"
 NO_SYNC = "--debug-no-sync"  # nothing outlives the host: waiting for the disk took half the time
 SEPARATOR = "\x1e-- end --\x1e"

@@ -8,7 +8,7 @@ import signal
 import subprocess
 import tempfile
 
-from support.database import PASSWORD, Database, DatabaseError
+from sandbox.database import PASSWORD, Database, DatabaseError
 
 SANITIZER_FAILURE = 99
 MAILNAMES = "/var/qmail/mailnames"
