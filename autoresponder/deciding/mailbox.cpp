@@ -65,7 +65,8 @@ std::string attachments_directory(const std::string& domain, const std::string& 
 
 void escape_recipient(Run& run) {
     const Mail_content& mail = run.reading.mail;
-    run.recipient = {make_escape_buffer(mail.domain), make_escape_buffer(mail.mailname)};
+    run.recipient.domain = make_escape_buffer(mail.domain);
+    run.recipient.mailname = make_escape_buffer(mail.mailname);
     // Escaping without a connection needs the client library's character sets, which mysql_init
     // would load only later.
     const bool has_library = mysql_library_init(0, nullptr, nullptr) == 0;
