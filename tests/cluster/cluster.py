@@ -111,7 +111,7 @@ class Cluster:
         try:
             seed.stop()
             seed.start(*self.options(0), "--wsrep-new-cluster")
-            seed.load("panel.sql")
+            seed.load("panel.sql", "resp_schedule.sql")
             seed.execute(PANEL + ";" + RULE)
             seed.stop()
             for number in range(NODES):
@@ -204,6 +204,19 @@ def crowds(cluster: Cluster, rounds: int) -> None:
         sender = f"crowd{number}@client.example"
         check(f"crowd {number}, 60 mails on {NODES} nodes", crowd(cluster.nodes, 60, sender),
               cluster.nodes, sender, LIMIT, limit=LIMIT)
+
+
+def days(cluster: Cluster) -> None:
+    """Who had three answers yesterday gets what two days leave him."""
+    sender = "days@client.example"
+    cluster.nodes[0].database.execute(
+        "insert into ovk.resp_schedule (rn_id, days) values (7, 2); insert into ovk.resp_freq"
+        f" (rn_id, email, num, time_resp) values (7, '{sender}', 3, now() - interval 1 day)")
+    wait_until(lambda: all(counted(node, sender) == ["3"] for node in cluster.nodes), "yesterday's row")
+    for node in cluster.nodes:
+        with (node.box.etc / "ovk.conf").open("a") as configuration:
+            configuration.write("AUTORESPONDER_SCHEDULE true\n")
+    check("once in two days, 60 mails", crowd(cluster.nodes, 60, sender), cluster.nodes, sender, UNDER_FAULTS, 3)
 
 
 def killed(cluster: Cluster, number: int) -> None:
@@ -332,6 +345,7 @@ def main(short: bool) -> None:
         for number in range(0 if short else NODES):
             killed(cluster, number)
             cut_off(cluster, number)
+        days(cluster)
     finally:
         cluster.close()
     if not short:

@@ -180,9 +180,9 @@ class FirstSteps(unittest.TestCase):
         self.assertEqual(database.rows("select keystr from sample.mail_resp where id = 8"), [["Grüße"]])
 
 
-def begin(variables: str) -> None:
+def begin(variables: str, *tables: str) -> None:
     host.begin(f"ORVEK_MAILNAMES_D /var/qmail/mailnames\n{DELIMITER}{variables}")
-    database.load("panel.sql", "../tests/mta/rules.sql")
+    database.load("panel.sql", *tables, "../tests/mta/rules.sql")
 
 
 def send(routes: list[tuple[str, str | None, str]]) -> int:
@@ -345,6 +345,18 @@ class OneByOne(unittest.TestCase):
                 seen |= {"marked"} if "Auto-Submitted" in plain else set()
                 seen |= {"logged"} if any("mailbox=<sales@" in line for line in host.logged) else set()
                 self.assertEqual(seen, expected)
+
+    def test_a_rule_begins(self) -> None:
+        """And the setup gives the program the right to the table."""
+        begin("AUTORESPONDER_SCHEDULE true\n", "resp_schedule.sql")
+        host.run("autoresponder-setup database")
+        database.execute("insert into ovk.resp_schedule (rn_id, begins) values (1, now() + interval 8 second)")
+        for name in ("plain", "copy"):
+            host.send(f"{name}@client.test", "sales@example.com", MAILS["plain"].replace(b"plain", name.encode()))
+            host.settle()
+            database.rows("select sleep(greatest(timestampdiff(second, now(), begins), 0)) from ovk.resp_schedule")
+        self.assertEqual([len(host.mailbox(name)) for name in ("plain", "copy", "colleague", "sales")], [0, 1, 1, 2],
+                         host.said())
 
 
 class Modern(Mails, unittest.TestCase):
