@@ -19,7 +19,7 @@ std::string joined(const std::vector<std::string>& texts) {
     return all;
 }
 
-std::string quoted(std::string_view text) {
+std::string in_quotes(std::string_view text) {
     return concat({"\"", text, "\""});
 }
 
@@ -111,7 +111,7 @@ void write_trigger(const RuleNotes& rule, Page& page) {
         page.row(Mark::none, "trigger", "none: every mail");
         return;
     }
-    page.row(Mark::none, "trigger", concat({quoted(rule.trigger), " in the ", rule.where}));
+    page.row(Mark::none, "trigger", concat({in_quotes(rule.trigger), " in the ", rule.where}));
     if (rule.found)
         write_place(Mark::yes, "found", *rule.found, "", page);
     else if (rule.sought)
@@ -163,13 +163,13 @@ void write_limit(const RuleNotes& rule, Page& page) {
 void write_attachment(const AttachmentFacts& attachment, Page& page) {
     if (attachment.missing)
         page.row(Mark::no, "file",
-                 concat({quoted(attachment.name), " is missing: ", attachment.problem}));
+                 concat({in_quotes(attachment.name), " is missing: ", attachment.problem}));
     else if (attachment.size)
         page.row(Mark::yes, "file",
-                 concat({quoted(attachment.name), ", ", number(*attachment.size), " bytes"}));
+                 concat({in_quotes(attachment.name), ", ", number(*attachment.size), " bytes"}));
     else
         page.row(Mark::no, "file",
-                 concat({quoted(attachment.name), " cannot be read: ", attachment.problem}));
+                 concat({in_quotes(attachment.name), " cannot be read: ", attachment.problem}));
 }
 
 void write_reply(const RuleFacts& rule, Page& page) {
