@@ -18,7 +18,8 @@ void shorten(Json& value) {
 
 Json of_place(const PlaceFacts& place) {
     return {{"where", place.where},   {"unit", place.unit},   {"number", place.number},
-            {"before", place.before}, {"match", place.match}, {"after", place.after}};
+            {"before", place.before}, {"match", place.match}, {"after", place.after},
+            {"exact", place.is_exact}};
 }
 
 Json of_host(const HostFacts& host) {

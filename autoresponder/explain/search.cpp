@@ -59,13 +59,20 @@ PlaceFacts place_in(std::string where, const char* unit, std::string_view text,
                 rest.substr(0, std::min(rest.find('\n'), most_text_around))))};
 }
 
-void MailTexts::add(std::string where, const char* unit, std::string text, bool is_own) {
-    Text& added =
-        texts_.emplace_back(Text{std::move(where), unit, std::move(text), FoldedText(""), is_own});
-    added.folded = FoldedText(added.text);
+namespace {
+
+std::string letters_of(std::string_view text) {
+    return orvek::letters_of_line(text, orvek::Case::ignored);
 }
 
-namespace {
+std::string letters_of_lines(std::string_view text) {
+    std::string letters;
+    letters.reserve(text.size());
+    std::string_view line;
+    while (take_line(text, line))
+        letters.append(letters_of(line)).append("\n");
+    return letters + letters_of(line);
+}
 
 /// In the cell: where each text stands, what number its part has, the text.
 cell::Texts texts_of(const DwString& mail) {
@@ -86,6 +93,11 @@ cell::Texts texts_of(const DwString& mail) {
 
 } // namespace
 
+void MailTexts::add(std::string where, const char* unit, std::string text, bool is_own) {
+    std::string letters = letters_of_lines(text);
+    texts_.push_back({std::move(where), unit, std::move(text), std::move(letters), is_own});
+}
+
 void MailTexts::read() {
     read_ = true;
     add("subject", "line", reading_.mail.subject, false);
@@ -100,16 +112,30 @@ void MailTexts::read() {
             reading_.text.exists && told->at(i + 1) == reading_.text.number);
 }
 
+std::optional<PlaceFacts> MailTexts::place_of(const std::string& trigger,
+                                              const std::string& letters, const Text& text) {
+    const std::size_t exact = offset_of(text.text, trigger);
+    if (exact != std::string::npos)
+        return place_in(text.where, text.unit, text.text, {exact, trigger.size()});
+    const std::size_t read = offset_of(text.letters, letters);
+    if (read == std::string::npos || letters.empty())
+        return std::nullopt;
+    PlaceFacts place = place_in(text.where, text.unit, text.letters, {read, letters.size()});
+    place.is_exact = false;
+    return place;
+}
+
 std::vector<PlaceFacts> MailTexts::places_of(const std::string& trigger) {
-    std::vector<PlaceFacts> places;
-    bool in_own = false;
     if (!read_)
         read();
+    const std::string letters = letters_of(trigger);
+    std::vector<PlaceFacts> places;
+    bool in_own = false;
     for (const Text& text : texts_) {
         if (places.size() == most_places || (text.is_own && in_own))
             continue;
-        if (const std::optional<TriggerFacts> found = text.folded.find(trigger)) {
-            places.push_back(place_in(text.where, text.unit, text.text, *found));
+        if (const std::optional<PlaceFacts> found = place_of(trigger, letters, text)) {
+            places.push_back(*found);
             in_own = in_own || text.is_own;
         }
     }

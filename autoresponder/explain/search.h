@@ -2,10 +2,8 @@
 #pragma once
 
 #include "autoresponder/explain/explanation.h"
-#include "autoresponder/explain/folded_text.h"
 #include "mimelib/mimelib.h"
 
-#include <list>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -23,8 +21,9 @@ public:
     MailTexts(DwString message, const Reading& reading)
         : message_(std::move(message)), reading_(reading) {}
 
-    /// The first places where `trigger` occurs as a person reads, whatever the case of letters: in
-    /// the subject, in the text that triggers are sought in, in the other parts. At most five.
+    /// The first places where `trigger` occurs, byte for byte or else as a person reads, whatever
+    /// the case of letters: in the subject, in the text that triggers are sought in, in the other
+    /// parts. At most five.
     std::vector<PlaceFacts> places_of(const std::string& trigger);
 
 private:
@@ -32,15 +31,18 @@ private:
         std::string where;
         const char* unit;
         std::string text;
-        FoldedText folded;
+        /// A line of letters for each line of it, whatever their case.
+        std::string letters;
         /// Whether it is the text that triggers are sought in, or the part that this comes from.
         bool is_own;
     };
+    static std::optional<PlaceFacts> place_of(const std::string& trigger,
+                                              const std::string& letters, const Text& text);
     void add(std::string where, const char* unit, std::string text, bool is_own);
     void read();
 
     DwString message_;
     const Reading& reading_;
     bool read_ = false;
-    std::list<Text> texts_; // which do not move: a folded text refers to its own
+    std::vector<Text> texts_;
 };

@@ -117,9 +117,8 @@ void write_trigger(const RuleNotes& rule, Page& page) {
     else if (rule.sought)
         page.row(Mark::no, "found", concat({"not in the ", rule.where}));
     for (const PlaceFacts& place : rule.elsewhere)
-        write_place(
-            Mark::note, "but", place,
-            place.match == rule.trigger ? "" : "if case and white space played no part: ", page);
+        write_place(Mark::note, "but", place,
+                    place.is_exact ? "" : "if case and white space played no part: ", page);
 }
 
 void write_schedule(const std::optional<Schedule>& schedule, Page& page) {
