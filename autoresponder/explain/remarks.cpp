@@ -37,7 +37,7 @@ std::vector<std::string> remarks_on(const ResponderRule& rule, const Policy& pol
     check_number("mem_limit", rule.mem_limit);
     if (!contains(rule.content_type, "/"))
         remark("content_type", rule.content_type, "no type, such as \"text/html\"");
-    if (form_of(policy).text("a", rule.charset).charset != rule.charset)
+    if (Form(policy).text("a", rule.charset).charset != rule.charset)
         remark("charset", rule.charset, "cannot be used, so the reply goes out in UTF-8");
     return remarks;
 }

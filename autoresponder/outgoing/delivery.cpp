@@ -73,7 +73,7 @@ pid_t start_sendmail(const Run& run, Descriptor message, const std::string& enve
         end_with_failure("Program failed: a run that only tells was about to send");
     }
     std::vector<const char*> arguments = {sendmail_path};
-    for (const char* const option : form_of(run.policy).sendmail_options())
+    for (const char* const option : Form(run.policy).sendmail_options())
         arguments.push_back(option);
     arguments.insert(arguments.end(), {"-f", envelope_sender.c_str()});
     for (const std::string& recipient : recipients)

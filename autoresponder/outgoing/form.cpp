@@ -16,9 +16,6 @@
 
 namespace {
 
-constexpr std::string_view reply_to_field = "Reply-To: ";
-constexpr std::string_view subject_field = "Subject: ";
-
 /// RFC 2978 section 2.3: what else iconv takes would be no charset in a header, or a line of its
 /// own.
 bool is_charset_name(std::string_view name) {
@@ -53,95 +50,67 @@ OutgoingText recoded_in_cell(const std::string& text, const std::string& charset
                                           : OutgoingText{text, "UTF-8"};
 }
 
-std::string file_name_parameter(const std::string& name) {
-    return concat({";\n\tfilename=\"", orvek::rfc1522::encode(name), "\""});
-}
-
-class PanelForm : public Form {
-public:
-    explicit PanelForm(bool has_delimiter) : has_delimiter_(has_delimiter) {}
-
-    std::vector<const char*> sendmail_options() const override { return {}; }
-
-    std::string own_address(const std::string& address) const override {
-        return has_delimiter_ ? orvek::idn::emailToAscii(address) : orvek::idn::toAscii(address);
-    }
-    std::string forward_sender(const std::string& address) const override { return address; }
-    const std::string& short_from(const std::string& recipient, const std::string&) const override {
-        return recipient;
-    }
-    const char* line_before_subject() const override { return "CC: \n"; }
-    std::string reply_to_value(const std::string& reply_to) const override { return reply_to; }
-    std::string subject_value(const std::string& subject) const override {
-        return orvek::rfc1522::encode(subject);
-    }
-    std::string file_name_parameters(const std::string& name) const override {
-        return file_name_parameter(name);
-    }
-    OutgoingText text(const std::string& text, const std::string& charset) const override {
-        return recoded_in_cell(text, charset, false);
-    }
-
-private:
-    bool has_delimiter_;
-};
-
-class StandardForm : public Form {
-public:
-    /// Without it a line that holds nothing but a dot is the end of the message.
-    std::vector<const char*> sendmail_options() const override { return {"-i"}; }
-
-    std::string own_address(const std::string& address) const override {
-        const std::string ascii = orvek::idn::emailToAscii(address);
-        const std::size_t at = std::min(ascii.find('@'), ascii.size());
-        return mimelib::local_part(ascii.substr(0, at)) + ascii.substr(at);
-    }
-    std::string forward_sender(const std::string& address) const override {
-        try {
-            return own_address(address);
-        } catch (const orvek::idn::IdnaError&) {
-            return address;
-        }
-    }
-    const std::string& short_from(const std::string&, const std::string& own) const override {
-        return own;
-    }
-    const char* line_before_subject() const override { return "MIME-Version: 1.0\n"; }
-    std::string reply_to_value(const std::string& reply_to) const override {
-        return orvek::outgoing::folded(orvek::outgoing::with_ascii_domains(reply_to),
-                                       reply_to_field.size());
-    }
-    std::string subject_value(const std::string& subject) const override {
-        return orvek::outgoing::header_text(subject, subject_field.size());
-    }
-    /// In front, where readers that know both forms take it.
-    std::string file_name_parameters(const std::string& name) const override {
-        std::string parameters;
-        if (orvek::ascii_length(name) != name.size())
-            parameters = concat({";\n\t", orvek::outgoing::extended_parameter("filename", name)});
-        return parameters + file_name_parameter(name);
-    }
-    OutgoingText text(const std::string& text, const std::string& charset) const override {
-        OutgoingText out = recoded_in_cell(text, charset, true);
-        if (orvek::outgoing::needs_quoted_printable(out.body)) {
-            out.body = orvek::outgoing::quoted_printable(out.body);
-            out.encoding = "quoted-printable";
-        }
-        return out;
-    }
-};
-
 } // namespace
 
-std::string Form::reply_to_lines(const std::string& reply_to) const {
-    return reply_to.empty() ? std::string()
-                            : concat({reply_to_field, reply_to_value(reply_to), "\n"});
+// Without "-i" a line that holds nothing but a dot is the end of the message.
+std::vector<const char*> Form::sendmail_options() const {
+    return is_standard_ ? std::vector{"-i"} : std::vector<const char*>();
 }
 
-const Form& form_of(const Policy& policy) {
-    static const StandardForm standard;
-    static const PanelForm panels(false), with_delimiter(true);
-    if (policy.standard_mail)
-        return standard;
-    return policy.recipient_delimiter == '\0' ? panels : with_delimiter;
+std::string Form::own_address(const std::string& address) const {
+    if (!is_standard_)
+        return has_delimiter_ ? orvek::idn::emailToAscii(address) : orvek::idn::toAscii(address);
+    const std::string ascii = orvek::idn::emailToAscii(address);
+    const std::size_t at = std::min(ascii.find('@'), ascii.size());
+    return mimelib::local_part(ascii.substr(0, at)) + ascii.substr(at);
+}
+
+std::string Form::forward_sender(const std::string& address) const {
+    try {
+        return is_standard_ ? own_address(address) : address;
+    } catch (const orvek::idn::IdnaError&) {
+        return address;
+    }
+}
+
+const std::string& Form::short_from(const std::string& recipient, const std::string& own) const {
+    return is_standard_ ? own : recipient;
+}
+
+std::string Form::reply_to_lines(const std::string& reply_to) const {
+    constexpr std::string_view field = "Reply-To: ";
+    if (reply_to.empty())
+        return {};
+    if (!is_standard_)
+        return concat({field, reply_to, "\n"});
+    const std::string value = orvek::outgoing::with_ascii_domains(reply_to);
+    return concat({field, orvek::outgoing::folded(value, field.size()), "\n"});
+}
+
+std::string Form::short_head(const std::string& reply_to, const std::string& addresses) const {
+    const char* const line = is_standard_ ? "MIME-Version: 1.0\n" : "CC: \n";
+    return concat({reply_to_lines(reply_to), addresses, line, "Subject: "});
+}
+
+std::string Form::subject_value(const std::string& subject) const {
+    return is_standard_
+               ? orvek::outgoing::header_text(subject, std::string_view("Subject: ").size())
+               : orvek::rfc1522::encode(subject);
+}
+
+std::string Form::file_name_parameters(const std::string& name) const {
+    // In front, where readers that know both forms take it.
+    std::string extended;
+    if (is_standard_ && orvek::ascii_length(name) != name.size())
+        extended = ";\n\t" + orvek::outgoing::extended_parameter("filename", name);
+    return concat({extended, ";\n\tfilename=\"", orvek::rfc1522::encode(name), "\""});
+}
+
+OutgoingText Form::text(const std::string& text, const std::string& charset) const {
+    OutgoingText out = recoded_in_cell(text, charset, is_standard_);
+    if (is_standard_ && orvek::outgoing::needs_quoted_printable(out.body)) {
+        out.body = orvek::outgoing::quoted_printable(out.body);
+        out.encoding = "quoted-printable";
+    }
+    return out;
 }

@@ -5,7 +5,6 @@
 #include "autoresponder/run/switches.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 /// The text of a reply as it goes out.
@@ -16,46 +15,46 @@ struct OutgoingText {
     const char* encoding = "8bit";
 };
 
+/// The one that the host has chosen.
 class Form {
 public:
-    virtual ~Form() = default;
+    explicit Form(const Policy& policy)
+        : is_standard_(policy.standard_mail), has_delimiter_(policy.recipient_delimiter != '\0') {}
 
     /// What sendmail is told in front of "-f".
-    virtual std::vector<const char*> sendmail_options() const = 0;
+    std::vector<const char*> sendmail_options() const;
 
     /// The mailbox's own address with its domain in ASCII form. In standard mail a local part that
     /// is no dot-atom is quoted (RFC 5321); else, without a recipient delimiter, it goes through
     /// IDN with the domain's first label. Throws orvek::idn::IdnaError for one that has no such
     /// form.
-    virtual std::string own_address(const std::string& address) const = 0;
+    std::string own_address(const std::string& address) const;
 
     /// The address as envelope sender of what is forwarded.
-    virtual std::string forward_sender(const std::string& address) const = 0;
+    std::string forward_sender(const std::string& address) const;
 
     /// "From" of the short reply, out of the recipient and its own address.
-    virtual const std::string& short_from(const std::string& recipient,
-                                          const std::string& own) const = 0;
-
-    /// The line in front of the Subject of short replies and notices.
-    virtual const char* line_before_subject() const = 0;
+    const std::string& short_from(const std::string& recipient, const std::string& own) const;
 
     /// "Reply-To: " and the rule's value in one or more lines, each ended by a line feed; empty for
     /// a rule without one.
     std::string reply_to_lines(const std::string& reply_to) const;
 
+    /// The header of short replies and notices up to the value of their Subject, `addresses` in it
+    /// as it is: lines, each ended by a line feed.
+    std::string short_head(const std::string& reply_to, const std::string& addresses) const;
+
     /// The value of a Subject field.
-    virtual std::string subject_value(const std::string& subject) const = 0;
+    std::string subject_value(const std::string& subject) const;
 
     /// Parameters of Content-Disposition that name an attached file, from the semicolon on.
-    virtual std::string file_name_parameters(const std::string& name) const = 0;
+    std::string file_name_parameters(const std::string& name) const;
 
     /// `text`, which is UTF-8, in `charset`; as it is where that charset cannot express it, or, in
     /// standard mail, would hide the lines around the text.
-    virtual OutgoingText text(const std::string& text, const std::string& charset) const = 0;
+    OutgoingText text(const std::string& text, const std::string& charset) const;
 
 private:
-    virtual std::string reply_to_value(const std::string& reply_to) const = 0;
+    bool is_standard_;
+    bool has_delimiter_;
 };
-
-/// The one that the host has chosen.
-const Form& form_of(const Policy& policy);

@@ -74,7 +74,7 @@ std::vector<std::string> forward_addresses(const Run& run, const std::string& id
 
 void forward(Run& run, const std::string& id) {
     // The recipient, to whom a bounce goes.
-    const std::string sender = form_of(run.policy).forward_sender(run.reading.mail.to);
+    const std::string sender = Form(run.policy).forward_sender(run.reading.mail.to);
     std::vector<std::string>& taken = run.account.rule().forwards;
     for (const std::vector<std::string>& part : in_calls(forward_addresses(run, id))) {
         if (!run.acts() || forward_to(part, sender, run))

@@ -24,43 +24,37 @@ struct Client {
     std::string name;
 };
 
-/// The clients of the domain with this name; false, after a message, when the query fails.
-bool query_clients(MYSQL* connection, const char* escaped_domain, MysqlResult& found) {
-    if (run_query(connection,
-                  concat({"select c.email, c.pname, c.login from clients c, domains d"
-                          " where d.cl_id=c.id and d.name='",
-                          escaped_domain, "'"}),
-                  found))
-        return true;
-    report({"Unable to define client email and personal name :", mysql_error(connection)});
-    return false;
+/// The client who owns the domain with this name, if there is one.
+std::optional<Client> query_client(MYSQL* connection, const char* escaped_domain) {
+    const MysqlResult found = run_query_or_throw(
+        connection, concat({"select c.email, c.pname, c.login from clients c, domains d"
+                            " where d.cl_id=c.id and d.name='",
+                            escaped_domain, "'"}));
+    const std::optional<Row> row = next_row(found);
+    if (!row)
+        return std::nullopt;
+    const std::string name = row->text(1);
+    return Client{std::string(until_control(row->text(0))), name.empty() ? row->text(2) : name};
 }
 
-/// The client who owns the domain; none when there is nobody to write to.
+/// The client who owns the recipient's domain; none, after a message, where that fails.
 std::optional<Client> find_client(const Run& run) {
     MYSQL* const connection = run.connection.get();
     const std::string& domain = run.reading.mail.domain;
-    MysqlResult found;
-    if (!query_clients(connection, run.recipient.domain.get(), found))
+    try {
+        std::optional<Client> client = query_client(connection, run.recipient.domain.get());
+        const std::string other = orvek::idn::other_form(domain);
+        if (!client && run.policy.standard_mail && other != domain) {
+            const MallocedText escaped(escape_mysql_param(connection, other.c_str()));
+            client = query_client(connection, escaped.get());
+        }
+        if (!client)
+            report({"This client does not exist :", mysql_error(connection)});
+        return client;
+    } catch (const QueryFailure& failure) {
+        report({"Unable to define client email and personal name :", failure.text});
         return std::nullopt;
-    std::optional<Row> row = next_row(found);
-    const std::string other = orvek::idn::other_form(domain);
-    if (!row && run.policy.standard_mail && other != domain) {
-        const MallocedText escaped(escape_mysql_param(connection, other.c_str()));
-        if (!query_clients(connection, escaped.get(), found))
-            return std::nullopt;
-        row = next_row(found);
     }
-    if (!row) {
-        report({"This client does not exist :", mysql_error(connection)});
-        return std::nullopt;
-    }
-    Client client{std::string(until_control(row->text(0))), row->text(1)};
-    if (client.email.empty())
-        return std::nullopt;
-    if (client.name.empty())
-        client.name = row->text(2);
-    return client;
 }
 
 /// What of it can stand in a header. A parameter that cannot be read counts as empty.
@@ -80,41 +74,26 @@ std::string notice_sender(MYSQL* connection) {
 std::string notice_text(const std::string& sender, const Client& client, const std::string& missing,
                         const ResponderRule& rule, const Run& run) {
     const Mail_content& mail = run.reading.mail;
-    const Form& form = form_of(run.policy);
-    return concat({form.reply_to_lines(rule.reply_to),
-                   "From: ",
-                   sender,
-                   "\nTo: ",
-                   client.email,
-                   "\n",
-                   form.line_before_subject(),
-                   "Subject: ",
-                   product,
-                   " notification (files missing in attachments repository). \n",
+    const std::string addresses = concat({"From: ", sender, "\nTo: ", client.email, "\n"});
+    const std::string head = Form(run.policy).short_head(rule.reply_to, addresses);
+    return concat({head, product, " notification (files missing in attachments repository). \n",
                    chosen_headers(run),
                    "Content-Type: text/plain; charset=utf-8\n"
                    "Content-Disposition: inline\n"
                    "Content-Transfer-Encoding: 8bit\n\n\n"
                    "Notification for ",
-                   product,
-                   " client '",
-                   client.name,
+                   product, " client '", client.name,
                    "'.\n\n"
                    "The following files are missing in the attachment repository\n"
                    "for the mailname '",
-                   mail.mailname,
-                   "' on domain '",
-                   mail.domain,
-                   "':\n",
-                   missing,
-                   "\n"});
+                   mail.mailname, "' on domain '", mail.domain, "':\n", missing, "\n"});
 }
 
 } // namespace
 
 void notify_about_missing(const std::string& missing, const ResponderRule& rule, Run& run) {
     const std::optional<Client> client = find_client(run);
-    if (!client)
+    if (!client || client->email.empty())
         return;
     const std::string sender = notice_sender(run.connection.get());
     const std::string envelope_sender = run.policy.null_sender ? null_path : sender;

@@ -71,7 +71,7 @@ void write_attachment(const std::string& directory, const std::string& name,
 void write_reply(const ResponderRule& rule, const Run& run,
                  const std::vector<std::string>& attachments, const std::string& boundary,
                  const std::string& from, TemporaryFile& reply) {
-    const Form& form = form_of(run.policy);
+    const Form form(run.policy);
     const bool multipart = !attachments.empty();
     reply.write(form.reply_to_lines(rule.reply_to));
     const OutgoingText text = form.text(rule.text, rule.charset);
@@ -109,7 +109,7 @@ ReplyFacts compose_reply(const ResponderRule& rule, Run& run, std::uint64_t limi
         *untold = attachments.missing;
     else if (!attachments.missing.empty())
         notify_about_missing(attachments.missing, rule, run);
-    const std::string from = form_of(run.policy).own_address(run.reading.mail.to);
+    const std::string from = Form(run.policy).own_address(run.reading.mail.to);
     write_reply(rule, run, attachments.found, boundary, from, reply);
     const bool oversize =
         reply.size() > limit || (run.policy.retry_status != 0 && reply.can_never_be_whole());

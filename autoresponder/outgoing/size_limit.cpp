@@ -53,11 +53,10 @@ std::uint64_t size_limit() {
 
 void write_oversize_reply(const ResponderRule& rule, const Run& run, const std::string& own_address,
                           std::uint64_t limit, TemporaryFile& reply) {
-    const Form& form = form_of(run.policy);
+    const Form form(run.policy);
     const Mail_content& mail = run.reading.mail;
-    const std::string before =
-        concat({form.reply_to_lines(rule.reply_to), "From: ", form.short_from(mail.to, own_address),
-                "\n", form.line_before_subject(), "Subject: "});
+    const std::string before = form.short_head(
+        rule.reply_to, concat({"From: ", form.short_from(mail.to, own_address), "\n"}));
     const std::string behind =
         concat({"\n", chosen_reply_headers(run),
                 "\nAn error occurred while responding on you request.\n\n"
