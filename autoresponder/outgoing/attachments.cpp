@@ -12,11 +12,8 @@
 #include <climits>
 #include <cstdlib>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <optional>
-#include <string_view>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 
@@ -63,36 +60,26 @@ Descriptor open_repository(const std::string& directory) {
     return parent ? open_trusted_component(parent.get(), directory.substr(last + 1)) : Descriptor();
 }
 
-/// The path below `directory` of what `name` leads to in the end, without links; none when that
-/// lies elsewhere.
+/// What `name` leads to in the end, as a path from `directory` that begins with "./", has no links
+/// and ends with "/". None, with errno set, when that lies elsewhere or is not there.
 std::optional<std::string> path_inside(const std::string& directory, const std::string& name) {
     const MallocedText root(realpath(directory.c_str(), nullptr));
     const MallocedText target(realpath(concat({directory, "/", name}).c_str(), nullptr));
     if (!root || !target)
         return std::nullopt;
-    const std::string_view path = target.get();
     const std::string above = concat({root.get(), "/"});
-    if (path.substr(0, above.size()) != above)
-        return std::nullopt;
-    return std::string(path.substr(above.size()));
+    const std::string path = concat({target.get(), "/"});
+    if (path.starts_with(above))
+        return concat({"./", std::string_view(path).substr(above.size())});
+    errno = EXDEV;
+    return std::nullopt;
 }
 
-/// An absolute link counts as leading out, even one that leads back in: then what it leads to is
-/// opened, confined as well.
+/// What the name leads to may be exchanged for a link at any time, so none is followed here.
 Descriptor open_inside(const std::string& directory, const std::string& name, int flags) {
-    const Descriptor root = open_repository(directory);
-    if (!root)
-        return {};
-    // Names are joined to the directory by a "/", so a leading one of their own adds nothing.
-    const std::size_t start = name.find_first_not_of('/');
-    const std::string path = start == std::string::npos ? "." : name.substr(start);
-    Descriptor file = attachments_detail::open_beneath(root.get(), path, flags);
-    if (file || errno != EXDEV)
-        return file;
-    if (const std::optional<std::string> inside = path_inside(directory, path))
-        return attachments_detail::open_beneath(root.get(), *inside, flags);
-    errno = EXDEV;
-    return {};
+    Descriptor root = open_repository(directory);
+    const std::optional<std::string> path = root ? path_inside(directory, name) : std::nullopt;
+    return path ? open_without_links(std::move(root), *path, flags) : Descriptor();
 }
 
 /// Opening a device may act on it, and opening a FIFO waits for a writer. A file that is somebody
@@ -118,57 +105,16 @@ bool can_be_read(int fd, const std::string& directory) {
 
 } // namespace
 
-namespace attachments_detail {
-
-Descriptor open_beneath(int directory, const std::string& name, int flags) {
-    struct open_how how = {};
-    how.flags = static_cast<unsigned>(flags);
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-    // EAGAIN means that a rename elsewhere kept the kernel from proving that ".." stays inside.
-    for (int attempts = 0; attempts < 16; ++attempts) {
-        const long fd = syscall(SYS_openat2, directory, name.c_str(), &how, sizeof how);
-        if (fd != -1)
-            return Descriptor(static_cast<int>(fd));
-        if (errno != EAGAIN && errno != EINTR)
-            break;
+Descriptor open_without_links(Descriptor directory, std::string_view path, int flags) {
+    while (directory && !path.empty()) {
+        const std::size_t slash = path.find('/');
+        const std::string component(path.substr(0, slash));
+        path.remove_prefix(slash + 1);
+        const int how = path.empty() ? flags : O_PATH | O_DIRECTORY | O_CLOEXEC;
+        directory.reset(openat(directory.get(), component.c_str(), how | O_NOFOLLOW));
     }
-    if (errno == ENOSYS || errno == EPERM)
-        return walk_beneath(directory, name, flags);
-    return {};
+    return directory;
 }
-
-Descriptor walk_beneath(int directory, const std::string& name, int flags) {
-    Descriptor held;
-    std::string_view rest = name;
-    for (;;) {
-        const std::size_t slash = std::min(rest.find('/'), rest.size());
-        const std::string component(rest.substr(0, slash));
-        rest.remove_prefix(std::min(rest.find_first_not_of('/', slash), rest.size()));
-        if (component == "..") {
-            errno = EXDEV;
-            return {};
-        }
-        const int at = held ? held.get() : directory;
-        if (rest.empty()) {
-            // O_PATH with O_NOFOLLOW opens a link itself instead of refusing it.
-            Descriptor found(openat(at, component.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-            struct stat status;
-            if (!found || fstat(found.get(), &status) == -1)
-                return {};
-            if (S_ISLNK(status.st_mode)) {
-                errno = ELOOP;
-                return {};
-            }
-            return Descriptor(openat(at, component.c_str(), flags | O_NOFOLLOW));
-        }
-        held = Descriptor(
-            openat(at, component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (!held)
-            return {};
-    }
-}
-
-} // namespace attachments_detail
 
 bool attachment_exists(const std::string& directory, const std::string& name) {
     return static_cast<bool>(open_inside(directory, name, O_PATH | O_CLOEXEC));

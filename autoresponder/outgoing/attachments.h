@@ -9,6 +9,7 @@
 
 #include <mysql.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// Whether `directory`/`name` exists, of whatever kind, without leading out of `directory`: what a
@@ -19,6 +20,10 @@ bool attachment_exists(const std::string& directory, const std::string& name);
 /// file nor a directory is not opened, nor is a file with further links that another than the
 /// repository's owner owns. Without a descriptor, errno says why.
 Descriptor open_attachment(const std::string& directory, const std::string& name);
+
+/// open(2) of `path` below `directory`, a component at a time, each ended by a "/" and none of them
+/// a link. Without a descriptor, errno says why.
+Descriptor open_without_links(Descriptor directory, std::string_view path, int flags);
 
 /// The attachments of a rule.
 struct AttachmentNames {
@@ -36,13 +41,3 @@ AttachmentNames find_attachments(MYSQL* connection, const std::string& rule_id,
 /// Writes `file` in Base64, a line for every 45 bytes, until `message` takes no more. A file that
 /// keeps growing ends where it ended at first.
 void write_encoded(int file, TemporaryFile& message);
-
-namespace attachments_detail {
-
-/// open(2) below `directory`, confined by the kernel (openat2); or, with the walk, by following the
-/// path a component at a time, which refuses every symbolic link. The walk is what kernels without
-/// openat2 get.
-Descriptor open_beneath(int directory, const std::string& name, int flags);
-Descriptor walk_beneath(int directory, const std::string& name, int flags);
-
-} // namespace attachments_detail
