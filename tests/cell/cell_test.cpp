@@ -7,7 +7,6 @@
 #include "base/owned.h"
 #include "base/text.h"
 
-#include <array>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +16,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iconv.h>
 #include <linux/filter.h>
 #include <linux/futex.h>
 #include <linux/seccomp.h>
@@ -138,11 +136,6 @@ struct Attempt {
     const char* end = nullptr;
 };
 
-template <int family>
-bool can_open_socket() {
-    return Descriptor(socket(family, SOCK_DGRAM, 0)).get() != -1;
-}
-
 const Attempt attempts[] = {
     {"the password file", [] { return can_read(folder / "password"); }},
     {"an attachment", [] { return can_read(folder / "attachment"); }},
@@ -159,10 +152,7 @@ const Attempt attempts[] = {
     {"a new file", [] { return can_write("new", O_CREAT); }, filtered},
     {"a file that is there", [] { return can_write("attachment", 0); }, filtered},
     {"removing", [] { return unlink((folder / "new").c_str()) == 0; }, filtered},
-    {"AF_UNIX", can_open_socket<AF_UNIX>, filtered},
-    {"AF_INET", can_open_socket<AF_INET>, filtered},
-    {"AF_INET6", can_open_socket<AF_INET6>, filtered},
-    {"AF_NETLINK", can_open_socket<AF_NETLINK>, filtered},
+    {"a socket", [] { return bool(Descriptor(socket(AF_INET, SOCK_DGRAM, 0))); }, filtered},
     {"the database", can_connect, filtered},
     {"fork", can_fork, filtered},
     {"exec", can_execute, filtered},
@@ -322,12 +312,6 @@ TEST(Cell, SaysHowItHasFailed) {
         {[]() -> cell::Texts { throw 1; }, "no answer"},
         {[]() -> cell::Texts { throw std::bad_alloc(); }, "more than 64 MB of memory"},
         {[]() -> cell::Texts { std::abort(); }, sanitized ? "" : filtered},
-        {[]() -> cell::Texts {
-             static char* volatile nowhere = nullptr;
-             *nowhere = 'x';
-             return {};
-         },
-         sanitized ? "" : "Segmentation fault"},
         {answer(std::vector<std::uint64_t>(125, 0x7878787878787878)), "an answer out of form"},
         {answer({0, 1, 8, short_limits.memory + 1}), "an answer out of form"},
         {answer({0, 1, 8, 5}), "an answer out of form"},
@@ -381,31 +365,6 @@ TEST(Cell, AnswersWholeTextsOfAnySize) {
         const cell::Outcome outcome = cell::run([&] { return texts; }, cell::limits_for(size));
         EXPECT_EQ(outcome.end, cell::End::answered) << size << outcome.reason;
         EXPECT_TRUE(outcome.texts == texts) << size;
-    }
-}
-
-std::string converted(const char* from, std::string text) {
-    const iconv_t converter = iconv_open("UTF-8", from);
-    if (converter == reinterpret_cast<iconv_t>(-1))
-        return "no converter";
-    std::array<char, 1000> result;
-    char *in = text.data(), *out = result.data();
-    std::size_t in_left = text.size(), out_left = result.size();
-    iconv(converter, &in, &in_left, &out, &out_left);
-    iconv_close(converter);
-    return {result.data(), out};
-}
-
-TEST(Cell, HasTheConverters) {
-    for (const char* const charset : {"KOI8-R", "ISO-2022-JP", "EUC-KR", "GB18030", "UTF-7",
-                                      "ISO-2022-CN-EXT", "TSCII", "IBM037", "none-such"}) {
-        const auto convert = [charset] { return converted(charset, "ab\xc1\xc2 \x1b$B$\"\x1b(B"); };
-        const auto in_cell = [convert] {
-            const cell::Outcome outcome =
-                cell::run([&] { return cell::Texts{convert()}; }, short_limits);
-            return outcome.texts.empty() ? outcome.reason : outcome.texts[0];
-        };
-        expect_told(convert(), in_cell, charset);
     }
 }
 

@@ -2,9 +2,7 @@
 of the explanation, and the page of README.md."""
 
 import json
-import os
 import re
-import subprocess
 import textwrap
 
 from support.case import BOX, SENDER, PanelCase, mail
@@ -33,9 +31,7 @@ class Documents(PanelCase):
         pass
 
     def explain(self, message: str, *arguments: str) -> str:
-        self.box.extra = ["--ro-bind", os.environ["OVK_EXPLAIN"], "/explain", "--setenv", "LANG", "C.UTF-8"]
-        command = self.box.command(None)[:-1] + ["/explain", *arguments]
-        return subprocess.run(command, input=message.encode(), capture_output=True).stdout.decode()
+        return self.run_explain(message, *arguments, LANG="C.UTF-8").stdout.decode()
 
     def test_page(self) -> None:
         """README's page leaves lines out."""

@@ -1,9 +1,6 @@
 """No text leaves its literal, whatever the server takes a backslash, a quote or a byte for."""
 
-import os
-import pathlib
 import re
-import shlex
 
 from support.case import SENDER, PanelCase, mail
 
@@ -60,10 +57,6 @@ class Escaping(PanelCase):
     def parameters(self) -> None:
         """What other programs of the panel store."""
         values = ["', 'x') -- ", "\\', 'x') -- ", "\u00e9\\", '"\\""']
-        words = [["open"], *(w for v in values for w in (["put", "p", v], ["get", "p"]))]
-        product, self.box.program = self.box.program, pathlib.Path(os.environ["OVK_PROBE"]).resolve()
-        self.box.wrapper = ["/bin/sh", "-c",
-                            'exec "$0" ' + shlex.join("\x1f".join(w) for w in words)]
-        out = self.deliver().out.splitlines()
-        self.box.program, self.box.wrapper = product, []
-        self.assertEqual(out, ["[open]", *(r for v in values for r in ("[0]", f"[text {v}]"))])
+        calls = [call for value in values for call in (("put", "p", value), ("get", "p"))]
+        self.assertEqual(self.run_probe(("open",), *calls).out.splitlines(),
+                         ["[open]", *(line for value in values for line in ("[0]", f"[text {value}]"))])

@@ -54,7 +54,7 @@ with open("/capture/end", "w") as end:
 """
 
 COUNT = "select num from resp_freq where rn_id = 7 and email = 'joe@client.example'"
-RECIPIENT = "info@example.net"  # an alias at a domain alias: it takes all four lookups
+RECIPIENT = "orders@example.net"  # an alias at a domain alias: it takes all four lookups
 TRIED_AGAIN = 111
 KEPT = "autoresponder: Unable to take back what was counted for a mail to be tried again\n"
 UNKNOWN = 1105  # an error of the server's like any other
@@ -242,10 +242,7 @@ def faults() -> Iterator[tuple[str, str, Arrangement]]:
 class Faults(PanelCase):
     def setUp(self) -> None:
         super().setUp()
-        self.database.execute(
-            "insert into domains (id, cl_id, name) values (2, 1, 'example.net');"
-            "insert into domainaliases (dom_id, name, mail) values (1, 'example.net', 'true');"
-            "insert into mail_aliases (mn_id, alias) values (1, 'info')")
+        self.database.execute("insert into domains (id, cl_id, name) values (2, 1, 'example.net')")
 
     # -- what faults arrange ---------------------------------------------------------------------
 

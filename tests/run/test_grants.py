@@ -23,7 +23,6 @@ class Grants(PanelCase):
         self.rule(forward=["boss@example.org"], attach=["missing.txt"], ans_freq="100", mem_limit="1")
 
     def test_enough(self) -> None:
-        self.database.execute("insert into domainaliases (dom_id, name) values (1, 'example.net')")
         for sender in ("joe@client.example", "joe@client.example", "ann@client.example"):
             self.assert_answered(self.deliver(mail(sender=sender)), 3)
         run = self.deliver(recipient="sales@example.net")

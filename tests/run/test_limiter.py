@@ -33,8 +33,7 @@ class Limiter(PanelCase):
         return len(run.calls) == 2
 
     def limited(self, **columns: object) -> None:
-        self.database.execute("truncate mail_resp; truncate resp_forward; truncate resp_freq")
-        self.rule(RULE, forward=["boss@example.org"], **columns)
+        self.only_rule(RULE, forward=["boss@example.org"], **columns)
 
     def statements(self) -> list[str]:
         self.database.listen()

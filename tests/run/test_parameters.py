@@ -1,9 +1,6 @@
 """The panel library with its real paths: configuration, database connection, parameter store."""
 
-import os
-import pathlib
 import re
-import shlex
 
 from support.case import PanelCase
 from sandbox.database import PASSWORD
@@ -17,15 +14,9 @@ CONNECTED = "connected " + "~" * 100  # and the message buffer is as it was
 
 
 class PanelLibrary(PanelCase):
-    def setUp(self) -> None:
-        super().setUp()
-        self.box.program = pathlib.Path(os.environ["OVK_PROBE"]).resolve()
-
     def probe(self, *calls: tuple[str, ...], messages: str = "") -> list[str]:
         """The results of the calls; both streams got `messages`."""
-        words = ["\x1f".join(call) for call in calls]
-        self.box.wrapper = ["/bin/sh", "-c", 'exec "$0" ' + shlex.join(words)]
-        run = self.deliver()
+        run = self.run_probe(*calls)
         results = [line[1:-1] for line in run.out.splitlines() if line.startswith("[")]
         said = "".join(line for line in run.out.splitlines(keepends=True) if line[0] != "[")
         # The client library may or may not have waited for the server's refusal of a statement.
@@ -100,7 +91,6 @@ class PanelLibrary(PanelCase):
 
         proxy.pattern, proxy.harm = "^select", look
         self.probe(("open",), ("get", "plain"))
-        self.box.program, self.box.wrapper = pathlib.Path(os.environ["OVK_PROGRAM"]).resolve(), []
         self.deliver()
         self.assertEqual(found[:4], [False, True] * 2)
 
