@@ -25,6 +25,13 @@ namespace {
 
 constexpr char sendmail_path[] = "/usr/sbin/sendmail";
 
+/// What sendmail made of a message.
+enum class Handover {
+    sent,    ///< taken, or there is no telling
+    unsent,  ///< may be taken another time
+    refused, ///< for good
+};
+
 /// Says so unless sendmail took the message. One that is stopped may go on.
 Handover outcome_of(int status) {
     constexpr int not_started = 255;
@@ -42,6 +49,13 @@ Handover outcome_of(int status) {
     }
     report({"autoresponder: Refused, sendmail ended with status ", std::to_string(code)});
     return Handover::refused;
+}
+
+/// What it makes of the message is looked at only where the host has mail tried again.
+Handover wait_for_sendmail(const Run& run, pid_t sendmail) {
+    int status = 0;
+    wait_for(sendmail, &status, WUNTRACED);
+    return run.policy.retry_status == 0 ? Handover::sent : outcome_of(status);
 }
 
 pid_t start(int message, const char* const arguments[]) {
@@ -82,30 +96,6 @@ pid_t start_sendmail(const Run& run, Descriptor message, const std::string& enve
     return run.sending->start(message.get(), arguments.data());
 }
 
-Handover wait_for_sendmail(const Run& run, pid_t sendmail) {
-    int status = 0;
-    wait_for(sendmail, &status, WUNTRACED);
-    return run.policy.retry_status == 0 ? Handover::sent : outcome_of(status);
-}
-
-std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& recipients) {
-    // The environment and the other arguments take their part.
-    const std::size_t most =
-        static_cast<std::size_t>(std::min(sysconf(_SC_ARG_MAX), 6L << 20)) / 4 * 3;
-    std::vector<std::vector<std::string>> calls;
-    std::size_t room = 0;
-    for (const std::string& recipient : recipients) {
-        const std::size_t size = recipient.size() + 1 + sizeof(char*);
-        if (calls.empty() || size > room) {
-            calls.emplace_back();
-            room = most;
-        }
-        room -= std::min(room, size);
-        calls.back().push_back(recipient);
-    }
-    return calls;
-}
-
 bool is_sent(const Run& run, pid_t sendmail) {
     const Handover outcome = wait_for_sendmail(run, sendmail);
     if (outcome == Handover::sent)
@@ -122,6 +112,7 @@ bool send_message(const Run& run, Descriptor message, const std::string& envelop
 
 bool deliver_reply(const Run& run, const std::string& envelope_sender,
                    const std::string& recipient) {
+    reply_file.finish();
     Descriptor reply = reply_file.open_to_read();
     if (!reply) {
         report_system_error({"autoresponder: Failed to open temporary file with response mail "
@@ -129,13 +120,12 @@ bool deliver_reply(const Run& run, const std::string& envelope_sender,
                              reply_file.name(), "': "});
         end_with_failure("Send error: %s", "Failed to generate response mail contents");
     }
-    bool sent = reply_file.is_whole() || run.policy.retry_status == 0;
-    if (sent) {
-        sent = send_message(run, std::move(reply), envelope_sender, {recipient});
-    } else {
+    const bool is_fit = reply_file.is_whole() || run.policy.retry_status == 0;
+    if (!is_fit) {
         report({"autoresponder: Not sent, the reply could not be written whole"});
         give_up_if_retried();
     }
+    const bool sent = is_fit && send_message(run, std::move(reply), envelope_sender, {recipient});
     reply_file.remove();
     return sent;
 }

@@ -14,29 +14,17 @@ extern const Sending by_sendmail;
 /// Why there is no sendmail to be started: the system error; empty where there is one.
 std::string sendmail_problem();
 
-/// What sendmail made of a message.
-enum class Handover {
-    sent,    ///< taken, or there is no telling
-    unsent,  ///< may be taken another time
-    refused, ///< for good
-};
-
 /// Starts sendmail with `message` as its standard input; its process id. The recipients are safe
 /// arguments. This is the one way to it: in a run that only tells it ends the process, as a failed
 /// fork does (status 1).
 pid_t start_sendmail(const Run& run, Descriptor message, const std::string& envelope_sender,
                      const std::vector<std::string>& recipients);
 
-/// The recipients in their order, in as few parts as the system takes for arguments of a program.
-std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& recipients);
-
-/// Waits until it has ended or stopped, however long that takes. What it makes of the message is
-/// looked at, and told on standard error, only where the host has mail tried again; else it counts
+/// Waits until it has ended or stopped, however long that takes. Once it has taken a forward or a
+/// reply, the mail is not tried again; one that it has not taken ends the process through
+/// give_up_if_retried, except where it is refused for good. Whether it is sent. What sendmail makes
+/// of the message is looked at, and told, only where the host has mail tried again; else it counts
 /// as sent.
-Handover wait_for_sendmail(const Run& run, pid_t sendmail);
-
-/// The same for a forward or a reply: once one is sent, the mail is not tried again; one that is
-/// not ends the process through give_up_if_retried. Whether it is sent.
 bool is_sent(const Run& run, pid_t sendmail);
 
 /// Sends one.

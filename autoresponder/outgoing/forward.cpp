@@ -11,7 +11,11 @@
 #include "base/report.h"
 #include "base/text.h"
 
+#include <algorithm>
 #include <array>
+#include <initializer_list>
+#include <string_view>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -30,33 +34,48 @@ void write_marked(std::string_view mark, int copy, int out) {
     }
 }
 
-bool send_marked(const Run& run, int copy, const std::string& sender,
-                 const std::vector<std::string>& recipients) {
-    Pipe pipe = open_pipe();
-    if (!pipe) {
-        report_system_error({"autoresponder: Failed to create pipe to sendmail to forward: "});
-        give_up_if_retried();
-        return false;
-    }
-    const pid_t sendmail = start_sendmail(run, std::move(pipe.read_end), sender, recipients);
-    write_marked(run.mailbox().mark(), copy, pipe.write_end.get());
-    pipe.write_end.reset();
-    return is_sent(run, sendmail);
+bool not_forwarded(std::initializer_list<std::string_view> why) {
+    report_system_error(why);
+    give_up_if_retried();
+    return false;
 }
 
 /// Whether sendmail has taken it.
 bool forward_to(const std::vector<std::string>& recipients, const std::string& sender,
                 const Run& run) {
     Descriptor copy = mail_copy.open_to_read();
-    if (!copy) {
-        report_system_error({"autoresponder: Failed to open temporary file with forward mail "
-                             "contents '",
-                             mail_copy.name(), "': "});
-        give_up_if_retried();
-        return false;
+    if (!copy)
+        return not_forwarded({"autoresponder: Failed to open temporary file with forward mail "
+                              "contents '",
+                              mail_copy.name(), "': "});
+    if (!run.policy.stop_circles)
+        return send_message(run, std::move(copy), sender, recipients);
+    Pipe pipe = open_pipe();
+    if (!pipe)
+        return not_forwarded({"autoresponder: Failed to create pipe to sendmail to forward: "});
+    const pid_t sendmail = start_sendmail(run, std::move(pipe.read_end), sender, recipients);
+    write_marked(run.mailbox().mark(), copy.get(), pipe.write_end.get());
+    pipe.write_end.reset();
+    return is_sent(run, sendmail);
+}
+
+/// The recipients in their order, in as few parts as the system takes for arguments of a program.
+std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& recipients) {
+    // The environment and the other arguments take their part.
+    const std::size_t most =
+        static_cast<std::size_t>(std::min(sysconf(_SC_ARG_MAX), 6L << 20)) / 4 * 3;
+    std::vector<std::vector<std::string>> calls;
+    std::size_t room = 0;
+    for (const std::string& recipient : recipients) {
+        const std::size_t size = recipient.size() + 1 + sizeof(char*);
+        if (calls.empty() || size > room) {
+            calls.emplace_back();
+            room = most;
+        }
+        room -= std::min(room, size);
+        calls.back().push_back(recipient);
     }
-    return run.policy.stop_circles ? send_marked(run, copy.get(), sender, recipients)
-                                   : send_message(run, std::move(copy), sender, recipients);
+    return calls;
 }
 
 } // namespace

@@ -92,6 +92,8 @@ std::string notice_text(const std::string& sender, const Client& client, const s
 } // namespace
 
 void notify_about_missing(const std::string& missing, const ResponderRule& rule, Run& run) {
+    if (missing.empty())
+        return;
     const std::optional<Client> client = find_client(run);
     if (!client || client->email.empty())
         return;

@@ -21,33 +21,28 @@ namespace {
 
 constexpr std::size_t max_subject = 999;
 
-/// The placeholders of a rule's subject, in the order that the lookup wants. Bound once: a run
-/// handles one message.
-const std::array<par_templ, 5>& autoresp_templs(const Mail_content& mail) {
-    static const std::array<par_templ, 5> templs = {{
+/// A rule's own subject with its placeholders filled. They are in the order that the lookup wants,
+/// and bound once: a run handles one message.
+std::string fill_subject(const std::string& text, const Mail_content& mail) {
+    static const std::array<par_templ, 5> autoresp_templs = {{
         {"incoming_message_subject", mail.subject.c_str()},
         {"orig_emails_sender_mailname", mail.from.c_str()},
         {"orig_emails_subj", mail.subject.c_str()},
         {"request_from", mail.from.c_str()},
         {"request_subject", mail.subject.c_str()},
     }};
-    return templs;
-}
-
-std::string fill_subject(const ResponderRule& rule, const Mail_content& mail) {
-    if (rule.subject.empty())
-        return "Re: " + mail.subject;
-    const std::array<par_templ, 5>& templs = autoresp_templs(mail);
     std::array<char, max_subject + 1> subject = {};
     repl_ctl control = {};
     control.flags = REPL_KEEP_UNKNOWN;
-    templ_replace('<', '>', templs.data(), templs.size(), rule.subject.c_str(), subject.data(),
-                  max_subject, &control);
+    templ_replace('<', '>', autoresp_templs.data(), autoresp_templs.size(), text.c_str(),
+                  subject.data(), max_subject, &control);
     return std::string(subject.data(), control.out_count);
 }
 
 std::string make_subject(const ResponderRule& rule, const Run& run) {
-    std::string subject = fill_subject(rule, run.reading.mail);
+    const Mail_content& mail = run.reading.mail;
+    std::string subject =
+        rule.subject.empty() ? "Re: " + mail.subject : fill_subject(rule.subject, mail);
     return run.policy.read_as_shown ? without_controls(std::move(subject)) : subject;
 }
 
@@ -69,9 +64,10 @@ void write_attachment(const std::string& directory, const std::string& name,
 
 /// Writes the whole reply; see the layout of replies in docs/DESIGN.md.
 void write_reply(const ResponderRule& rule, const Run& run,
-                 const std::vector<std::string>& attachments, const std::string& boundary,
-                 const std::string& from, TemporaryFile& reply) {
+                 const std::vector<std::string>& attachments, const std::string& from,
+                 TemporaryFile& reply) {
     const Form form(run.policy);
+    const std::string boundary = makeBoundaryStr();
     const bool multipart = !attachments.empty();
     reply.write(form.reply_to_lines(rule.reply_to));
     const OutgoingText text = form.text(rule.text, rule.charset);
@@ -97,34 +93,24 @@ void write_reply(const ResponderRule& rule, const Run& run,
         reply.line({"--", boundary, "--"});
 }
 
-/// Writes the reply to `reply`, which takes `limit` bytes, or in its place the short one. While the
-/// mail may be tried again, files that are missing are left `untold`: each try would tell them
-/// anew.
-ReplyFacts compose_reply(const ResponderRule& rule, Run& run, std::uint64_t limit,
-                         TemporaryFile& reply, std::string* untold = nullptr) {
-    const std::string boundary = makeBoundaryStr();
-    const AttachmentNames attachments =
-        find_attachments(run.connection.get(), rule.id, run.mailbox().attachments_dir);
-    if (untold != nullptr && is_retry_possible())
-        *untold = attachments.missing;
-    else if (!attachments.missing.empty())
-        notify_about_missing(attachments.missing, rule, run);
+/// Writes the reply to `reply`, which takes `limit` bytes, or in its place the short one, and
+/// records it.
+const ReplyFacts& compose_reply(const ResponderRule& rule, Run& run,
+                                const std::vector<std::string>& attachments, std::uint64_t limit,
+                                TemporaryFile& reply) {
     const std::string from = Form(run.policy).own_address(run.reading.mail.to);
-    write_reply(rule, run, attachments.found, boundary, from, reply);
+    write_reply(rule, run, attachments, from, reply);
     const bool oversize =
         reply.size() > limit || (run.policy.retry_status != 0 && reply.can_never_be_whole());
     if (oversize)
         write_oversize_reply(rule, run, from, limit, reply);
-    return {reply.size(), limit, oversize, run.policy.null_sender ? null_path : from,
-            run.reading.mail.from};
+    return run.account.rule().reply.emplace(ReplyFacts{reply.size(), limit, oversize,
+                                                       run.policy.null_sender ? null_path : from,
+                                                       run.reading.mail.from});
 }
 
-/// Into a file that nobody else sees.
-bool tell_reply(const ResponderRule& rule, Run& run, std::uint64_t limit) {
-    if (!reply_file.create(limit))
-        throw std::runtime_error("there is no temporary file to be had for the reply");
-    reply_file.remove();
-    run.account.rule().reply = compose_reply(rule, run, limit, reply_file);
+/// Whether a run that acts would send the reply, which is kept where it is asked to.
+bool tell_reply(const ResponderRule& rule, Run& run) {
     if (!reply_file.is_whole()) {
         report({"autoresponder: Not sent, the reply could not be written whole"});
         return false;
@@ -138,15 +124,22 @@ bool tell_reply(const ResponderRule& rule, Run& run, std::uint64_t limit) {
 
 bool send_reply(const ResponderRule& rule, Run& run) {
     const std::uint64_t limit = size_limit();
-    if (!run.acts())
-        return tell_reply(rule, run, limit);
-    reply_file.create(limit);
-    std::string untold;
-    const ReplyFacts reply = compose_reply(rule, run, limit, reply_file, &untold);
-    reply_file.finish();
-    const bool sent = deliver_reply(run, reply.envelope_sender, reply.recipient);
-    if (!untold.empty())
-        notify_about_missing(untold, rule, run);
+    const bool is_made = reply_file.create(limit);
+    if (!run.acts()) {
+        if (!is_made)
+            throw std::runtime_error("there is no temporary file to be had for the reply");
+        reply_file.remove(); // nobody else is to see it
+    }
+    const AttachmentNames attachments =
+        find_attachments(run.connection.get(), rule.id, run.mailbox().attachments_dir);
+    const bool is_told_behind = is_retry_possible(); // each try would tell them anew
+    if (!is_told_behind)
+        notify_about_missing(attachments.missing, rule, run);
+    const ReplyFacts& reply = compose_reply(rule, run, attachments.found, limit, reply_file);
+    const bool sent = run.acts() ? deliver_reply(run, reply.envelope_sender, reply.recipient)
+                                 : tell_reply(rule, run);
+    if (is_told_behind)
+        notify_about_missing(attachments.missing, rule, run);
     return sent;
 }
 
