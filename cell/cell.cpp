@@ -6,7 +6,6 @@
 #include "cell/confinement.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -14,6 +13,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <new>
+#include <optional>
 #include <poll.h>
 #include <string_view>
 #include <sys/mman.h>
@@ -39,11 +39,11 @@ constexpr std::size_t most_texts = 65536;
 /// The status of a child that ends for want of memory.
 constexpr int no_memory_status = 77;
 
-/// An answer: this, the length of each text, the texts that are not large, the large ones.
+/// An answer: this, the length of each text with the text behind it where that is not large, the
+/// large ones.
 struct Head {
     std::uint64_t holding; ///< what confine() gave
-    std::uint64_t count;
-    std::uint64_t small; ///< bytes of the lengths and the texts that are not large
+    std::uint64_t small;   ///< bytes of the lengths and the texts that are not large
 };
 
 std::string_view bytes_of(const void* start, std::size_t size) {
@@ -69,12 +69,10 @@ bool tell(int pipe, std::uint64_t holding, const Texts& texts) {
     for (const std::string& text : texts) {
         const std::uint64_t length = text.size();
         small += bytes_of(&length, sizeof length);
-    }
-    for (const std::string& text : texts) {
-        if (text.size() < large)
+        if (length < large)
             small += text;
     }
-    const Head head = {holding, texts.size(), small.size()};
+    const Head head = {holding, small.size()};
     return write_fully(pipe, concat({bytes_of(&head, sizeof head), small})) &&
            std::all_of(texts.begin(), texts.end(), [&](const std::string& text) {
                return text.size() < large || lend_fully(pipe, text);
@@ -126,7 +124,11 @@ public:
     Child& operator=(Child&&) = delete; // is neither copied nor moved
     ~Child() {
         const int reason = errno;
-        end();
+        int status;
+        if (is_there()) {
+            kill(pid_, SIGKILL);
+            wait_for(pid_, &status, 0);
+        }
         sigaction(SIGCHLD, &before_, nullptr);
         errno = reason;
     }
@@ -145,87 +147,73 @@ public:
     }
 
 private:
-    void end() {
-        if (!is_there())
-            return;
-        kill(pid_, SIGKILL);
-        int status;
-        wait_for(pid_, &status, 0);
-    }
-
     pid_t pid_ = -1;
     struct sigaction before_;
 };
 
 /// The parent's end of the pipe.
-class Answer {
-public:
-    Answer(int pipe, Clock::time_point deadline) : pipe_(pipe), deadline_(deadline) {}
+struct Answer {
+    int pipe;
+    Clock::time_point deadline;
 
-    /// False where the answer ends before, or the time does.
-    bool read(void* to, std::size_t size) const {
+    /// False where the answer ends before `text` has that size, or the time does.
+    bool read(std::string& text, std::size_t size) const {
+        text.reserve(size);
         for (std::size_t filled = 0; filled < size;) {
+            if (filled == text.size()) // a piece is cleared while it is about to be written anyway
+                text.resize(std::min(size, filled + large));
             const auto left =
-                std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
-            pollfd waited = {pipe_, POLLIN, 0};
+                std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+            pollfd waited = {pipe, POLLIN, 0};
             const int ready = left > 0 ? poll(&waited, 1, static_cast<int>(left)) : 0;
             if (ready == -1 && errno == EINTR)
                 continue;
             const ssize_t count =
-                ready == 0 ? 0 : read_some(pipe_, static_cast<char*>(to) + filled, size - filled);
+                ready == 0 ? 0 : read_some(pipe, text.data() + filled, text.size() - filled);
             if (count <= 0)
                 return false;
             filled += static_cast<std::size_t>(count);
         }
         return true;
     }
-
-    bool read(std::string& text, std::size_t size) const {
-        text.reserve(size);
-        while (text.size() < size) { // a piece is cleared while it is about to be written anyway
-            const std::size_t start = text.size();
-            text.resize(std::min(size, start + large));
-            if (!read(text.data() + start, text.size() - start))
-                return false;
-        }
-        return true;
-    }
-
-private:
-    int pipe_;
-    Clock::time_point deadline_;
 };
 
-enum class Form { whole, cut_off, wrong };
+Outcome broken(std::string reason) {
+    return {End::broken, std::move(reason), {}};
+}
 
-Form read_answer(const Answer& answer, std::size_t most, std::uint64_t& holding, Texts& texts) {
+/// None where the answer is cut off. It may have `most` bytes.
+std::optional<Outcome> read_answer(const Answer& answer, std::size_t most) {
+    const Outcome wrong = broken("an answer out of form");
+    std::string bytes, small;
+    if (!answer.read(bytes, sizeof(Head)))
+        return std::nullopt;
     Head head;
-    std::string small;
-    if (!answer.read(&head, sizeof head))
-        return Form::cut_off;
-    if (head.count > most_texts || head.small > most)
-        return Form::wrong;
+    std::memcpy(&head, bytes.data(), sizeof head);
+    if (head.small > most)
+        return wrong;
     if (!answer.read(small, head.small))
-        return Form::cut_off;
-    holding = head.holding;
-    std::string_view lengths = small;
-    std::string_view rest = lengths.substr(std::min(head.count * sizeof head.count, small.size()));
-    for (std::size_t left = most; texts.size() < head.count;) {
+        return std::nullopt;
+    Outcome outcome = {End::answered, {}, {}, head.holding};
+    std::size_t left = most;
+    for (std::string_view rest = small; !rest.empty();) {
         std::uint64_t length = 0;
-        if (lengths.copy(reinterpret_cast<char*>(&length), sizeof length) < sizeof length ||
-            length > left || (length < large && length > rest.size()))
-            return Form::wrong;
-        lengths.remove_prefix(sizeof length);
+        if (rest.copy(reinterpret_cast<char*>(&length), sizeof length) < sizeof length)
+            return wrong;
+        rest.remove_prefix(sizeof length);
+        if (length > left || (length < large && length > rest.size()) ||
+            outcome.texts.size() == most_texts)
+            return wrong;
         left -= length;
-        std::string& text = texts.emplace_back();
+        std::string& text = outcome.texts.emplace_back();
         if (length < large) {
             text = rest.substr(0, length);
             rest.remove_prefix(length);
         } else if (!answer.read(text, length)) {
-            return Form::cut_off;
+            return std::nullopt;
         }
     }
-    return Form::whole;
+    return outcome;
 }
 
 /// Whether the cell's bound was what it ran into, since there is more to be had.
@@ -240,53 +228,16 @@ bool is_to_be_had(std::size_t memory) {
 
 /// What a child has come to that has not answered.
 Outcome end_of(int status, std::size_t memory) {
-    if (WIFSIGNALED(status)) {
-        const int signal = WTERMSIG(status);
-        if (signal == SIGKILL)
-            return {End::no_memory, {}, {}};
-        const char* const name = sigdescr_np(signal);
-        return {
-            End::broken, name != nullptr ? name : concat({"signal ", std::to_string(signal)}), {}};
+    if (WIFSIGNALED(status) && WTERMSIG(status) != SIGKILL) {
+        const char* const name = sigdescr_np(WTERMSIG(status));
+        return broken(name != nullptr ? name
+                                      : concat({"signal ", std::to_string(WTERMSIG(status))}));
     }
-    if (WEXITSTATUS(status) != no_memory_status)
-        return {End::broken, "no answer", {}};
-    if (!is_to_be_had(memory))
+    if (WIFEXITED(status) && WEXITSTATUS(status) != no_memory_status)
+        return broken("no answer");
+    if (WIFSIGNALED(status) || !is_to_be_had(memory))
         return {End::no_memory, {}, {}};
-    return {End::broken,
-            concat({"more than ", std::to_string(memory / megabyte), " MB of memory"}),
-            {}};
-}
-
-/// As run; in `holding` what holds in a cell that has answered.
-Outcome run_in_cell(Work work, const Limits& limits, std::uint64_t& holding) {
-    Pipe pipe = open_pipe();
-    if (!pipe)
-        return {End::not_made, {}, {}};
-    if (limits.memory >= limits_for(large).memory)
-        fcntl(pipe.read_end.get(), F_SETPIPE_SZ, large_pipe);
-    const Clock::time_point deadline = Clock::now() + limits.time;
-    Child child(work, {limits.memory, static_cast<unsigned>(limits.time.count()), getpid()},
-                pipe.write_end.get());
-    if (!child.is_there())
-        return {End::not_made, {}, {}};
-    pipe.write_end.reset();
-    work = nullptr;
-
-    Outcome outcome;
-    const Answer answer(pipe.read_end.get(), deadline);
-    const Form form = read_answer(answer, limits.memory, holding, outcome.texts);
-    if (form == Form::wrong)
-        return {End::broken, "an answer out of form", {}};
-    if (form == Form::whole) {
-        outcome.end = End::answered;
-        return outcome;
-    }
-    int status = 0;
-    if (!child.wait_until(deadline, &status))
-        return {End::broken,
-                concat({"no answer in ", std::to_string(limits.time.count()), " seconds"}),
-                {}};
-    return end_of(status, limits.memory);
+    return broken(concat({"more than ", std::to_string(memory / megabyte), " MB of memory"}));
 }
 
 } // namespace
@@ -296,17 +247,33 @@ Limits limits_for(std::size_t size) {
 }
 
 Outcome run(Work work, const Limits& limits) {
-    std::uint64_t holding = 0;
-    return run_in_cell(std::move(work), limits, holding);
+    const Outcome not_made = {End::not_made, {}, {}};
+    Pipe pipe = open_pipe();
+    if (!pipe)
+        return not_made;
+    if (limits.memory >= limits_for(large).memory)
+        fcntl(pipe.read_end.get(), F_SETPIPE_SZ, large_pipe);
+    const Clock::time_point deadline = Clock::now() + limits.time;
+    Child child(work, {limits.memory, static_cast<unsigned>(limits.time.count()), getpid()},
+                pipe.write_end.get());
+    if (!child.is_there())
+        return not_made;
+    pipe.write_end.reset();
+    work = nullptr;
+
+    if (std::optional<Outcome> told = read_answer({pipe.read_end.get(), deadline}, limits.memory))
+        return *std::move(told);
+    int status = 0;
+    if (!child.wait_until(deadline, &status))
+        return broken(concat({"no answer in ", std::to_string(limits.time.count()), " seconds"}));
+    return end_of(status, limits.memory);
 }
 
 std::vector<Confinement> confinements() {
-    std::uint64_t holding = 0;
     std::vector<Confinement> found;
-    if (run_in_cell([] { return Texts(); }, limits_for(0), holding).end != End::answered)
-        return found;
-    for (std::size_t i = 0; i < step_count; ++i)
-        found.push_back({steps[i].name, (holding >> i & 1) != 0});
+    const Outcome outcome = run([] { return Texts(); }, limits_for(0));
+    for (std::size_t i = 0; outcome.end == End::answered && i < step_count; ++i)
+        found.push_back({steps[i].name, (outcome.holding >> i & 1) != 0});
     return found;
 }
 

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -28,8 +29,9 @@ enum class End {
 
 struct Outcome {
     End end = End::broken;
-    std::string reason; ///< of a broken one, as the end of a sentence
-    Texts texts;        ///< of an answered one; else empty
+    std::string reason;        ///< of a broken one, as the end of a sentence
+    Texts texts;               ///< of an answered one; else empty
+    std::uint64_t holding = 0; ///< bit n of an answered one: the nth of confinements() holds in it
 };
 
 struct Limits {

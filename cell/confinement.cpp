@@ -86,10 +86,6 @@ Ruleset all_of(long version) {
     return {(std::uint64_t{1} << file_rights) - 1, version >= 4 ? 3u : 0u, version >= 6 ? 3u : 0u};
 }
 
-std::size_t size_of_ruleset(long version) {
-    return sizeof(std::uint64_t) * (version >= 6 ? 3 : version >= 4 ? 2 : 1);
-}
-
 /// In one of them the C library has its converters.
 constexpr const char* library_folders[] = {"/usr/lib", "/usr/lib64"};
 
@@ -98,9 +94,9 @@ bool open_libraries_alone(const Bounds&) {
     const long version = syscall(SYS_landlock_create_ruleset, nullptr, 0, ask_version);
     if (version < 1)
         return false;
-    const Ruleset all = all_of(version);
+    const Ruleset all = all_of(version); // nothing but zeros where an older kernel knows less
     const Descriptor rules(
-        static_cast<int>(syscall(SYS_landlock_create_ruleset, &all, size_of_ruleset(version), 0)));
+        static_cast<int>(syscall(SYS_landlock_create_ruleset, &all, sizeof all, 0)));
     if (!rules)
         return false;
     bool found = false;

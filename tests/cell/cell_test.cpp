@@ -303,6 +303,8 @@ cell::Work answer(const std::vector<std::uint64_t>& head) {
 }
 
 TEST(Cell, SaysHowItHasFailed) {
+    std::vector<std::uint64_t> many_texts(2 + 65537);
+    many_texts[1] = sizeof many_texts[0] * 65537;
     const struct {
         cell::Work work;
         const char* reason;
@@ -313,10 +315,11 @@ TEST(Cell, SaysHowItHasFailed) {
         {[]() -> cell::Texts { throw std::bad_alloc(); }, "more than 64 MB of memory"},
         {[]() -> cell::Texts { std::abort(); }, sanitized ? "" : filtered},
         {answer(std::vector<std::uint64_t>(125, 0x7878787878787878)), "an answer out of form"},
-        {answer({0, 1, 8, short_limits.memory + 1}), "an answer out of form"},
-        {answer({0, 1, 8, 5}), "an answer out of form"},
-        {answer({0, 60'000, 8, 0}), "an answer out of form"},
-        {answer({0, 1, 8, 70'000}), "no answer"},
+        {answer({0, 8, short_limits.memory + 1}), "an answer out of form"},
+        {answer({0, 8, 5}), "an answer out of form"},
+        {answer({0, 12, 0, 0}), "an answer out of form"},
+        {answer(many_texts), "an answer out of form"},
+        {answer({0, 8, 70'000}), "no answer"},
         {[]() -> cell::Texts {
              close(0);
              can_sleep();
