@@ -24,42 +24,37 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-/// What was said so far, and how many of the run's rules were begun by then. When the process ends
-/// before it is told, it goes out where it was meant to.
 constexpr std::size_t most_of_message = 300;
-struct Said {
-    std::string message;
-    std::size_t rules;
-};
-std::vector<Said> said;
+
+/// What was said so far, by how many of the run's rules were begun by then. When the process ends
+/// before it is told, it goes out where it was meant to.
+std::map<std::size_t, std::vector<std::string>> said;
 
 void pass_on_at_exit() noexcept {
-    for (const Said& line : said)
-        write_fully(STDERR_FILENO, concat({line.message, "\n"}));
-}
-
-std::vector<std::string> said_at(std::size_t rules) {
-    std::vector<std::string> messages;
-    for (const Said& line : said) {
-        if (line.rules == rules)
-            messages.push_back(line.message);
+    for (const auto& [rules, messages] : said) {
+        for (const std::string& message : messages)
+            write_pieces(STDERR_FILENO, {message}, "\n");
     }
-    return messages;
 }
 
-/// Whether the run comes to the mailbox's rules.
+/// Whether the run comes to the mailbox's rules; if not, why was said last.
 bool read_mail(DwString mail, const std::string& recipient, Run& run) {
     std::optional<Reading> reading = read_in_cell(std::move(mail), recipient.c_str(), run.policy);
-    if (!reading)
-        return false;
-    run.reading = std::move(*reading);
-    return !is_stopped(run);
+    if (reading) {
+        run.reading = std::move(*reading);
+        if (!is_stopped(run))
+            return true;
+    }
+    run.account.refusal = said[0].back();
+    said[0].pop_back();
+    return false;
 }
 
 void run_over(Run& run) {
@@ -96,71 +91,44 @@ std::vector<AttachmentFacts> attachments_of(const ResponderRule& rule, Run& run)
     return told;
 }
 
-/// Notes on the rules, in the order of the run.
-class NoteTaker {
-public:
-    NoteTaker(const std::optional<DwString>& mail, Run& run)
-        : run_(run), reached_(run.account.rules), has_mail_(mail.has_value()),
-          texts_(mail.value_or(DwString()), run.reading) {}
+/// A rule that the run has not come to.
+RuleFacts not_reached(const ResponderRule& rule, bool has_mail) {
+    RuleFacts facts;
+    facts.id = rule.id;
+    facts.outcome = !is_on(rule) || (!has_mail && !is_due(rule)) ? Outcome::off
+                    : has_mail                                   ? Outcome::not_reached
+                                                                 : Outcome::on;
+    return facts;
+}
 
-    RuleNotes take(const ResponderRule& rule, std::size_t index) {
-        RuleNotes notes;
-        notes.on = is_on(rule);
-        notes.schedule = rule.schedule;
-        notes.answers_a_day = rule.ans_freq;
-        notes.senders_remembered = rule.mem_limit;
-        if (index < reached_.size()) {
-            notes.facts = reached_[index];
-            notes.complaints = said_at(index + 1);
-        } else {
-            notes.facts.id = rule.id;
-            notes.facts.outcome = !notes.on || (!has_mail_ && !is_due(rule)) ? Outcome::off
-                                  : has_mail_                                ? Outcome::not_reached
-                                                                             : Outcome::on;
-        }
-        complete(rule, notes.facts);
-        notes.attachments = attachments_of(rule, run_);
-        notes.remarks = remarks_on(rule, run_.policy);
-        note_trigger(rule, notes);
-        return notes;
+/// What the run has not asked for.
+void complete(const ResponderRule& rule, bool has_content, Run& run) {
+    RuleFacts& facts = run.account.rule();
+    if (facts.forwards.empty())
+        facts.forwards = forward_addresses(run, rule.id);
+    if (!facts.limit && has_content)
+        can_response_freq(run, rule);
+    if (!facts.trigger && facts.outcome != Outcome::no_match && has_content)
+        facts.trigger = find_trigger(rule, run.reading.mail, run.policy);
+}
+
+/// `texts` are those of the mail, once a trigger is sought in them.
+void note_trigger(const std::optional<DwString>& mail, std::vector<MailText>& texts,
+                  const Explanation& told, RuleNotes& notes) {
+    const Reading& reading = told.run.reading;
+    const std::optional<std::string_view> text =
+        trigger_text(notes.row, reading.mail, told.run.policy);
+    if (!text)
+        return;
+    notes.where = notes.row.key_where == "subj" ? "subject" : "text";
+    if (const std::optional<TriggerFacts>& found = notes.facts.trigger) {
+        notes.found = place_in(notes.where, "line", *text, *found);
+    } else if (told.has_content()) {
+        if (texts.empty())
+            texts = texts_of(*mail, reading);
+        notes.elsewhere = places_of(notes.row.keystr, texts);
     }
-
-private:
-    /// Whether there is a mail that a trigger can be sought in.
-    bool has_content() const { return has_mail_ && !run_.reading.mail.from.empty(); }
-
-    /// What the run has not asked for.
-    void complete(const ResponderRule& rule, RuleFacts& facts) {
-        run_.account.begin_rule(rule.id);
-        if (facts.forwards.empty())
-            facts.forwards = forward_addresses(run_, rule.id);
-        if (!facts.limit && has_content()) {
-            can_response_freq(run_, rule);
-            facts.limit = run_.account.rule().limit;
-        }
-        if (!facts.trigger && facts.outcome != Outcome::no_match && has_content())
-            facts.trigger = find_trigger(rule, run_.reading.mail, run_.policy);
-    }
-
-    void note_trigger(const ResponderRule& rule, RuleNotes& notes) {
-        const std::optional<std::string_view> text =
-            trigger_text(rule, run_.reading.mail, run_.policy);
-        if (!text)
-            return;
-        notes.where = rule.key_where == "subj" ? "subject" : "text";
-        notes.trigger = rule.keystr;
-        notes.sought = has_content();
-        if (const std::optional<TriggerFacts>& found = notes.facts.trigger)
-            notes.found = place_in(notes.where, "line", *text, *found);
-        else if (notes.sought)
-            notes.elsewhere = texts_.places_of(rule.keystr);
-    }
-
-    Run& run_;
-    const std::vector<RuleFacts> reached_;
-    bool has_mail_;
-    MailTexts texts_;
-};
+}
 
 /// The reply that is to be kept, of a rule that does not answer.
 void keep_reply(const ResponderRule& rule, Run& run) {
@@ -172,19 +140,30 @@ void keep_reply(const ResponderRule& rule, Run& run) {
     }
 }
 
-/// Nothing of what is said now would be said by a run.
-void take_notes(const std::optional<DwString>& mail, Run& run, std::vector<RuleNotes>& rules) {
+/// Nothing of what is said now would be said by a run. The account holds one rule at a time from
+/// here on: where the stages of a run record what they find out.
+void take_notes(const std::optional<DwString>& mail, Explanation& told, Run& run) {
     const Listening unheard([](std::string_view) {});
-    NoteTaker notes(mail, run);
-    std::optional<ResponderRule> kept;
+    const std::vector<RuleFacts> reached = std::move(run.account.rules);
+    std::vector<MailText> texts;
     Rules all(run);
     while (const std::optional<ResponderRule> rule = all.next()) {
-        rules.push_back(notes.take(*rule, rules.size()));
-        if (rule->id == run.kept_rule)
-            kept = rule;
+        const std::size_t index = told.rules.size();
+        run.account.rules = {index < reached.size() ? reached[index]
+                                                    : not_reached(*rule, told.has_mail)};
+        complete(*rule, told.has_content(), run);
+        RuleNotes& notes = told.rules.emplace_back();
+        notes.row = *rule;
+        notes.facts = run.account.rule();
+        notes.attachments = attachments_of(*rule, run);
+        notes.remarks = remarks_on(*rule, run.policy);
+        notes.complaints = said[index + 1];
+        note_trigger(mail, texts, told, notes);
     }
-    if (kept && !run.kept_reply && !run.reading.mail.from.empty())
-        keep_reply(*kept, run);
+    for (const RuleNotes& notes : told.rules) {
+        if (notes.row.id == run.kept_rule && !run.kept_reply && told.has_content())
+            keep_reply(notes.row, run);
+    }
 }
 
 void count(const RuleFacts& rule, Explanation& told) {
@@ -218,7 +197,7 @@ std::string reason_of_rules(const Explanation& told) {
 
 std::string reason(const Explanation& told) {
     const Account& account = told.run.account;
-    if (told.stopped || (!account.refusal.empty() && account.mailbox))
+    if (!account.refusal.empty())
         return account.refusal;
     if (!account.mailbox && !told.surroundings.switched_off_alias_of.empty())
         return "the mail of the alias domain is switched off";
@@ -230,30 +209,24 @@ std::string reason(const Explanation& told) {
 } // namespace
 
 Explanation explain(const std::string& recipient, const std::optional<DwString>& mail, Run& run) {
-    static const int registered = std::atexit(pass_on_at_exit);
-    static_cast<void>(registered);
+    std::atexit(pass_on_at_exit);
     const Listening listening([&run](std::string_view message) {
-        said.push_back({shortened(message, most_of_message), run.account.rules.size()});
+        said[run.account.rules.size()].push_back(shortened(message, most_of_message));
     });
     Explanation told(run);
     told.host = host_facts(run.policy);
     told.has_mail = mail.has_value();
     set_recipient(recipient, &run.reading.mail);
-    told.stopped = mail && !read_mail(*mail, recipient, run);
-    if (told.stopped) { // which was said last
-        run.account.refusal = said.back().message;
-        said.pop_back();
-    }
-    told.complaints = said_at(0);
-    if (mail && !told.stopped) {
+    const bool runs = mail && read_mail(*mail, recipient, run);
+    if (runs)
         run_over(run);
-        told.complaints = said_at(0);
-    } else {
+    told.complaints = said[0];
+    if (!runs) {
         open_panel_database(run);
         find_mailbox(run);
     }
     if (run.account.mailbox)
-        take_notes(mail, run, told.rules);
+        take_notes(mail, told, run);
     else
         told.surroundings = surroundings_of(run);
     told.sendmail_problem = sendmail_problem();

@@ -4,7 +4,6 @@
 
 #include "autoresponder/deciding/context.h"
 #include "autoresponder/deciding/rules.h"
-#include "autoresponder/explain/host.h"
 #include "cell/cell.h"
 #include "mimelib/mimelib.h"
 
@@ -40,17 +39,12 @@ struct AttachmentFacts {
 };
 
 struct RuleNotes {
+    /// As the table has it.
+    ResponderRule row;
     /// What the run has found out, and what it would have, had it come to that.
     RuleFacts facts;
-    bool on = false;
-    std::optional<Schedule> schedule;
-    std::string answers_a_day;
-    std::string senders_remembered;
     /// Where the trigger is sought: "subject" or "text"; empty for a rule without one.
     std::string where;
-    std::string trigger;
-    /// Whether there is a mail to seek it in.
-    bool sought = false;
     std::optional<PlaceFacts> found;
     /// When it is not found: where it occurs all the same, whatever case and white space.
     std::vector<PlaceFacts> elsewhere;
@@ -59,6 +53,24 @@ struct RuleNotes {
     std::vector<std::string> remarks;
     /// What was said while the run was at the rule.
     std::vector<std::string> complaints;
+};
+
+struct HostFile {
+    const char* path;
+    /// Why it cannot be read; empty where it can.
+    std::string problem;
+    /// No failure: there is none.
+    bool is_missing = false;
+};
+
+struct HostFacts {
+    /// As whom the program looks: by name, or by number without one.
+    std::string user;
+    /// Who may read what deliveries, which do not run as root, may not.
+    bool is_root = false;
+    std::vector<HostFile> files;
+    /// The variables that are in force, with their values where those are no "true".
+    std::vector<std::string> switches;
 };
 
 /// What there is when a mailbox is not found.
@@ -82,8 +94,6 @@ struct Explanation {
     HostFacts host;
     /// Without a mail only mailbox and rules are explained.
     bool has_mail = false;
-    /// Whether no rule is looked at at all, so that it is not forwarded either.
-    bool stopped = false;
     /// What was said before the run came to a rule.
     std::vector<std::string> complaints;
     Surroundings surroundings;
@@ -98,6 +108,9 @@ struct Explanation {
     /// Why there is no reply, in words; empty when there is one, and without a mail when there may
     /// be one.
     std::string no_reply;
+
+    /// Whether there is a mail that could be read.
+    bool has_content() const { return !run.reading.mail.from.empty(); }
 };
 
 /// Has the program run over the mail without acting, and adds to its account. `mail` has a line

@@ -16,26 +16,35 @@ void shorten(Json& value) {
     }
 }
 
-Json of_place(const PlaceFacts& place) {
-    return {{"where", place.where},   {"unit", place.unit},   {"number", place.number},
-            {"before", place.before}, {"match", place.match}, {"after", place.after},
-            {"exact", place.is_exact}};
+template <typename Fact>
+Json each(const std::vector<Fact>& facts, Json (*form)(const Fact&)) {
+    Json array = Json::array();
+    for (const Fact& fact : facts)
+        array.push_back(form(fact));
+    return array;
+}
+
+template <typename Fact>
+Json or_null(const std::optional<Fact>& fact, Json (*form)(const Fact&)) {
+    return fact ? form(*fact) : Json();
+}
+
+Json of_time(const std::string& time) {
+    return time.empty() ? Json() : Json(time);
+}
+
+Json of_file(const HostFile& file) {
+    return {{"path", file.path}, {"missing", file.is_missing}, {"problem", file.problem}};
 }
 
 Json of_host(const HostFacts& host) {
-    Json files = Json::array();
-    for (const HostFile& file : host.files)
-        files.push_back(
-            {{"path", file.path}, {"missing", file.is_missing}, {"problem", file.problem}});
     return {{"user", host.user},
             {"root", host.is_root},
-            {"files", std::move(files)},
+            {"files", each(host.files, of_file)},
             {"switches", host.switches}};
 }
 
 Json of_mail(const Explanation& told) {
-    if (!told.has_mail)
-        return nullptr;
     const Reading& reading = told.run.reading;
     return {{"sender", reading.mail.from},
             {"sender_field", reading.sender_field},
@@ -52,125 +61,114 @@ Json of_mail(const Explanation& told) {
             {"refusal", told.run.account.refusal}};
 }
 
+Json of_lookup(const LookupFacts& lookup) {
+    return {{"what", lookup.what}, {"address", lookup.address}, {"found", lookup.found}};
+}
+
+Json of_found(const ResolvedMailbox& mailbox) {
+    return {{"id", mailbox.id},
+            {"name", mailbox.mail_name},
+            {"domain", mailbox.domain_name},
+            {"attachments_dir", mailbox.attachments_dir}};
+}
+
 Json of_mailbox(const Explanation& told) {
     const Account& account = told.run.account;
-    Json lookups = Json::array();
-    for (const LookupFacts& lookup : account.lookups)
-        lookups.push_back(
-            {{"what", lookup.what}, {"address", lookup.address}, {"found", lookup.found}});
-    Json found = nullptr;
-    if (account.mailbox)
-        found = {{"id", account.mailbox->id},
-                 {"name", account.mailbox->mail_name},
-                 {"domain", account.mailbox->domain_name},
-                 {"attachments_dir", account.mailbox->attachments_dir}};
     return {{"recipient", told.run.reading.mail.to},
-            {"lookups", std::move(lookups)},
-            {"found", std::move(found)},
+            {"lookups", each(account.lookups, of_lookup)},
+            {"found", or_null(account.mailbox, of_found)},
             {"domain_known", told.surroundings.domain_known},
             {"switched_off_alias_of", told.surroundings.switched_off_alias_of},
             {"nearest", told.surroundings.nearest},
             {"delimiter", told.surroundings.delimiter}};
 }
 
+Json of_schedule(const Schedule& schedule) {
+    using Time = Schedule::Time;
+    return {{"begins", of_time(schedule.begins)},
+            {"ends", of_time(schedule.ends)},
+            {"days", schedule.days},
+            {"time", schedule.time == Time::before  ? "before"
+                     : schedule.time == Time::after ? "after"
+                                                    : "within"}};
+}
+
+Json of_place(const PlaceFacts& place) {
+    return {{"where", place.where},   {"unit", place.unit},   {"number", place.number},
+            {"before", place.before}, {"match", place.match}, {"after", place.after},
+            {"exact", place.is_exact}};
+}
+
 Json of_trigger(const RuleNotes& rule) {
-    Json elsewhere = Json::array();
-    for (const PlaceFacts& place : rule.elsewhere)
-        elsewhere.push_back(of_place(place));
     return {{"where", rule.where},
-            {"text", rule.trigger},
-            {"found", rule.found ? of_place(*rule.found) : Json()},
-            {"elsewhere", std::move(elsewhere)}};
+            {"text", rule.where.empty() ? "" : rule.row.keystr},
+            {"found", or_null(rule.found, of_place)},
+            {"elsewhere", each(rule.elsewhere, of_place)}};
 }
 
-const char* word_of(Schedule::Time time) {
-    return time == Schedule::Time::before  ? "before"
-           : time == Schedule::Time::after ? "after"
-                                           : "within";
+Json of_state(const LimiterVerdict& limit) {
+    return {{"allows", limit.allows()},           {"answers", limit.answers.value_or(0)},
+            {"most_answers", limit.most_answers}, {"senders", limit.senders},
+            {"most_senders", limit.most_senders}, {"evicted", limit.evicted},
+            {"since", of_time(limit.since)}};
 }
 
-Json of_schedule(const std::optional<Schedule>& schedule) {
-    if (!schedule)
-        return nullptr;
-    const auto or_null = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
-    return {{"begins", or_null(schedule->begins)},
-            {"ends", or_null(schedule->ends)},
-            {"days", schedule->days},
-            {"time", word_of(schedule->time)}};
+Json of_attachment(const AttachmentFacts& attachment) {
+    return {{"name", attachment.name},
+            {"missing", attachment.missing},
+            {"size", attachment.size ? Json(*attachment.size) : Json()},
+            {"problem", attachment.problem}};
 }
 
-Json of_limit(const RuleNotes& rule) {
-    Json json = {{"answers_a_day", rule.answers_a_day},
-                 {"senders_remembered", rule.senders_remembered},
-                 {"state", nullptr}};
-    if (const std::optional<LimiterVerdict>& limit = rule.facts.limit)
-        json["state"] = {{"allows", limit->allows()},
-                         {"answers", limit->answers.value_or(0)},
-                         {"most_answers", limit->most_answers},
-                         {"senders", limit->senders},
-                         {"most_senders", limit->most_senders},
-                         {"evicted", limit->evicted},
-                         {"since", limit->since.empty() ? Json() : Json(limit->since)}};
-    return json;
+Json of_notice(const NoticeFacts& notice) {
+    return {{"envelope_sender", notice.envelope_sender}, {"recipient", notice.recipient}};
 }
 
-Json of_attachments(const RuleNotes& rule) {
-    Json attachments = Json::array();
-    for (const AttachmentFacts& attachment : rule.attachments)
-        attachments.push_back({{"name", attachment.name},
-                               {"missing", attachment.missing},
-                               {"size", attachment.size ? Json(*attachment.size) : Json()},
-                               {"problem", attachment.problem}});
-    return attachments;
+Json of_reply(const ReplyFacts& reply) {
+    return {{"size", reply.size},
+            {"limit", reply.limit},
+            {"oversize", reply.oversize},
+            {"envelope_sender", reply.envelope_sender},
+            {"recipient", reply.recipient}};
 }
 
 Json of_rule(const RuleNotes& rule) {
     const RuleFacts& facts = rule.facts;
-    Json notice = nullptr;
-    if (facts.notice)
-        notice = {{"envelope_sender", facts.notice->envelope_sender},
-                  {"recipient", facts.notice->recipient}};
-    Json reply = nullptr;
-    if (facts.reply)
-        reply = {{"size", facts.reply->size},
-                 {"limit", facts.reply->limit},
-                 {"oversize", facts.reply->oversize},
-                 {"envelope_sender", facts.reply->envelope_sender},
-                 {"recipient", facts.reply->recipient}};
     return {{"id", facts.id},
-            {"on", rule.on},
-            {"schedule", of_schedule(rule.schedule)},
+            {"on", is_on(rule.row)},
+            {"schedule", or_null(rule.row.schedule, of_schedule)},
             {"trigger", of_trigger(rule)},
-            {"limit", of_limit(rule)},
+            {"limit",
+             {{"answers_a_day", rule.row.ans_freq},
+              {"senders_remembered", rule.row.mem_limit},
+              {"state", or_null(facts.limit, of_state)}}},
             {"forwards", facts.forwards},
-            {"attachments", of_attachments(rule)},
-            {"notice", std::move(notice)},
-            {"reply", std::move(reply)},
+            {"attachments", each(rule.attachments, of_attachment)},
+            {"notice", or_null(facts.notice, of_notice)},
+            {"reply", or_null(facts.reply, of_reply)},
             {"remarks", rule.remarks},
             {"complaints", rule.complaints},
             {"outcome", word_of(facts.outcome)}};
 }
 
+Json of_confinement(const cell::Confinement& confinement) {
+    return {{"name", confinement.name}, {"holds", confinement.holds}};
+}
+
 } // namespace
 
-std::string as_json(const Explanation& explanation) {
-    Json rules = Json::array();
-    for (const RuleNotes& rule : explanation.rules)
-        rules.push_back(of_rule(rule));
-    Json confinements = Json::array();
-    for (const cell::Confinement& confinement : explanation.confinements)
-        confinements.push_back({{"name", confinement.name}, {"holds", confinement.holds}});
-    Json document = {{"host", of_host(explanation.host)},
-                     {"mail", of_mail(explanation)},
-                     {"mailbox", of_mailbox(explanation)},
-                     {"rules", std::move(rules)},
-                     {"confinements", std::move(confinements)},
+std::string as_json(const Explanation& told) {
+    Json document = {{"host", of_host(told.host)},
+                     {"mail", told.has_mail ? of_mail(told) : Json()},
+                     {"mailbox", of_mailbox(told)},
+                     {"rules", each(told.rules, of_rule)},
+                     {"confinements", each(told.confinements, of_confinement)},
                      {"verdict",
-                      {{"replies", explanation.replies},
-                       {"forwards", explanation.forwards},
-                       {"notices", explanation.notices},
-                       {"sendmail_problem", explanation.sendmail_problem},
-                       {"no_reply", explanation.no_reply}}}};
+                      {{"replies", told.replies},
+                       {"forwards", told.forwards},
+                       {"notices", told.notices},
+                       {"sendmail_problem", told.sendmail_problem},
+                       {"no_reply", told.no_reply}}}};
     shorten(document);
     return document.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
 }

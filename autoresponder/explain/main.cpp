@@ -114,7 +114,15 @@ bool read_mail_of(const Options& options, std::optional<DwString>& mail) {
     return true;
 }
 
-/// Copies the reply that has been kept to standard output.
+/// Says so when that fails.
+bool print(std::string_view text) {
+    const bool printed = write_fully(STDOUT_FILENO, text);
+    if (!printed)
+        report_system_error({"autoresponder-explain: standard output: "});
+    return printed;
+}
+
+/// The reply that has been kept.
 int print_reply(const Explanation& told) {
     const Descriptor& reply = told.run.kept_reply;
     if (!reply) {
@@ -126,13 +134,11 @@ int print_reply(const Explanation& told) {
     }
     std::vector<char> block(65536);
     while (const std::size_t count = read_fully(reply.get(), block.data(), block.size())) {
-        if (!write_fully(STDOUT_FILENO, {block.data(), count})) {
-            report_system_error({"autoresponder-explain: standard output: "});
+        if (!print({block.data(), count}))
             return cannot_be_told;
-        }
     }
     for (const RuleNotes& rule : told.rules) {
-        if (rule.facts.id == told.run.kept_rule && rule.facts.outcome == Outcome::answered)
+        if (rule.row.id == told.run.kept_rule && rule.facts.outcome == Outcome::answered)
             return answered;
     }
     report({"autoresponder-explain: this reply is not sent"});
@@ -149,12 +155,8 @@ int explain_to_standard_output(const Options& options) {
     const Explanation told = explain(options.recipient, mail, run);
     if (options.reply_of)
         return print_reply(told);
-    const std::string shown =
-        options.json ? as_json(told) : as_text(told, Style::of_standard_output());
-    if (!write_fully(STDOUT_FILENO, shown)) {
-        report_system_error({"autoresponder-explain: standard output: "});
+    if (!print(options.json ? as_json(told) : as_text(told)))
         return cannot_be_told;
-    }
     return told.no_reply.empty() ? answered : not_answered;
 }
 

@@ -35,8 +35,7 @@ std::size_t fitting(std::string_view text, std::size_t room) {
     return at;
 }
 
-} // namespace
-
+/// LC_ALL, else LC_CTYPE, else LANG says that texts are UTF-8.
 bool environment_is_utf8() {
     for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         const char* const value = std::getenv(name);
@@ -48,20 +47,18 @@ bool environment_is_utf8() {
     return false;
 }
 
+} // namespace
+
 std::string shortened(std::string_view text, std::size_t most) {
     if (text.size() <= most)
         return std::string(text);
     return concat({orvek::without_cut_character(text.substr(0, most)), "..."});
 }
 
-Style Style::of_standard_output() {
-    Style style;
-    style.terminal = isatty(STDOUT_FILENO) == 1;
-    style.utf8 = environment_is_utf8();
+Page::Page() : is_terminal_(isatty(STDOUT_FILENO) == 1), is_utf8_(environment_is_utf8()) {
     winsize size = {};
-    if (style.terminal && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
-        style.width = std::max<std::size_t>(size.ws_col, narrowest);
-    return style;
+    if (is_terminal_ && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        width_ = std::max<std::size_t>(size.ws_col, narrowest);
 }
 
 std::string Page::marked(Mark mark) const {
@@ -70,41 +67,38 @@ std::string Page::marked(Mark mark) const {
     static constexpr std::array<std::string_view, 4> colours = {"", "\x1B[32m", "\x1B[31m",
                                                                 "\x1B[33m"};
     const auto index = static_cast<std::size_t>(mark);
-    if (!style_.terminal || mark == Mark::none)
+    if (!is_terminal_ || mark == Mark::none)
         return std::string(ascii.at(index));
-    return concat({colours.at(index), (style_.utf8 ? signs : ascii).at(index), "\x1B[0m"});
+    return concat({colours.at(index), (is_utf8_ ? signs : ascii).at(index), "\x1B[0m"});
 }
 
-void Page::put(std::size_t indent, std::string_view front, std::string_view text) {
-    const std::size_t room = style_.width > indent ? style_.width - indent : 0;
+void Page::put(std::size_t indent, std::string_view front, Pieces text, std::string_view end) {
+    const std::string shown = orvek::printable(shortened(concat(text)), is_utf8_);
+    std::string_view rest = shown;
     page_ += front;
-    std::size_t length = 0;
-    while (room > 0 && (length = fitting(text, room)) < text.size()) {
-        page_.append(text.substr(0, length)).append("\n").append(indent, ' ');
-        text.remove_prefix(length);
-        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    while (width_ > 0) {
+        const std::size_t length = fitting(rest, width_ - indent);
+        if (length == rest.size())
+            break;
+        page_.append(rest.substr(0, length)).append("\n").append(indent, ' ');
+        rest.remove_prefix(length);
+        rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
     }
-    page_.append(text).append("\n");
+    page_.append(rest).append(end);
 }
 
-void Page::heading(std::string_view text) {
-    const std::string shown = orvek::printable(shortened(text), style_.utf8);
+void Page::heading(Pieces text) {
     if (!page_.empty())
         page_ += "\n";
-    if (style_.terminal)
-        page_ += "\x1B[1m";
-    put(0, "", shown);
-    if (style_.terminal)
-        page_.insert(page_.size() - 1, "\x1B[0m");
+    put(0, is_terminal_ ? "\x1B[1m" : "", text, is_terminal_ ? "\x1B[0m\n" : "\n");
 }
 
-void Page::row(Mark mark, std::string_view label, std::string_view text) {
+void Page::row(Mark mark, std::string_view label, Pieces text) {
     std::string name(label);
     name.resize(std::max(label_width, name.size()), ' ');
-    put(indent_of_texts, concat({"  ", marked(mark), " ", name, " "}),
-        orvek::printable(shortened(text), style_.utf8));
+    put(indent_of_texts, concat({"  ", marked(mark), " ", name, " "}), text);
 }
 
-void Page::verdict(Mark mark, std::string_view text) {
-    put(2, marked(mark) + " ", orvek::printable(shortened(text), style_.utf8));
+void Page::verdict(Mark mark, Pieces text) {
+    put(2, marked(mark) + " ", text);
 }

@@ -7,9 +7,6 @@
 #include <string>
 #include <string_view>
 
-/// Whether the environment says that its texts are UTF-8 (LC_ALL, else LC_CTYPE, else LANG).
-bool environment_is_utf8();
-
 /// A stranger's text can be as long as a mail: no more of each is shown.
 inline constexpr std::size_t most_of_text = 4000;
 
@@ -18,36 +15,32 @@ std::string shortened(std::string_view text, std::size_t most = most_of_text);
 
 enum class Mark { none, yes, no, note };
 
-struct Style {
-    /// Colours, and marks beyond ASCII where there is UTF-8.
-    bool terminal = false;
-    bool utf8 = false;
-    /// Columns; 0 for lines as long as they come.
-    std::size_t width = 0;
-
-    /// For standard output as it is.
-    static Style of_standard_output();
-};
-
-/// Puts a page together. All texts that are given come from strangers and are escaped.
+/// Puts a page together. Its texts, each given in pieces, come from strangers and are escaped.
 class Page {
 public:
-    explicit Page(const Style& style) : style_(style) {}
+    using Pieces = std::initializer_list<std::string_view>;
 
-    void heading(std::string_view text);
+    /// For standard output as it is: a terminal gets colours and lines that are no wider.
+    Page();
+
+    void heading(Pieces text);
 
     /// "  + label    text", the text broken at blanks where it is wider than the page.
-    void row(Mark mark, std::string_view label, std::string_view text);
+    void row(Mark mark, std::string_view label, Pieces text);
 
     /// A line of its own.
-    void verdict(Mark mark, std::string_view text);
+    void verdict(Mark mark, Pieces text);
 
     const std::string& text() const { return page_; }
 
 private:
     std::string marked(Mark mark) const;
-    void put(std::size_t indent, std::string_view front, std::string_view text);
+    void put(std::size_t indent, std::string_view front, Pieces text, std::string_view end = "\n");
 
-    Style style_;
+    /// Colours, and marks beyond ASCII where there is UTF-8.
+    bool is_terminal_;
+    bool is_utf8_;
+    /// Columns; 0 for lines as long as they come.
+    std::size_t width_ = 0;
     std::string page_;
 };

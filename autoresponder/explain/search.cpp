@@ -5,7 +5,6 @@
 #include "autoresponder/incoming/parts.h"
 #include "autoresponder/incoming/text_part.h"
 #include "autoresponder/run/in_cell.h"
-#include "base/report.h"
 #include "base/text.h"
 #include "codecs/utf8.h"
 #include "reading/letters.h"
@@ -71,11 +70,11 @@ std::string letters_of_lines(std::string_view text) {
     std::string_view line;
     while (take_line(text, line))
         letters.append(letters_of(line)).append("\n");
-    return letters + letters_of(line);
+    return letters.append(letters_of(line));
 }
 
 /// In the cell: where each text stands, what number its part has, the text.
-cell::Texts texts_of(const DwString& mail) {
+cell::Texts texts_of_parts(const DwString& mail) {
     cell::Texts texts;
     orvek::ShownCharsets charsets;
     const std::unique_ptr<DwMessage> message = DwMessage::NewMessage(mail);
@@ -91,29 +90,8 @@ cell::Texts texts_of(const DwString& mail) {
     return texts;
 }
 
-} // namespace
-
-void MailTexts::add(std::string where, const char* unit, std::string text, bool is_own) {
-    std::string letters = letters_of_lines(text);
-    texts_.push_back({std::move(where), unit, std::move(text), std::move(letters), is_own});
-}
-
-void MailTexts::read() {
-    read_ = true;
-    add("subject", "line", reading_.mail.subject, false);
-    add("text", "line", reading_.mail.body, true);
-    std::string why;
-    std::optional<cell::Texts> told =
-        do_in_cell([this] { return texts_of(message_); }, message_.size(), why);
-    if (!told)
-        return report({"autoresponder: The mail cannot be read: ", why});
-    for (std::size_t i = 0; i + 2 < told->size(); i += 3)
-        add(std::move(told->at(i)), "paragraph", std::move(told->at(i + 2)),
-            reading_.text.exists && told->at(i + 1) == reading_.text.number);
-}
-
-std::optional<PlaceFacts> MailTexts::place_of(const std::string& trigger,
-                                              const std::string& letters, const Text& text) {
+std::optional<PlaceFacts> place_of(const std::string& trigger, const std::string& letters,
+                                   const MailText& text) {
     const std::size_t exact = offset_of(text.text, trigger);
     if (exact != std::string::npos)
         return place_in(text.where, text.unit, text.text, {exact, trigger.size()});
@@ -125,13 +103,30 @@ std::optional<PlaceFacts> MailTexts::place_of(const std::string& trigger,
     return place;
 }
 
-std::vector<PlaceFacts> MailTexts::places_of(const std::string& trigger) {
-    if (!read_)
-        read();
+} // namespace
+
+std::vector<MailText> texts_of(const DwString& mail, const Reading& reading) {
+    std::vector<MailText> texts = {{"subject", "line", reading.mail.subject, false, {}},
+                                   {"text", "line", reading.mail.body, true, {}}};
+    std::string why_not;
+    std::optional<cell::Texts> told =
+        do_in_cell([&] { return texts_of_parts(mail); }, mail.size(), why_not);
+    for (std::size_t i = 0; told && i + 2 < told->size(); i += 3)
+        texts.push_back({std::move(told->at(i)),
+                         "paragraph",
+                         std::move(told->at(i + 2)),
+                         reading.text.exists && told->at(i + 1) == reading.text.number,
+                         {}});
+    for (MailText& text : texts)
+        text.letters = letters_of_lines(text.text);
+    return texts;
+}
+
+std::vector<PlaceFacts> places_of(const std::string& trigger, const std::vector<MailText>& texts) {
     const std::string letters = letters_of(trigger);
     std::vector<PlaceFacts> places;
     bool in_own = false;
-    for (const Text& text : texts_) {
+    for (const MailText& text : texts) {
         if (places.size() == most_places || (text.is_own && in_own))
             continue;
         if (const std::optional<PlaceFacts> found = place_of(trigger, letters, text)) {

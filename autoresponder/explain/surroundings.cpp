@@ -1,14 +1,29 @@
 #include "autoresponder/explain/surroundings.h"
 
 #include "autoresponder/deciding/mailbox.h"
+#include "autoresponder/outgoing/size_limit.h"
 #include "autoresponder/run/panel_query.h"
+#include "base/owned.h"
 #include "base/text.h"
+#include "lib/autoprepend.h"
+#include "lib/dbconnect.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <pwd.h>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 
 namespace {
+
+HostFile file_at(const char* path) {
+    if (Descriptor(open(path, O_RDONLY | O_CLOEXEC)))
+        return {path, {}};
+    return {path, std::strerror(errno), errno == ENOENT};
+}
 
 constexpr std::size_t most_nearest = 5;
 
@@ -75,6 +90,15 @@ void look_for_nearest(const Run& run, Surroundings& told) {
 }
 
 } // namespace
+
+HostFacts host_facts(const Policy& policy) {
+    const uid_t id = geteuid();
+    const passwd* const entry = getpwuid(id);
+    return {entry == nullptr ? std::to_string(id) : entry->pw_name,
+            id == 0,
+            {file_at(configuration_file), file_at(password_file), file_at(size_limit_file)},
+            in_force(policy)};
+}
 
 Surroundings surroundings_of(const Run& run) {
     Surroundings told;

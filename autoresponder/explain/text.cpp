@@ -4,12 +4,8 @@
 
 namespace {
 
-std::string number(std::uint64_t value) {
-    return std::to_string(value);
-}
-
 std::string counted(std::size_t count, std::string_view one, std::string_view many) {
-    return concat({number(count), " ", count == 1 ? one : many});
+    return concat({std::to_string(count), " ", count == 1 ? one : many});
 }
 
 std::string joined(const std::vector<std::string>& texts) {
@@ -19,118 +15,110 @@ std::string joined(const std::vector<std::string>& texts) {
     return all;
 }
 
-std::string in_quotes(std::string_view text) {
-    return concat({"\"", text, "\""});
-}
-
 void write_host(const HostFacts& host, Page& page) {
-    page.heading("Host");
+    page.heading({"Host"});
     page.row(host.is_root ? Mark::note : Mark::none, "looks as",
-             concat({host.user, host.is_root ? ", who may read what deliveries may not: --user NAME"
-                                               " looks as they do"
-                                             : ""}));
+             {host.user, host.is_root ? ", who may read what deliveries may not: --user NAME"
+                                        " looks as they do"
+                                      : ""});
     for (const HostFile& file : host.files)
         page.row(file.problem.empty() ? Mark::yes
                  : file.is_missing    ? Mark::none
                                       : Mark::no,
-                 "reads", concat({file.path, file.problem.empty() ? "" : ": ", file.problem}));
-    page.row(Mark::none, "switches", host.switches.empty() ? "none" : joined(host.switches));
+                 "reads", {file.path, file.problem.empty() ? "" : ": ", file.problem});
+    page.row(Mark::none, "switches", {host.switches.empty() ? "none" : joined(host.switches)});
 }
 
 void write_text_part(const Reading& reading, Page& page) {
     const PartPlace& text = reading.text;
     if (!text.exists) {
-        page.row(Mark::note, "text", "none: no part of the mail that is looked at is text");
+        page.row(Mark::note, "text", {"none: no part of the mail that is looked at is text"});
         return;
     }
-    page.row(
-        Mark::none, "text",
-        concat({text.number.empty() ? std::string("the mail itself") : "part " + text.number, ", ",
-                text.type.empty() ? "no type" : type_of(text), ", ", reading.mail.charset, ", ",
-                text.encoding.empty() ? "no encoding" : std::string_view(text.encoding), ", ",
-                counted(filled_lines(reading.mail), "line", "lines")}));
+    page.row(Mark::none, "text",
+             {text.number.empty() ? "the mail itself" : "part ", text.number, ", ",
+              text.type.empty() ? "no type" : type_of(text), ", ", reading.mail.charset, ", ",
+              text.encoding.empty() ? "no encoding" : text.encoding, ", ",
+              counted(filled_lines(reading.mail), "line", "lines")});
 }
 
 void write_mail(const Explanation& told, Page& page) {
     if (!told.has_mail)
         return;
-    page.heading("Mail");
+    page.heading({"Mail"});
     const Mail_content& mail = told.run.reading.mail;
-    if (!mail.from.empty()) {
-        page.row(Mark::none, "sender",
-                 concat({mail.from, " (", told.run.reading.sender_field, ")"}));
-        page.row(Mark::none, "subject", mail.subject.empty() ? "none" : mail.subject);
-        page.row(Mark::none, "date", mail.date.empty() ? "none" : mail.date);
+    if (told.has_content()) {
+        page.row(Mark::none, "sender", {mail.from, " (", told.run.reading.sender_field, ")"});
+        page.row(Mark::none, "subject", {mail.subject.empty() ? "none" : mail.subject});
+        page.row(Mark::none, "date", {mail.date.empty() ? "none" : mail.date});
         write_text_part(told.run.reading, page);
     }
     for (const std::string& complaint : told.complaints)
-        page.row(Mark::note, "said", complaint);
+        page.row(Mark::note, "said", {complaint});
     if (!told.run.account.refusal.empty())
-        page.row(Mark::no, "refused", told.run.account.refusal);
+        page.row(Mark::no, "refused", {told.run.account.refusal});
 }
 
 void write_surroundings(const Surroundings& surroundings, Page& page) {
     page.row(Mark::no, "not found",
-             surroundings.domain_known ? "no mailbox and no alias of that name"
-                                       : "the panel does not know the domain");
+             {surroundings.domain_known ? "no mailbox and no alias of that name"
+                                        : "the panel does not know the domain"});
     for (const std::string& domain : surroundings.switched_off_alias_of)
-        page.row(Mark::note, "alias domain",
-                 concat({"of ", domain, ", and its mail is switched off"}));
+        page.row(Mark::note, "alias domain", {"of ", domain, ", and its mail is switched off"});
     for (const std::string& name : surroundings.nearest)
-        page.row(Mark::note, "there is", name);
+        page.row(Mark::note, "there is", {name});
     if (!surroundings.delimiter.empty())
         page.row(Mark::note, "but",
-                 concat({"nothing behind \"", surroundings.delimiter,
-                         "\" is left out: AUTORESPONDER_RECIPIENT_DELIMITER is not chosen"}));
+                 {"nothing behind \"", surroundings.delimiter,
+                  "\" is left out: AUTORESPONDER_RECIPIENT_DELIMITER is not chosen"});
 }
 
 void write_mailbox(const Explanation& told, Page& page) {
     const Account& account = told.run.account;
-    page.heading(concat({"Mailbox for ", told.run.reading.mail.to}));
+    page.heading({"Mailbox for ", told.run.reading.mail.to});
     for (const LookupFacts& lookup : account.lookups)
         page.row(lookup.found ? Mark::yes : Mark::no, "looked up",
-                 concat({lookup.what, " ", lookup.address, lookup.found ? ": found" : ": none"}));
+                 {lookup.what, " ", lookup.address, lookup.found ? ": found" : ": none"});
     if (!account.mailbox) {
         write_surroundings(told.surroundings, page);
         return;
     }
     page.row(Mark::none, "mailbox",
-             concat({account.mailbox->mail_name, "@", account.mailbox->domain_name}));
-    page.row(Mark::none, "files", account.mailbox->attachments_dir);
+             {account.mailbox->mail_name, "@", account.mailbox->domain_name});
+    page.row(Mark::none, "files", {account.mailbox->attachments_dir});
 }
 
-void write_place(Mark mark, std::string_view label, const PlaceFacts& place, std::string_view how,
-                 Page& page) {
+void write_place(Mark mark, std::string_view label, const PlaceFacts& place, Page& page) {
     page.row(mark, label,
-             concat({how, place.where, ", ", place.unit, " ", number(place.number), ": ",
-                     place.before, ">>", place.match, "<<", place.after}));
+             {place.is_exact ? "" : "if case and white space played no part: ", place.where, ", ",
+              place.unit, " ", std::to_string(place.number), ": ", place.before, ">>", place.match,
+              "<<", place.after});
 }
 
-void write_trigger(const RuleNotes& rule, Page& page) {
+void write_trigger(const RuleNotes& rule, bool sought, Page& page) {
     if (rule.where.empty()) {
-        page.row(Mark::none, "trigger", "none: every mail");
+        page.row(Mark::none, "trigger", {"none: every mail"});
         return;
     }
-    page.row(Mark::none, "trigger", concat({in_quotes(rule.trigger), " in the ", rule.where}));
+    page.row(Mark::none, "trigger", {"\"", rule.row.keystr, "\" in the ", rule.where});
     if (rule.found)
-        write_place(Mark::yes, "found", *rule.found, "", page);
-    else if (rule.sought)
-        page.row(Mark::no, "found", concat({"not in the ", rule.where}));
+        write_place(Mark::yes, "found", *rule.found, page);
+    else if (sought)
+        page.row(Mark::no, "found", {"not in the ", rule.where});
     for (const PlaceFacts& place : rule.elsewhere)
-        write_place(Mark::note, "but", place,
-                    place.is_exact ? "" : "if case and white space played no part: ", page);
+        write_place(Mark::note, "but", place, page);
 }
 
-void write_schedule(const std::optional<Schedule>& schedule, Page& page) {
-    if (!schedule)
-        return;
+void write_schedule(const Schedule& schedule, Page& page) {
     using Time = Schedule::Time;
-    const std::string begin = schedule->begins.empty() ? "" : " from " + schedule->begins;
-    const std::string end = schedule->ends.empty() ? "" : " until " + schedule->ends;
-    page.row(schedule->time == Time::within ? Mark::yes : Mark::no, "time",
-             schedule->time == Time::before  ? "begins at " + schedule->begins
-             : schedule->time == Time::after ? "has ended at " + schedule->ends
-                                             : concat({"now", begin, end}));
+    if (schedule.time == Time::before)
+        page.row(Mark::no, "time", {"begins at ", schedule.begins});
+    else if (schedule.time == Time::after)
+        page.row(Mark::no, "time", {"has ended at ", schedule.ends});
+    else
+        page.row(Mark::yes, "time",
+                 {"now", schedule.begins.empty() ? "" : " from ", schedule.begins,
+                  schedule.ends.empty() ? "" : " until ", schedule.ends});
 }
 
 /// "a day", or the schedule's days.
@@ -140,51 +128,49 @@ std::string period(int days) {
 
 void write_limit(const RuleNotes& rule, Page& page) {
     if (!rule.facts.limit) {
-        const int days = rule.schedule ? rule.schedule->days : 1;
         page.row(Mark::none, "limit",
-                 concat({rule.answers_a_day, " answers ", period(days), " to one sender, ",
-                         rule.senders_remembered, " senders remembered"}));
+                 {rule.row.ans_freq, " answers ", period(rule.row.days()), " to one sender, ",
+                  rule.row.mem_limit, " senders remembered"});
         return;
     }
     const LimiterVerdict& limit = *rule.facts.limit;
-    const std::string since =
-        limit.since.empty() || limit.days == 1 ? "" : ", since " + limit.since;
+    const bool since = !limit.since.empty() && limit.days > 1;
     page.row(limit.allows() ? Mark::yes : Mark::no, "limit",
-             concat({"the sender has had ", std::to_string(limit.answers.value_or(0)), " of ",
-                     std::to_string(limit.most_answers), " answers ",
-                     limit.days == 1 ? "today" : period(limit.days), since, "; ",
-                     std::to_string(limit.senders), " of ", std::to_string(limit.most_senders),
-                     " senders remembered"}));
+             {"the sender has had ", std::to_string(limit.answers.value_or(0)), " of ",
+              std::to_string(limit.most_answers), " answers ",
+              limit.days == 1 ? "today" : period(limit.days), since ? ", since " : "",
+              since ? limit.since : "", "; ", std::to_string(limit.senders), " of ",
+              std::to_string(limit.most_senders), " senders remembered"});
     if (!limit.evicted.empty())
-        page.row(Mark::note, "forgets", joined(limit.evicted));
+        page.row(Mark::note, "forgets", {joined(limit.evicted)});
 }
 
-void write_attachment(const AttachmentFacts& attachment, Page& page) {
-    if (attachment.missing)
-        page.row(Mark::no, "file",
-                 concat({in_quotes(attachment.name), " is missing: ", attachment.problem}));
-    else if (attachment.size)
+void write_attachment(const AttachmentFacts& file, Page& page) {
+    if (file.size)
         page.row(Mark::yes, "file",
-                 concat({in_quotes(attachment.name), ", ", number(*attachment.size), " bytes"}));
+                 {"\"", file.name, "\", ", std::to_string(*file.size), " bytes"});
     else
         page.row(Mark::no, "file",
-                 concat({in_quotes(attachment.name), " cannot be read: ", attachment.problem}));
+                 {"\"", file.name,
+                  file.missing ? "\" is missing: " : "\" cannot be read: ", file.problem});
 }
 
 void write_reply(const RuleFacts& rule, Page& page) {
     if (rule.notice)
         page.row(Mark::note, "notice",
-                 concat({"about missing files, to ", rule.notice->recipient, " from ",
-                         rule.notice->envelope_sender}));
+                 {"about missing files, to ", rule.notice->recipient, " from ",
+                  rule.notice->envelope_sender});
     if (!rule.reply)
         return;
     const ReplyFacts& reply = *rule.reply;
-    page.row(Mark::none, "envelope",
-             concat({"from ", reply.envelope_sender, " to ", reply.recipient}));
-    page.row(
-        reply.oversize ? Mark::no : Mark::yes, "size",
-        concat({reply.oversize ? "more than " : number(reply.size) + " of ", number(reply.limit),
-                " bytes", reply.oversize ? ": a short reply that says so goes out instead" : ""}));
+    page.row(Mark::none, "envelope", {"from ", reply.envelope_sender, " to ", reply.recipient});
+    if (reply.oversize)
+        page.row(Mark::no, "size",
+                 {"more than ", std::to_string(reply.limit),
+                  " bytes: a short reply that says so goes out instead"});
+    else
+        page.row(Mark::yes, "size",
+                 {std::to_string(reply.size), " of ", std::to_string(reply.limit), " bytes"});
 }
 
 /// In words, behind "rule 7: ".
@@ -195,7 +181,7 @@ std::string_view verdict_of(const RuleNotes& notes) {
     case Outcome::on:
         return "is on";
     case Outcome::off:
-        return notes.on ? outside : "is switched off";
+        return is_on(notes.row) ? outside : "is switched off";
     case Outcome::outside:
         return outside;
     case Outcome::no_match:
@@ -219,61 +205,60 @@ std::string_view verdict_of(const RuleNotes& notes) {
     return "is not reached";
 }
 
-void write_rule(const RuleNotes& rule, Page& page) {
-    page.heading(concat({"Rule ", rule.facts.id, rule.on ? ", on" : ", off"}));
-    write_schedule(rule.schedule, page);
-    write_trigger(rule, page);
+void write_rule(const RuleNotes& rule, bool sought, Page& page) {
+    page.heading({"Rule ", rule.row.id, is_on(rule.row) ? ", on" : ", off"});
+    if (rule.row.schedule)
+        write_schedule(*rule.row.schedule, page);
+    write_trigger(rule, sought, page);
     write_limit(rule, page);
     if (!rule.facts.forwards.empty())
-        page.row(Mark::none, "forwards to", joined(rule.facts.forwards));
-    for (const AttachmentFacts& attachment : rule.attachments)
-        write_attachment(attachment, page);
+        page.row(Mark::none, "forwards to", {joined(rule.facts.forwards)});
+    for (const AttachmentFacts& file : rule.attachments)
+        write_attachment(file, page);
     write_reply(rule.facts, page);
     for (const std::string& remark : rule.remarks)
-        page.row(Mark::note, "remark", remark);
+        page.row(Mark::note, "remark", {remark});
     for (const std::string& complaint : rule.complaints)
-        page.row(Mark::note, "said", complaint);
+        page.row(Mark::note, "said", {complaint});
 }
 
 void write_verdict(const Explanation& told, Page& page) {
-    page.heading("Verdict");
+    page.heading({"Verdict"});
     for (const RuleNotes& rule : told.rules) {
-        const RuleFacts& facts = rule.facts;
-        const bool good = facts.outcome == Outcome::answered || facts.outcome == Outcome::on;
-        page.verdict(good ? Mark::yes : Mark::no,
-                     concat({"rule ", facts.id, " ", verdict_of(rule)}));
+        const Outcome outcome = rule.facts.outcome;
+        const bool good = outcome == Outcome::answered || outcome == Outcome::on;
+        page.verdict(good ? Mark::yes : Mark::no, {"rule ", rule.row.id, " ", verdict_of(rule)});
     }
-    const bool good = told.no_reply.empty();
     if (!told.sendmail_problem.empty())
-        page.verdict(Mark::note, concat({"sendmail takes nothing: ", told.sendmail_problem}));
+        page.verdict(Mark::note, {"sendmail takes nothing: ", told.sendmail_problem});
     for (const cell::Confinement& confinement : told.confinements) {
         if (!confinement.holds)
-            page.verdict(Mark::note, concat({"mail is read without this: ", confinement.name}));
+            page.verdict(Mark::note, {"mail is read without this: ", confinement.name});
     }
+    const bool good = told.no_reply.empty();
+    const Mark mark = good ? Mark::yes : Mark::no;
     if (!told.has_mail) {
-        page.verdict(good ? Mark::yes : Mark::no,
-                     good ? std::string("a mail may be answered")
-                          : concat({"no mail is answered: ", told.no_reply}));
+        page.verdict(mark,
+                     {good ? "a mail may be answered" : "no mail is answered: ", told.no_reply});
         return;
     }
-    std::string sum =
-        good ? counted(told.replies, "reply", "replies") : concat({"no reply: ", told.no_reply});
-    if (told.forwards > 0)
-        sum += ", " + counted(told.forwards, "forward", "forwards");
-    if (told.notices > 0)
-        sum += ", " + counted(told.notices, "notice", "notices");
-    page.verdict(good ? Mark::yes : Mark::no, sum);
+    const auto of_kind = [](std::size_t count, std::string_view one, std::string_view many) {
+        return count > 0 ? ", " + counted(count, one, many) : "";
+    };
+    page.verdict(mark, {good ? counted(told.replies, "reply", "replies") : "no reply: ",
+                        told.no_reply, of_kind(told.forwards, "forward", "forwards"),
+                        of_kind(told.notices, "notice", "notices")});
 }
 
 } // namespace
 
-std::string as_text(const Explanation& explanation, const Style& style) {
-    Page page(style);
-    write_host(explanation.host, page);
-    write_mail(explanation, page);
-    write_mailbox(explanation, page);
-    for (const RuleNotes& rule : explanation.rules)
-        write_rule(rule, page);
-    write_verdict(explanation, page);
+std::string as_text(const Explanation& told) {
+    Page page;
+    write_host(told.host, page);
+    write_mail(told, page);
+    write_mailbox(told, page);
+    for (const RuleNotes& rule : told.rules)
+        write_rule(rule, told.has_content(), page);
+    write_verdict(told, page);
     return page.text();
 }

@@ -6,8 +6,8 @@
 
 #include <string>
 
-/// For people.
-std::string as_text(const Explanation& explanation, const Style& style);
+/// For people, as standard output takes it.
+std::string as_text(const Explanation& told);
 
 /// For programs: one document in ASCII, a line feed behind it.
-std::string as_json(const Explanation& explanation);
+std::string as_json(const Explanation& told);
