@@ -329,6 +329,8 @@ class Explain(PanelCase):
                                            within=["/prlimit", "--as=200000000", "--cpu=20"])
                     self.assertEqual((run.returncode, run.stderr), (1, b""))
                     self.assertLess(len(run.stdout), 500_000)
+        run = self.run_explain(mail(body="w" * big), BOX, within=["/prlimit", "--as=60000000"])
+        self.assert_refused(run, b"autoresponder-explain: there is not enough memory\n")
 
     def test_without_a_mail(self) -> None:
         self.rule(keystr="x", key_where="subj")

@@ -1,5 +1,8 @@
 """What a host may switch on in ovk.conf, and which output each switch changes."""
 
+import email.utils
+import time
+
 from support.case import BOX, SENDER, PanelCase, mail, parsed
 
 REFUSED = "autoresponder: Not answered: {}\n"
@@ -226,14 +229,16 @@ class Policy(PanelCase):
         self.box.script("exit 67")
         self.assertEqual((self.deliver().status, self.database.rows("select * from resp_freq")), (75, []))
         self.box.run_folder = self.box.empty
-        for modern, value, status in (
-            ("false", "true", 75), ("true", None, 75), ("false", "111", 111), ("true", "1", 1),
-            ("true", "false", 0), ("true", "0", 0), ("true", "256", 0), ("true", "75x", 0),
-            ("true", "-1", 0), ("false", "TRUE", 0), ("false", None, 0),
+        message = mail(headers=f"Received: by x; {email.utils.formatdate(time.time() - 7200)}\n")
+        for modern, value, hours, status in (
+            ("false", "true", None, 75), ("true", None, None, 75), ("false", "111", None, 111), ("true", "1", None, 1),
+            ("true", "false", None, 0), ("true", "0", None, 0), ("true", "256", None, 0), ("true", "75x", None, 0),
+            ("true", "-1", None, 0), ("false", "TRUE", None, 0), ("false", None, None, 0),
+            ("true", None, "1", 0), ("true", None, "3", 75), ("true", None, "1x", 75), ("false", None, "1", 0),
         ):
-            with self.subTest(modern, value=value):
-                self.configure(MODERN=modern, RETRY_LATER=value)
-                run = self.deliver()
+            with self.subTest(modern, value=value, hours=hours):
+                self.configure(MODERN=modern, RETRY_LATER=value, RETRY_HOURS=hours)
+                run = self.deliver(message)
                 self.assertEqual((run.status, run.leftovers), (status, []))
 
     def test_headers_and_envelope(self) -> None:
