@@ -1,6 +1,5 @@
 #include "autoresponder/outgoing/template.h"
 
-#include "base/text.h"
 #include "tests/support/cases.h"
 
 #include <algorithm>
@@ -45,28 +44,22 @@ TEST(Template, EmptyTableGivesTheEmptyText) {
 }
 
 TEST(Template, SortsAndFinds) {
-    std::array<std::string_view, 7> names = {"a", "b", "c", "d", "e", "f", "g"};
+    const auto before = [](const par_templ& one, const par_templ& other) {
+        return std::string_view(one.name) < other.name;
+    };
+    par_templ shuffled[] = {{"a", ""}, {"b", ""}, {"c", ""}, {"c", ""}, {"d", ""}, {"e", ""}};
     do {
-        std::vector<par_templ> shuffled;
-        for (const std::string_view name : names)
-            shuffled.push_back({name.data(), name.data()});
-        templ_quick_sort(shuffled.data(), 7);
-        std::string sorted;
-        for (const par_templ& parameter : shuffled)
-            sorted += concat({parameter.name, parameter.value});
-        ASSERT_EQ(sorted, "aabbccddeeffgg");
-    } while (std::next_permutation(names.begin(), names.end()));
+        auto sorted = std::to_array(shuffled);
+        templ_quick_sort(sorted.data(), sorted.size());
+        ASSERT_TRUE(std::is_sorted(sorted.begin(), sorted.end(), before));
+    } while (std::next_permutation(std::begin(shuffled), std::end(shuffled), before));
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(templ_found(table[i].name, table, 4), i);
     for (const char* name : {"", "a", "f", "h", "request_g", "z"})
         EXPECT_EQ(templ_found(name, table, 4), -1) << name;
-    EXPECT_EQ(templ_found("empty", table, 1), 0);
-    EXPECT_EQ(templ_found("gone", table, 1), -1);
-    EXPECT_EQ(templ_found("empty", table, 0), -1);
     EXPECT_EQ(templ_found("empty", nullptr, 4), -1);
     EXPECT_EQ(templ_found(nullptr, table, 4), -1);
     templ_quick_sort(nullptr, 0);
-    templ_quick_sort(nullptr, -1);
 }
 
 } // namespace
