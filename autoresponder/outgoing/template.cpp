@@ -4,69 +4,55 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <utility>
+#include <string_view>
 
 namespace {
 
 constexpr std::size_t max_name = 32;
 
-/// How far the name behind an opening delimiter goes: to `close`, to the end, or one too far.
-std::size_t name_length(const char* src, char close) {
-    std::size_t length = 0;
-    while (length <= max_name && src[length] != '\0' && src[length] != close)
-        ++length;
-    return length;
+bool is_before(const par_templ& left, const par_templ& right) {
+    return std::strcmp(left.name, right.name) < 0;
 }
 
-/// The output buffer and how far source and output have got.
-class Output {
-public:
-    Output(char* dst, std::size_t size, repl_ctl* ctl) : dst_(dst), size_(size), ctl_(ctl) {}
+/// Takes the text up to the next placeholder, and that, off the front of `rest`. False when there
+/// is none.
+bool take_placeholder(std::string_view& rest, char open, char close,
+                      std::string_view& placeholder) {
+    std::size_t at = 0;
+    while ((at = rest.find(open, at)) != std::string_view::npos) {
+        const std::string_view behind = rest.substr(at + 1, max_name + 1);
+        const std::size_t length = behind.find(close);
+        if (length != std::string_view::npos && length > 0) {
+            placeholder = rest.substr(at, length + 2);
+            rest.remove_prefix(at + length + 2);
+            return true;
+        }
+        if (length == std::string_view::npos && behind.size() <= max_name)
+            return false;
+        at += length == 0 ? 2 : 1 + behind.size();
+    }
+    return false;
+}
 
-    std::size_t room() const { return size_ - ctl_->out_count; }
+struct Output {
+    char* dst;
+    std::size_t size;
+    repl_ctl& ctl;
 
-    /// Copies what fits; false when that was not all.
-    bool append(const char* text, std::size_t length) {
-        const std::size_t copied = length <= room() ? length : room();
-        std::memcpy(dst_ + ctl_->out_count, text, copied);
-        ctl_->out_count += static_cast<std::uint32_t>(copied);
-        return copied == length;
+    /// Copies what fits; how much that is.
+    std::uint32_t put(std::string_view text) {
+        const std::size_t copied = text.copy(dst + ctl.out_count, size - ctl.out_count);
+        ctl.out_count += static_cast<std::uint32_t>(copied);
+        return static_cast<std::uint32_t>(copied);
     }
 
-    /// The same for text of the source.
-    bool append_literal(const char* text, std::size_t length) {
-        const std::uint32_t before = ctl_->out_count;
-        const bool whole = append(text, length);
-        ctl_->in_count += ctl_->out_count - before;
-        return whole;
+    /// The same for text of the source; whether that was all.
+    bool put_literal(std::string_view text) {
+        const std::uint32_t copied = put(text);
+        ctl.in_count += copied;
+        return copied == text.size();
     }
-
-    /// There is a byte behind the last counted one, even when the output is full.
-    void terminate() { dst_[ctl_->out_count] = '\0'; }
-
-    void account_for_placeholder(std::size_t name_length) {
-        ctl_->in_count += static_cast<std::uint32_t>(name_length + 2);
-    }
-
-private:
-    char* dst_;
-    std::size_t size_;
-    repl_ctl* ctl_;
 };
-
-/// Puts a known placeholder's value in. False ends the substitution.
-bool put_value(const char* value, std::size_t name_length, Output& output, repl_ctl* ctl) {
-    const std::size_t length = std::strlen(value);
-    if (length > output.room() && (ctl->flags & REPL_STOP_ON_OVERFLOW) != 0) {
-        ctl->status |= REPL_STOPPED;
-        return false;
-    }
-    output.account_for_placeholder(name_length);
-    if (!output.append(value, length))
-        return false;
-    output.terminate();
-    return true;
-}
 
 } // namespace
 
@@ -77,50 +63,45 @@ char* templ_replace(char open, char close, const par_templ* params, unsigned lon
     if (src == nullptr || dst_size == 0 || *src == '\0' || count == 0)
         return dst;
 
-    Output output(dst, dst_size, ctl);
+    Output output = {dst, dst_size, *ctl};
+    std::string_view rest = src;
     const char* pending = src;
-    const char* at = src;
-    while ((at = std::strchr(at, open)) != nullptr && *at != '\0') {
-        const std::size_t length = name_length(at + 1, close);
-        const char* const behind = at + 1 + length;
-        if (*behind == '\0')
-            break;
-        if (length == 0 || length > max_name) {
-            at = length == 0 ? behind + 1 : behind;
-            continue;
-        }
+    for (std::string_view placeholder; take_placeholder(rest, open, close, placeholder);) {
         std::array<char, max_name + 1> name = {};
-        std::memcpy(name.data(), at + 1, length);
+        placeholder.copy(name.data(), placeholder.size() - 2, 1);
         const int found = templ_found(name.data(), params, static_cast<int>(count));
         if (found == -1 && (ctl->flags & REPL_KEEP_UNKNOWN) != 0) {
             ctl->status |= REPL_UNKNOWN_KEPT;
-            at = behind + 1;
             continue;
         }
-        if (!output.append_literal(pending, static_cast<std::size_t>(at - pending)))
+        if (!output.put_literal({pending, placeholder.data()}))
             return dst;
-        pending = at = behind + 1;
-        if (found == -1 || params[found].value == nullptr)
-            output.account_for_placeholder(length);
-        else if (!put_value(params[found].value, length, output, ctl))
+        pending = rest.data();
+        const char* const given = found == -1 ? nullptr : params[found].value;
+        const std::string_view value = given == nullptr ? "" : given;
+        const bool fits = value.size() <= dst_size - ctl->out_count;
+        if (!fits && (ctl->flags & REPL_STOP_ON_OVERFLOW) != 0) {
+            ctl->status |= REPL_STOPPED;
             return dst;
+        }
+        ctl->in_count += static_cast<std::uint32_t>(placeholder.size());
+        output.put(value);
+        if (!fits)
+            return dst;
+        dst[ctl->out_count] = '\0';
     }
-    const std::size_t rest = std::strlen(pending);
-    if (output.append_literal(pending, rest) && output.room() > 0)
-        output.terminate();
+    if (output.put_literal(pending) && ctl->out_count < dst_size)
+        dst[ctl->out_count] = '\0';
     return dst;
 }
 
 int templ_found(const char* name, const par_templ* params, int count) {
     if (count == 0 || params == nullptr || name == nullptr)
         return -1;
-    const par_templ* const end = params + count;
-    const par_templ* const found =
-        std::lower_bound(params, end, name, [](const par_templ& param, const char* wanted) {
-            return std::strcmp(param.name, wanted) < 0;
-        });
-    return found != end && std::strcmp(found->name, name) == 0 ? static_cast<int>(found - params)
-                                                               : -1;
+    const par_templ wanted = {name, nullptr};
+    const auto* const found = std::lower_bound(params, params + count, wanted, is_before);
+    const bool is_there = found != params + count && std::strcmp(found->name, name) == 0;
+    return is_there ? static_cast<int>(found - params) : -1;
 }
 
 void templ_quick_sort(par_templ* params, int count) {
@@ -129,22 +110,5 @@ void templ_quick_sort(par_templ* params, int count) {
 }
 
 void qs(par_templ* params, int lo, int hi) {
-    for (;;) {
-        int i = lo;
-        int j = hi;
-        const char* const pivot = params[(lo + hi) / 2].name;
-        do {
-            while (i < hi && std::strcmp(params[i].name, pivot) < 0)
-                ++i;
-            while (j > lo && std::strcmp(params[j].name, pivot) > 0)
-                --j;
-            if (i <= j)
-                std::swap(params[i++], params[j--]);
-        } while (i <= j);
-        if (lo < j)
-            qs(params, lo, j);
-        if (i >= hi)
-            return;
-        lo = i;
-    }
+    std::sort(params + lo, params + hi + 1, is_before);
 }
