@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -69,10 +68,8 @@ pid_t wait_for(pid_t child, int* status, int options) {
 // A service manager may allow a million of them, so the kernel is asked to close the whole range
 // where it can.
 void close_from(int first) {
-#ifdef SYS_close_range
-    if (syscall(SYS_close_range, first, ~0u, 0) == 0)
+    if (close_range(static_cast<unsigned>(first), ~0u, 0) == 0)
         return;
-#endif
     for (int fd = first, end = getdtablesize(); fd < end; ++fd)
         close(fd);
 }

@@ -9,12 +9,12 @@
 option(OVK_LINK_STATIC "Link the program's libraries statically where their archives are installed" ON)
 
 # Functions of the archives that the program does without, and lib/client_startup.c stands in for.
-set(OVK_REPLACED getservbyname tls_library_version)
-foreach(name start end init connect read read_async write write_async close verify_server_cert
-             get_cipher get_finger_print get_protocol_version set_connection)
-  list(APPEND OVK_REPLACED ma_tls_${name})
-endforeach()
+set(OVK_REPLACED getservbyname tls_library_version ma_tls_start ma_tls_end ma_tls_init)
 list(TRANSFORM OVK_REPLACED PREPEND -Wl,--wrap=)
+foreach(name connect read read_async write write_async close verify_server_cert get_cipher
+             get_finger_print get_protocol_version set_connection)
+  list(APPEND OVK_REPLACED -Wl,--wrap=ma_tls_${name} -Wl,--defsym=__wrap_ma_tls_${name}=ovk_never_called)
+endforeach()
 
 # Empty where an archive is missing, or where the client library cannot do without OpenSSL, as
 # versions may whose functions are others than those above: nine megabytes of it in every start are

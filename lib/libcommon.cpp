@@ -14,6 +14,12 @@ void* realloc_safe(void* prev, std::size_t size) {
     return block;
 }
 
+char* skip_space(char* text) {
+    while (is_space(*text))
+        ++text;
+    return text;
+}
+
 char* orvek_rtrim(char* str) {
     for (std::size_t length = std::strlen(str); length > 0 && is_space(str[length - 1]); --length)
         str[length - 1] = '\0';
@@ -21,8 +27,5 @@ char* orvek_rtrim(char* str) {
 }
 
 char* orvek_trim(char* str) {
-    orvek_rtrim(str);
-    while (is_space(*str))
-        ++str;
-    return str;
+    return skip_space(orvek_rtrim(str));
 }

@@ -13,6 +13,9 @@ inline bool is_space(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
+/// The first character of `text` that is not white space; its end where there is none.
+char* skip_space(char* text);
+
 /// Removes white space at the end in place and returns `str`.
 char* orvek_rtrim(char* str);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <initializer_list>
 #include <syslog.h>
 
 namespace {
@@ -9,22 +10,18 @@ namespace {
 int LogLevel = LOG_INFO;
 int LogFacility = LOG_MAIL;
 
-__attribute__((format(printf, 2, 0))) void print_line(std::FILE* stream, const char* fmt,
-                                                      va_list args) {
-    std::vfprintf(stream, fmt, args);
-    std::fputc('\n', stream);
-    std::fflush(stream);
-}
-
 __attribute__((format(printf, 2, 0))) void _orvek_utility_logv(int level, const char* fmt,
                                                                va_list args) {
     if (level > LogLevel)
         return;
-    va_list again;
-    va_copy(again, args);
-    print_line(stderr, fmt, args);
-    print_line(stdout, fmt, again);
-    va_end(again);
+    for (std::FILE* const stream : {stderr, stdout}) {
+        va_list again;
+        va_copy(again, args);
+        std::vfprintf(stream, fmt, again);
+        va_end(again);
+        std::fputc('\n', stream);
+        std::fflush(stream);
+    }
 }
 
 __attribute__((format(printf, 2, 3))) void _orvek_utility_log(int level, const char* fmt, ...) {

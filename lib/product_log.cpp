@@ -4,7 +4,6 @@
 #include "base/report.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -17,18 +16,7 @@ int (*failure_status)() = [] { return EXIT_FAILURE; };
 
 namespace {
 
-constexpr std::size_t first_size = 4096;
-
-/// What tells of a pending system error; nothing for none.
-using Appendix = std::array<char, 512>;
-
-Appendix appendix_for(int error) {
-    Appendix text = {};
-    if (error != 0)
-        std::snprintf(text.data(), text.size(), "\nSystem error %d: %s", error,
-                      std::strerror(error));
-    return text;
-}
+constexpr std::size_t cut_size = 4096;
 
 /// The formatted message and the appendix; cut to 4095 characters when there is no memory for more.
 /// Null when there is no memory at all.
@@ -36,21 +24,19 @@ __attribute__((format(printf, 1, 0))) MallocedText format(const char* fmt, va_li
                                                           const char* appendix) {
     va_list again;
     va_copy(again, args);
-    std::size_t size = first_size;
+    const int wanted = std::max(std::vsnprintf(nullptr, 0, fmt, again), 0);
+    va_end(again);
+    std::size_t size = static_cast<std::size_t>(wanted) + std::strlen(appendix) + 1;
     MallocedText text(static_cast<char*>(std::calloc(size, 1)));
+    if (!text) {
+        size = std::min(size, cut_size);
+        text.reset(static_cast<char*>(std::calloc(size, 1)));
+    }
     if (text) {
-        const int wanted = std::max(std::vsnprintf(text.get(), size, fmt, args), 0);
-        const std::size_t whole = static_cast<std::size_t>(wanted) + std::strlen(appendix) + 1;
-        char* const grown = whole > size ? static_cast<char*>(std::malloc(whole)) : nullptr;
-        if (grown != nullptr) {
-            text.reset(grown);
-            size = whole;
-            std::vsnprintf(grown, size, fmt, again);
-        }
+        std::vsnprintf(text.get(), size, fmt, args);
         const std::size_t length = std::strlen(text.get());
         std::snprintf(text.get() + length, size - length, "%s", appendix);
     }
-    va_end(again);
     return text;
 }
 
@@ -65,7 +51,11 @@ void messlog2(int status, int mess_out, const char* fmt, ...) {
 
 void vmesslog2(int status, int mess_out, const char* fmt, va_list args) {
     const int pending = errno;
-    const MallocedText text = format(fmt, args, appendix_for(pending).data());
+    char appendix[512] = "";
+    if (pending != 0)
+        std::snprintf(appendix, sizeof appendix, "\nSystem error %d: %s", pending,
+                      std::strerror(pending));
+    const MallocedText text = format(fmt, args, appendix);
     errno = pending;
     ex_messlog(text ? text.get() : "Can't allocate memory for error message", status, mess_out);
     errno = pending;

@@ -6,7 +6,7 @@
 
 #include <cctype>
 #include <cerrno>
-#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <search.h>
 #include <sys/types.h>
@@ -24,36 +24,12 @@ int out_of_memory(const char* to_do) {
     return -1;
 }
 
-int create_entries(conf_data* pconf) {
-    pconf->data = static_cast<conf_entry*>(std::calloc(alloc_step, sizeof(conf_entry)));
-    pconf->size = pconf->data == nullptr ? 0 : alloc_step;
-    pconf->nmemb = 0;
-    pconf->finalized = 1;
-    if (pconf->data != nullptr)
-        return 0;
-    errno = ENOMEM;
-    return -1;
-}
-
-bool is_name_character(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
-}
-
-char* skip_space(char* text) {
-    while (is_space(*text))
-        ++text;
-    return text;
-}
-
 /// Ends the value that `value` begins with at its comment or at the end of the line, without the
 /// white space before that.
 void cut_value(char* value) {
-    char* end = value + 1;
-    while (*end != '\0' && *end != '#')
-        ++end;
-    while (is_space(end[-1]))
-        --end;
-    *end = '\0';
+    if (char* const comment = std::strchr(value + 1, '#'))
+        *comment = '\0';
+    orvek_rtrim(value);
 }
 
 /// Stores the variable that `line` defines, if it does. -1 only when storing fails.
@@ -62,7 +38,7 @@ int read_line(char* line, conf_data* pconf) {
     if (*name == '\0' || *name == '#')
         return 0;
     char* name_end = name;
-    while (is_name_character(*name_end))
+    while (std::isalnum(static_cast<unsigned char>(*name_end)) != 0 || *name_end == '_')
         ++name_end;
     if (!is_space(*name_end)) {
         orvek_log(level, "Invalid variable definition %s\nExpected a space after variable name\n",
@@ -82,18 +58,18 @@ int read_line(char* line, conf_data* pconf) {
 } // namespace
 
 int conf_init_r(conf_data* pconf) {
-    if (pconf->data == nullptr)
-        return create_entries(pconf);
+    if (pconf->data == nullptr) {
+        auto* const entries = static_cast<conf_entry*>(std::calloc(alloc_step, sizeof(conf_entry)));
+        *pconf = {entries, entries == nullptr ? 0 : alloc_step, 0, 1};
+        return entries == nullptr ? -1 : 0;
+    }
     if (pconf->nmemb < pconf->size)
         return 0;
-    if (pconf->size > SIZE_MAX / sizeof(conf_entry) / 2)
-        return out_of_memory("read");
-    const std::size_t size = pconf->size * 2;
-    void* const grown = std::realloc(pconf->data, size * sizeof(conf_entry));
+    void* const grown = reallocarray(pconf->data, pconf->size, 2 * sizeof(conf_entry));
     if (grown == nullptr)
         return out_of_memory("read");
     pconf->data = static_cast<conf_entry*>(grown);
-    pconf->size = size;
+    pconf->size *= 2;
     return 0;
 }
 

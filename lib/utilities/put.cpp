@@ -11,16 +11,20 @@
 
 namespace {
 
-/// Sends the statement that `fill` makes, given its place, the room there and the connection.
-template <typename Fill>
-int delete_from(const char* table, const char* parameter, MYSQL* my, Fill fill) {
+/// Deletes from `table` what `condition` says and, unless it is null, has that value. The statement
+/// is cut at 4095 characters.
+int delete_from(const char* table, const MallocedText& condition, const char* value,
+                const char* parameter, MYSQL* my) {
     const PanelConnection connection(my);
     if (connection.get() == nullptr) {
         messlog2(0, 0, "Unable to connect to mysql database\n");
         return -1;
     }
+    const MallocedText escaped(escape_mysql_param(connection.get(), value));
     char statement[4096];
-    fill(statement, sizeof statement, connection.get());
+    std::snprintf(statement, sizeof statement, "delete from %s where %s%s%s%s", table,
+                  condition.get(), escaped ? " and value='" : "", escaped ? escaped.get() : "",
+                  escaped ? "'" : "");
     if (mysql_real_query(connection.get(), statement, std::strlen(statement)) == 0)
         return 0;
     messlog2(0, 0, "Unable to delete parameter %s from %s: %s", parameter, table,
@@ -53,23 +57,16 @@ int put_param(const char* parameter, const char* value, MYSQL* my) {
 }
 
 int del_param(const char* parameter, MYSQL* my) {
-    return delete_from("misc", parameter, my, [&](char* to, std::size_t room, MYSQL*) {
-        std::snprintf(to, room, "delete from misc where param='%s'", parameter);
-    });
+    const MallocedText condition(asprintf_safe("param='%s'", parameter));
+    return delete_from("misc", condition, nullptr, parameter, my);
 }
 
 int del_dom_param(const char* dom_id, const char* parameter, MYSQL* my) {
-    return delete_from("dom_param", parameter, my, [&](char* to, std::size_t room, MYSQL*) {
-        std::snprintf(to, room, "delete from dom_param where dom_id='%s' and param='%s'", dom_id,
-                      parameter);
-    });
+    const MallocedText condition(asprintf_safe("dom_id='%s' and param='%s'", dom_id, parameter));
+    return delete_from("dom_param", condition, nullptr, parameter, my);
 }
 
 int del_Parameter(const char* id, const char* parameter, const char* value, MYSQL* my) {
-    return delete_from("Parameters", parameter, my, [&](char* to, std::size_t room, MYSQL* used) {
-        const MallocedText escaped(escape_mysql_param(used, value));
-        std::snprintf(to, room, "delete from Parameters where id='%s' and parameter='%s'%s%s%s", id,
-                      parameter, escaped ? " and value='" : "", escaped ? escaped.get() : "",
-                      escaped ? "'" : "");
-    });
+    const MallocedText condition(asprintf_safe("id='%s' and parameter='%s'", id, parameter));
+    return delete_from("Parameters", condition, value, parameter, my);
 }
