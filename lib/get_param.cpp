@@ -5,19 +5,17 @@
 #include "lib/panel_connection.h"
 #include "lib/product_log.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
 constexpr std::size_t buffer_size = 4096;
 
-char* copy_to_shared_buffer(const char* value, std::size_t length) {
+char* copy_to_shared_buffer(std::string_view value) {
     static char buffer[buffer_size];
-    const std::size_t copied = std::min(length, buffer_size - 1);
-    std::memcpy(buffer, value, copied);
-    buffer[copied] = '\0';
+    buffer[value.copy(buffer, buffer_size - 1)] = '\0';
     return buffer;
 }
 
@@ -37,8 +35,8 @@ char* get_param_from_bigquery(const char* query, MYSQL* my, int num) {
     const MysqlResult result(mysql_store_result(connection.get()));
     const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
     if (row == nullptr || row[num] == nullptr)
-        return copy_to_shared_buffer("", 0);
-    return copy_to_shared_buffer(row[num], mysql_fetch_lengths(result.get())[num]);
+        return copy_to_shared_buffer("");
+    return copy_to_shared_buffer({row[num], mysql_fetch_lengths(result.get())[num]});
 }
 
 char* get_param_query(const char* query, MYSQL* my) {

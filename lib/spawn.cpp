@@ -4,28 +4,18 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <initializer_list>
 #include <unistd.h>
 
 namespace spawn {
 
-namespace {
-
-void reset_handlers() {
+void execute(const char* path, const char* const args[]) {
     for (int signal = 1; signal < NSIG; ++signal) {
         struct sigaction action;
+        const bool may_stay_ignored = signal != SIGPIPE && signal != SIGXFSZ;
         if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL &&
-            action.sa_handler != SIG_IGN)
+            !(action.sa_handler == SIG_IGN && may_stay_ignored))
             std::signal(signal, SIG_DFL);
     }
-}
-
-} // namespace
-
-void execute(const char* path, const char* const args[]) {
-    for (const int signal : {SIGPIPE, SIGXFSZ})
-        std::signal(signal, SIG_DFL);
-    reset_handlers();
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -3,6 +3,7 @@
 #include "autoresponder/outgoing/form.h"
 #include "autoresponder/outgoing/reply_headers.h"
 #include "autoresponder/run/number.h"
+#include "base/io.h"
 #include "base/owned.h"
 #include "base/report.h"
 #include "base/text.h"
@@ -10,7 +11,7 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdio>
+#include <fcntl.h>
 #include <string_view>
 
 namespace {
@@ -33,14 +34,11 @@ std::string cut_subject(const std::string& subject, std::size_t most, const Form
 }
 
 std::uint64_t read_limit() {
-    const File file(std::fopen(size_limit_file, "re"));
-    char* text = nullptr;
-    std::size_t size = 0;
-    const bool is_read = file && getdelim(&text, &size, '\0', file.get()) != -1;
-    const MallocedText owner(text);
-    if (!file || std::ferror(file.get()) != 0)
+    const Descriptor file(open(size_limit_file, O_RDONLY | O_CLOEXEC));
+    char text[4096] = "";
+    if (!file || read_some(file.get(), text, sizeof text - 1) == -1)
         report_unreadable(size_limit_file);
-    const std::int32_t limit = is_read ? decimal_number(text) : 0;
+    const std::int32_t limit = decimal_number(text);
     return limit > 0 ? static_cast<std::uint64_t>(limit) : ceiling;
 }
 

@@ -46,14 +46,6 @@ struct Capture {
     }
 };
 
-void tell_error(bool is_log) {
-    const char* const reason = std::strerror(errno);
-    if (is_log)
-        messlog2(0, 1, "Cannot read child output:\n%s", reason);
-    else
-        std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", reason);
-}
-
 /// One read of a pipe into a growing buffer. At its end, and on errors, the pipe is closed.
 void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur, bool is_log) {
     constexpr std::size_t least_free = 2048;
@@ -72,7 +64,10 @@ void read_to_buf(int& fd, char*& buf, std::size_t& blen, std::size_t& bcur, bool
     } else if (count == 0) {
         close_fd(fd);
     } else if (errno != EAGAIN) {
-        tell_error(is_log);
+        if (is_log)
+            messlog2(0, 1, "Cannot read child output:\n%s", std::strerror(errno));
+        else
+            std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", std::strerror(errno));
         close_fd(fd);
         errno = 0;
     }
@@ -175,8 +170,8 @@ int fork_execv_getouterr(char** out, char** err, const char* path, const char* c
 }
 
 int fork_execl_getouterr(char** out, char** err, const char* path, ...) {
-    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
-    return fork_execv_getouterr(out, err, path, vector.get());
+    OVK_COLLECT(vector, path, spawn::collect(args));
+    return fork_execv_getouterr(out, err, path, vector.data());
 }
 
 int fork_execv_getout(char** out, const char* path, const char* const args[]) {
@@ -184,8 +179,8 @@ int fork_execv_getout(char** out, const char* path, const char* const args[]) {
 }
 
 int fork_execl_getout(char** out, const char* path, ...) {
-    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
-    return fork_execv_getout(out, path, vector.get());
+    OVK_COLLECT(vector, path, spawn::collect(args));
+    return fork_execv_getout(out, path, vector.data());
 }
 
 int fork_execv_log(const char* path, const char* const args[], int ignore_exit_status) {
@@ -206,8 +201,8 @@ int fork_execv_log(const char* path, const char* const args[], int ignore_exit_s
 }
 
 int fork_execl_log(const char* path, ...) {
-    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
-    return fork_execv_log(path, vector.get(), 0);
+    OVK_COLLECT(vector, path, spawn::collect(args));
+    return fork_execv_log(path, vector.data(), 0);
 }
 
 int fork_execvv_getoutput(char** output, const char* path, const char* const args[]) {
@@ -236,8 +231,6 @@ int fork_execvv_getoutput(char** output, const char* path, const char* const arg
 }
 
 int fork_execv_getoutput(char** output, const char* path, ...) {
-    OVK_COLLECT(vector, path, spawn::collect_all(path, args));
-    if (!vector)
-        end_with_failure("Cannot allocate buffer:\n%s", std::strerror(errno));
-    return fork_execvv_getoutput(output, path, vector.get());
+    OVK_COLLECT(vector, path, spawn::collect("Cannot allocate buffer:\n", path, args));
+    return fork_execvv_getoutput(output, path, vector.data());
 }

@@ -46,8 +46,8 @@ void log_until_end(int fd) {
 } // namespace
 
 pid_t fork_execl_pipes(int in, int out, int err, const char* path, ...) {
-    OVK_COLLECT(vector, path, spawn::collect_or_exit(args));
-    return fork_execv_pipes(in, out, err, path, vector.get());
+    OVK_COLLECT(vector, path, spawn::collect(args));
+    return fork_execv_pipes(in, out, err, path, vector.data());
 }
 
 int fork_execv_fd(int fd_in, int fd_out, const char* path, const char* const args[]) {

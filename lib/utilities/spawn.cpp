@@ -3,9 +3,9 @@
 #include "lib/product_log.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <unistd.h>
 
 namespace spawn {
@@ -18,31 +18,22 @@ Pipe open_high_pipe() {
             Descriptor(fcntl(low.write_end.get(), F_DUPFD_CLOEXEC, first_other))};
 }
 
-Vector collect_all(const char* first, va_list args) {
-    va_list counted;
-    va_copy(counted, args);
-    std::size_t count = first == nullptr ? 0 : 1;
-    while (va_arg(counted, const char*) != nullptr)
-        ++count;
-    va_end(counted);
-
-    Vector vector(static_cast<const char**>(std::malloc((count + 1) * sizeof(const char*))));
-    if (!vector)
+std::vector<const char*> collect(const char* failure, const char* first, va_list args) {
+    try {
+        std::vector<const char*> vector;
+        if (first != nullptr)
+            vector.push_back(first);
+        do
+            vector.push_back(va_arg(args, const char*));
+        while (vector.back() != nullptr);
         return vector;
-    std::size_t i = 0;
-    if (first != nullptr)
-        vector[i++] = first;
-    while (i < count)
-        vector[i++] = va_arg(args, const char*);
-    vector[count] = nullptr;
-    return vector;
+    } catch (const std::bad_alloc&) {
+        end_with_failure("%s%s", failure, std::strerror(errno));
+    }
 }
 
-Vector collect_or_exit(va_list args) {
-    Vector vector = collect_all(nullptr, args);
-    if (!vector)
-        end_with_failure("malloc() failed: %s", std::strerror(errno));
-    return vector;
+std::vector<const char*> collect(va_list args) {
+    return collect("malloc() failed: ", nullptr, args);
 }
 
 FixedVector collect_fixed(const char* path, va_list args) {

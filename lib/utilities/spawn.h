@@ -3,13 +3,11 @@
 #pragma once
 
 #include "base/io.h"
-#include "base/owned.h"
 #include "lib/spawn.h"
 
 #include <array>
 #include <cstdarg>
-#include <cstddef>
-#include <memory>
+#include <vector>
 
 namespace spawn {
 
@@ -17,14 +15,12 @@ namespace spawn {
 /// a pipe end there would be taken for what the child is to have there. False with errno set.
 Pipe open_high_pipe();
 
-using Vector = std::unique_ptr<const char*[], FreeDeleter>;
-
 /// All variadic arguments up to the null, `first` (where not null) in front of them, and a null.
-/// Null when there is no memory.
-Vector collect_all(const char* first, va_list args);
+/// Without memory the process ends with status 1, after a message that begins with `failure`.
+std::vector<const char*> collect(const char* failure, const char* first, va_list args);
 
-/// The arguments alone. Without memory the process ends with status 1, after a message.
-Vector collect_or_exit(va_list args);
+/// The arguments alone.
+std::vector<const char*> collect(va_list args);
 
 /// A vector of a fixed size: at most 100 entries and a null.
 using FixedVector = std::array<const char*, 101>;
