@@ -55,9 +55,7 @@ void open_panel_database(Run& run) {
 
 int db_mail_act(Run& run) {
     open_panel_database(run);
-    if (!find_mailbox(run))
-        return 0;
-    if (!look_for_refusal(run))
+    if (!find_mailbox(run) || !look_for_refusal(run))
         return 0;
     Rules rules(run);
     while (const std::optional<ResponderRule> rule = rules.next()) {

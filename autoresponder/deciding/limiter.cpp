@@ -27,68 +27,6 @@ std::string hash_of(std::string_view sender) {
     return std::to_string(hash);
 }
 
-/// Keeps two runs for the same rule and sender from both reading the same count where the table
-/// knows neither transactions nor a unique key, and from getting into each other's way where it
-/// does: an advisory lock of the database, held from construction to destruction. When the process
-/// ends in between, the server releases it with the connection. Other servers of a cluster do not
-/// know it.
-class BookkeepingLock {
-public:
-    BookkeepingLock(MYSQL* connection, const std::string& rule, std::string_view sender)
-        : connection_(connection), name_(concat({"autoresponder-", rule, "-", hash_of(sender)})) {
-        MysqlResult result;
-        held_ = run_query(connection_, concat({"select GET_LOCK('", name_, "', 5)"}), result);
-        const std::optional<Row> row = next_row(result);
-        held_ = held_ && row && row->text(0) == "1";
-        // A reply too many is better than none.
-        if (!held_ && mysql_errno(connection_) < CR_MIN_ERROR)
-            report({"autoresponder: Unable to lock reply bookkeeping, going on without"});
-    }
-    BookkeepingLock(const BookkeepingLock&) = delete;
-    BookkeepingLock& operator=(const BookkeepingLock&) = delete;
-    ~BookkeepingLock() {
-        MysqlResult ignored;
-        if (held_)
-            run_query(connection_, concat({"select RELEASE_LOCK('", name_, "')"}), ignored);
-    }
-
-private:
-    MYSQL* connection_;
-    std::string name_;
-    bool held_ = false;
-};
-
-/// One rule's bookkeeping for one sender.
-struct Bookkeeping {
-    MYSQL* connection;
-    const std::string& rule;
-    /// Escaped for a quoted literal.
-    std::string sender;
-    /// That answers are counted for.
-    int days;
-
-    MysqlResult run(const std::string& statement) const {
-        return run_query_or_throw(connection, statement);
-    }
-
-    /// First column of the first row: `when_null` for NULL; none without a row.
-    std::optional<std::string> value(const std::string& statement, const char* when_null) const {
-        const MysqlResult result = run(statement);
-        const std::optional<Row> row = next_row(result);
-        return row ? std::optional(row->text(0, when_null)) : std::nullopt;
-    }
-};
-
-/// What no longer counts, as a condition.
-std::string is_of_earlier_days(const Bookkeeping& books) {
-    return concat({"(TO_DAYS(NOW())-TO_DAYS(time_resp))>", std::to_string(books.days - 1)});
-}
-
-std::string purge_of_earlier_days(const Bookkeeping& books) {
-    return concat(
-        {"delete from resp_freq where rn_id=", books.rule, " and ", is_of_earlier_days(books)});
-}
-
 /// The sender as the table has it: one, whatever the case of its letters, and in ASCII, which every
 /// column can hold and compare.
 std::string bookkeeping_name(const Mail_content& mail) {
@@ -97,36 +35,103 @@ std::string bookkeeping_name(const Mail_content& mail) {
     return name.size() <= longest ? name : name.substr(0, kept) + hash_of(name);
 }
 
-std::string escape_sender(MYSQL* connection, const std::string& sender) {
-    return MallocedText(escape_mysql_param(connection, sender.c_str())).get();
+/// One rule's bookkeeping for one sender.
+struct Bookkeeping {
+    Bookkeeping(const Run& run, const ResponderRule& of)
+        : connection(run.connection.get()), rule(of.id), name(bookkeeping_name(run.reading.mail)),
+          sender(MallocedText(escape_mysql_param(connection, name.c_str())).get()), days(of.days()),
+          limit(decimal_number(of.ans_freq)), mem_limit(decimal_number(of.mem_limit)) {}
+
+    MYSQL* connection;
+    const std::string& rule;
+    std::string name;
+    /// The name, escaped for a quoted literal.
+    std::string sender;
+    /// That answers are counted for.
+    int days;
+    std::int32_t limit;
+    std::int32_t mem_limit;
+
+    MysqlResult run(const std::string& statement) const {
+        return run_query_or_throw(connection, statement);
+    }
+
+    /// First column of the first row: `when_null` for NULL; none without a row.
+    std::optional<std::string> value(const std::string& statement,
+                                     const char* when_null = "0") const {
+        const MysqlResult result = run(statement);
+        const std::optional<Row> row = next_row(result);
+        return row ? std::optional(row->text(0, when_null)) : std::nullopt;
+    }
+
+    /// The rule's rows and the sender's row, as statements go on.
+    std::string rows() const { return " where rn_id=" + rule; }
+    std::string row() const { return concat({rows(), " and email='", sender, "'"}); }
+};
+
+/// Keeps two runs for the same rule and sender from both reading the same count where the table
+/// knows neither transactions nor a unique key, and from getting into each other's way where it
+/// does: an advisory lock of the database, held from construction to destruction. When the process
+/// ends in between, the server releases it with the connection. Other servers of a cluster do not
+/// know it.
+class BookkeepingLock {
+public:
+    explicit BookkeepingLock(const Bookkeeping& books)
+        : connection_(books.connection),
+          name_(concat({"autoresponder-", books.rule, "-", hash_of(books.name)})) {
+        const std::optional<MysqlResult> result =
+            run_query(connection_, concat({"select GET_LOCK('", name_, "', 5)"}));
+        const std::optional<Row> row = result ? next_row(*result) : std::nullopt;
+        held_ = row && row->text(0) == "1";
+        // A reply too many is better than none.
+        if (!held_ && mysql_errno(connection_) < CR_MIN_ERROR)
+            report({"autoresponder: Unable to lock reply bookkeeping, going on without"});
+    }
+    BookkeepingLock(const BookkeepingLock&) = delete;
+    BookkeepingLock& operator=(const BookkeepingLock&) = delete;
+    ~BookkeepingLock() {
+        if (held_)
+            run_query(connection_, concat({"select RELEASE_LOCK('", name_, "')"}));
+    }
+
+private:
+    MYSQL* connection_;
+    std::string name_;
+    bool held_ = false;
+};
+
+/// What no longer counts, as a condition.
+std::string is_of_earlier_days(const Bookkeeping& books) {
+    return concat({"(TO_DAYS(NOW())-TO_DAYS(time_resp))>", std::to_string(books.days - 1)});
+}
+
+std::string purge_of_earlier_days(const Bookkeeping& books) {
+    return concat({"delete from resp_freq", books.rows(), " and ", is_of_earlier_days(books)});
 }
 
 std::string count_of_sender(const Bookkeeping& books) {
-    return concat(
-        {"select num from resp_freq where rn_id=", books.rule, " and email='", books.sender, "'"});
+    return "select num from resp_freq" + books.row();
 }
 
 /// What was read before may have changed since. The row is read once more and locked, on this
 /// server and, up to the commit, against all others of a cluster, and whether there may be one more
 /// is asked anew.
-bool count_one_more(const Bookkeeping& books, std::int32_t limit) {
-    const std::optional<std::string> num = books.value(count_of_sender(books) + " for update", "0");
+bool count_one_more(const Bookkeeping& books) {
+    const std::optional<std::string> num = books.value(count_of_sender(books) + " for update");
     if (!num)
         throw QueryFailure{Kind::conflict, "the sender has just been evicted"};
-    if (decimal_number(*num) >= limit)
+    if (decimal_number(*num) >= books.limit)
         return false;
-    books.run(concat({"update resp_freq set num=", *num, "+1 where rn_id=", books.rule,
-                      " and email='", books.sender, "'"}));
+    books.run(concat({"update resp_freq set num=", *num, "+1", books.row()}));
     return true;
 }
 
 /// Those with the oldest time, as statements go on behind "from". Senders that share it go
 /// together.
 std::string oldest_entries(const Bookkeeping& books, const std::string& condition) {
-    const std::optional<std::string> oldest = books.value(
-        concat({"select MIN(time_resp) from resp_freq where rn_id=", books.rule, condition}), "0");
-    return concat(
-        {" from resp_freq where rn_id=", books.rule, " and time_resp='", oldest.value_or(""), "'"});
+    const std::optional<std::string> oldest =
+        books.value(concat({"select MIN(time_resp) from resp_freq", books.rows(), condition}));
+    return concat({" from resp_freq", books.rows(), " and time_resp='", oldest.value_or(""), "'"});
 }
 
 /// Of two first answers one meets the other's key.
@@ -148,18 +153,17 @@ void count_by(const Bookkeeping& books, const std::string& statement) {
 }
 
 /// How the bookkeeping stands as far as `condition` lets it count.
-LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit,
-                            const std::string& condition) {
-    const std::optional<std::string> entries = books.value(
-        concat({"select COUNT(*) from resp_freq where rn_id=", books.rule, condition}), "0");
-    const std::optional<std::string> num = books.value(count_of_sender(books) + condition, "0");
+LimiterVerdict read_verdict(const Bookkeeping& books, const std::string& condition) {
+    const std::optional<std::string> entries =
+        books.value(concat({"select COUNT(*) from resp_freq", books.rows(), condition}));
+    const std::optional<std::string> num = books.value(count_of_sender(books) + condition);
     LimiterVerdict verdict;
     verdict.days = books.days;
     if (num)
         verdict.answers = decimal_number(*num);
-    verdict.most_answers = limit;
+    verdict.most_answers = books.limit;
     verdict.senders = decimal_number(entries.value_or("0"));
-    verdict.most_senders = mem_limit;
+    verdict.most_senders = books.mem_limit;
     return verdict;
 }
 
@@ -167,9 +171,9 @@ LimiterVerdict read_verdict(const Bookkeeping& books, std::int32_t limit, std::i
 /// by itself is without more ado. What comes before that only reads, or deletes what no longer
 /// counts: outside, it keeps no lock, so that a crowd does not wait for one another, and a mail
 /// that is refused costs no transaction.
-bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit) {
+bool decide(const Bookkeeping& books) {
     books.run(purge_of_earlier_days(books));
-    const LimiterVerdict verdict = read_verdict(books, limit, mem_limit, "");
+    const LimiterVerdict verdict = read_verdict(books, "");
     if (!verdict.allows())
         return false;
     if (!verdict.answers && !verdict.evicts()) {
@@ -179,7 +183,7 @@ bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit
     books.run("begin");
     bool may_answer = true;
     if (verdict.answers) {
-        may_answer = count_one_more(books, limit);
+        may_answer = count_one_more(books);
     } else {
         books.run("delete" + oldest_entries(books, ""));
         books.run(insert_of_sender(books));
@@ -190,20 +194,18 @@ bool decide(const Bookkeeping& books, std::int32_t limit, std::int32_t mem_limit
 
 /// Whether the key that is taken is that of rule and sender, in either order: the server names its
 /// values, or the beginning of them.
-bool is_own_key(const std::string& failure, const std::string& rule, const std::string& sender) {
+bool is_own_key(const std::string& failure, const Bookkeeping& books) {
     constexpr std::size_t shown = 60;
     const auto names = [&](const std::string& first, const std::string& second) {
         return contains(failure, "'" + concat({first, "-", second}).substr(0, shown));
     };
-    return names(rule, sender) || names(sender, rule);
+    return names(books.rule, books.name) || names(books.name, books.rule);
 }
 
 /// Should the answer not be sent after all.
 void have_taken_back(const Bookkeeping& books) {
-    const std::string row =
-        concat({" where rn_id=", books.rule, " and email='", books.sender, "'"});
-    take_back_on_retry(books.connection, concat({"update resp_freq set num=num-1", row}));
-    take_back_on_retry(books.connection, concat({"delete from resp_freq", row, " and num<=0"}));
+    take_back_on_retry(books.connection, "update resp_freq set num=num-1" + books.row());
+    take_back_on_retry(books.connection, "delete from resp_freq" + books.row() + " and num<=0");
 }
 
 /// Twice as long after each try, up to a tenth of a second and some, and not the same for two runs
@@ -217,18 +219,13 @@ void pause_after(int attempt) {
 }
 
 /// How things stand today, as they are read where nothing is recorded.
-LimiterVerdict verdict_of_today(const Bookkeeping& books, std::int32_t limit,
-                                std::int32_t mem_limit) {
+LimiterVerdict verdict_of_today(const Bookkeeping& books) {
     // As if earlier days had been purged.
     const std::string counts = concat({" and (", is_of_earlier_days(books), ") is not true"});
-    LimiterVerdict verdict = read_verdict(books, limit, mem_limit, counts);
+    LimiterVerdict verdict = read_verdict(books, counts);
     if (verdict.answers)
         verdict.since =
-            books
-                .value(concat({"select time_resp from resp_freq where rn_id=", books.rule,
-                               " and email='", books.sender, "'"}),
-                       "")
-                .value_or("");
+            books.value("select time_resp from resp_freq" + books.row(), "").value_or("");
     if (!verdict.evicts())
         return verdict;
     const MysqlResult rows = books.run("select email" + oldest_entries(books, counts));
@@ -238,20 +235,19 @@ LimiterVerdict verdict_of_today(const Bookkeeping& books, std::int32_t limit,
 }
 
 /// Decides and records, as often as others stand in the way.
-bool decide_patiently(const Bookkeeping& books, const std::string& sender, std::int32_t limit,
-                      std::int32_t mem_limit) {
+bool decide_patiently(const Bookkeeping& books) {
     constexpr int attempts = 20;
     constexpr std::time_t seconds = 60; // a try may have waited that long for a lock
     const std::time_t begin = std::time(nullptr);
     bool waited = false;
     for (int attempt = 1;; ++attempt) {
         try {
-            const bool may_answer = decide(books, limit, mem_limit);
+            const bool may_answer = decide(books);
             if (may_answer)
                 have_taken_back(books);
             return may_answer;
         } catch (QueryFailure& failure) {
-            if (failure.kind == Kind::taken_key && is_own_key(failure.text, books.rule, sender))
+            if (failure.kind == Kind::taken_key && is_own_key(failure.text, books))
                 failure.kind = Kind::conflict;
             // A row that stays locked has cost the server's wait.
             const bool goes_on = failure.kind == Kind::conflict ||
@@ -259,8 +255,7 @@ bool decide_patiently(const Bookkeeping& books, const std::string& sender, std::
             if (!goes_on || attempt == attempts || std::time(nullptr) - begin > seconds)
                 throw;
         }
-        MysqlResult ignored;
-        run_query(books.connection, "rollback", ignored);
+        run_query(books.connection, "rollback");
         pause_after(attempt);
     }
 }
@@ -268,19 +263,15 @@ bool decide_patiently(const Bookkeeping& books, const std::string& sender, std::
 } // namespace
 
 int can_response_freq(Run& run, const ResponderRule& rule) {
-    MYSQL* const connection = run.connection.get();
-    const std::int32_t limit = decimal_number(rule.ans_freq);
-    const std::int32_t mem_limit = decimal_number(rule.mem_limit);
-    const std::string sender = bookkeeping_name(run.reading.mail);
-    const Bookkeeping books{connection, rule.id, escape_sender(connection, sender), rule.days()};
+    const Bookkeeping books(run, rule);
     if (!run.acts()) {
-        run.account.rule().limit = verdict_of_today(books, limit, mem_limit);
+        run.account.rule().limit = verdict_of_today(books);
         return run.account.rule().limit->allows();
     }
-    if (limit <= 0) {
-        run_query_or_exit(connection, purge_of_earlier_days(books));
+    if (books.limit <= 0) {
+        run_query_or_exit(books.connection, purge_of_earlier_days(books));
         return 0;
     }
-    const BookkeepingLock lock(connection, rule.id, sender);
-    return decide_patiently(books, sender, limit, mem_limit);
+    const BookkeepingLock lock(books);
+    return decide_patiently(books);
 }

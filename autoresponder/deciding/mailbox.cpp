@@ -12,43 +12,53 @@
 
 namespace {
 
-MallocedText make_escape_buffer(const std::string& text) {
-    return MallocedText(static_cast<char*>(std::malloc(2 * text.size() + 1)));
+MallocedText escaped_alone(const std::string& text) {
+    MallocedText escaped(static_cast<char*>(std::malloc(2 * text.size() + 1)));
+    if (escaped)
+        mysql_escape_string(escaped.get(), text.data(), text.size());
+    return escaped;
 }
 
-void escape_into(const MallocedText& buffer, const std::string& text) {
-    mysql_escape_string(buffer.get(), text.data(), text.size());
+EscapedRecipient escaped_over(MYSQL* connection, const std::string& domain,
+                              const std::string& name) {
+    return {MallocedText(escape_mysql_param(connection, domain.c_str())),
+            MallocedText(escape_mysql_param(connection, name.c_str()))};
 }
 
-/// The four lookups in the order in which they are tried.
-std::array<std::string, 4> lookup_statements(const char* domain, const char* name) {
-    return {
-        concat({"select m.id, m.mail_name, d.name from mail m, domains d"
-                " where m.dom_id=d.id and d.name='",
-                domain, "' and m.mail_name='", name, "'"}),
-        concat({"select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d"
-                " where m.id=ma.mn_id and m.dom_id=d.id and d.name='",
-                domain, "' and ma.alias='", name, "'"}),
-        concat({"select m.id, m.mail_name, d.name from mail m, domains d, domainaliases da"
-                " where m.dom_id=d.id and d.id=da.dom_id and da.name='",
-                domain, "' and m.mail_name='", name, "' and da.mail='true'"}),
-        concat({"select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d,"
-                " domainaliases da where m.id=ma.mn_id and m.dom_id=d.id and d.id=da.dom_id"
-                " and da.name='",
-                domain, "' and ma.alias='", name, "' and da.mail='true'"}),
-    };
+struct Lookup {
+    const char* what;
+    std::string statement;
+};
+
+/// In the order in which they are tried.
+std::array<Lookup, 4> lookups_of(const char* domain, const char* name) {
+    return {{
+        {"mailbox", concat({"select m.id, m.mail_name, d.name from mail m, domains d"
+                            " where m.dom_id=d.id and d.name='",
+                            domain, "' and m.mail_name='", name, "'"})},
+        {"alias", concat({"select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d"
+                          " where m.id=ma.mn_id and m.dom_id=d.id and d.name='",
+                          domain, "' and ma.alias='", name, "'"})},
+        {"mailbox at the alias domain",
+         concat({"select m.id, m.mail_name, d.name from mail m, domains d, domainaliases da"
+                 " where m.dom_id=d.id and d.id=da.dom_id and da.name='",
+                 domain, "' and m.mail_name='", name, "' and da.mail='true'"})},
+        {"alias at the alias domain",
+         concat({"select m.id, m.mail_name, d.name from mail m, mail_aliases ma, domains d,"
+                 " domainaliases da where m.id=ma.mn_id and m.dom_id=d.id and d.id=da.dom_id"
+                 " and da.name='",
+                 domain, "' and ma.alias='", name, "' and da.mail='true'"})},
+    }};
 }
 
 /// Up to the first lookup that finds a row.
-void look_up(Run& run, const std::string& address, const char* domain, const char* name) {
-    static constexpr std::array<const char*, 4> names = {
-        "mailbox", "alias", "mailbox at the alias domain", "alias at the alias domain"};
-    std::size_t lookup = 0;
-    for (const std::string& statement : lookup_statements(domain, name)) {
+void look_up(Run& run, const std::string& domain, const std::string& name,
+             const EscapedRecipient& escaped) {
+    for (const auto& [what, statement] : lookups_of(escaped.domain.get(), escaped.mailname.get())) {
         const MysqlResult found =
             run_query_or_exit(run.connection.get(), statement, "autoresponder: Unable to query: ");
         const std::optional<Row> row = next_row(found);
-        run.account.lookups.push_back({names.at(lookup++), address, row.has_value()});
+        run.account.lookups.push_back({what, concat({name, "@", domain}), row.has_value()});
         if (row) {
             run.account.mailbox = ResolvedMailbox{row->text(0), row->text(1), row->text(2), {}};
             return;
@@ -56,35 +66,25 @@ void look_up(Run& run, const std::string& address, const char* domain, const cha
     }
 }
 
-std::string attachments_directory(const std::string& domain, const std::string& mailbox) {
-    const char* const root = ovkConfGetDefaultByIndex(_ORVEK_MAILNAMES_D_INDEX);
-    return concat({root, "/", domain, "/", mailbox, "/@attachments"});
-}
-
 } // namespace
 
 void escape_recipient(Run& run) {
     const Mail_content& mail = run.reading.mail;
-    run.recipient.domain = make_escape_buffer(mail.domain);
-    run.recipient.mailname = make_escape_buffer(mail.mailname);
     // Escaping without a connection needs the client library's character sets, which mysql_init
     // would load only later.
-    const bool has_library = mysql_library_init(0, nullptr, nullptr) == 0;
-    if (!run.recipient.domain || !run.recipient.mailname || !has_library) {
+    if (mysql_library_init(0, nullptr, nullptr) == 0)
+        run.recipient = {escaped_alone(mail.domain), escaped_alone(mail.mailname)};
+    if (!run.recipient.domain || !run.recipient.mailname) {
         report({"autoresponder: Unable to alloc memory"});
         give_up();
     }
-    escape_into(run.recipient.domain, mail.domain);
-    escape_into(run.recipient.mailname, mail.mailname);
 }
 
 void adapt_escaping(Run& run) {
     MYSQL* const connection = run.connection.get();
-    if ((connection->server_status & SERVER_STATUS_NO_BACKSLASH_ESCAPES) == 0)
-        return;
     const Mail_content& mail = run.reading.mail;
-    run.recipient.domain.reset(escape_mysql_param(connection, mail.domain.c_str()));
-    run.recipient.mailname.reset(escape_mysql_param(connection, mail.mailname.c_str()));
+    if ((connection->server_status & SERVER_STATUS_NO_BACKSLASH_ESCAPES) != 0)
+        run.recipient = escaped_over(connection, mail.domain, mail.mailname);
 }
 
 std::string without_extension(const std::string& local_part, char delimiter) {
@@ -95,30 +95,24 @@ std::string without_extension(const std::string& local_part, char delimiter) {
 bool find_mailbox(Run& run) {
     const Mail_content& mail = run.reading.mail;
     std::optional<ResolvedMailbox>& found = run.account.mailbox;
-    const auto address = [](const std::string& domain, const std::string& name) {
-        return concat({name, "@", domain});
-    };
-    look_up(run, address(mail.domain, mail.mailname), run.recipient.domain.get(),
-            run.recipient.mailname.get());
+    look_up(run, mail.domain, mail.mailname, run.recipient);
     const auto look_up_else = [&](const std::string& domain, const std::string& name) {
-        if (found || (domain == mail.domain && name == mail.mailname))
-            return;
-        const auto escaped = [&](const std::string& text) {
-            return MallocedText(escape_mysql_param(run.connection.get(), text.c_str()));
-        };
-        look_up(run, address(domain, name), escaped(domain).get(), escaped(name).get());
+        if (!found)
+            look_up(run, domain, name, escaped_over(run.connection.get(), domain, name));
     };
     const std::string other =
         run.policy.standard_mail ? orvek::idn::other_form(mail.domain) : mail.domain;
     const std::string shorter = without_extension(mail.mailname, run.policy.recipient_delimiter);
-    look_up_else(other, mail.mailname);
-    if (shorter != mail.mailname) {
+    if (other != mail.domain)
+        look_up_else(other, mail.mailname);
+    if (shorter != mail.mailname)
         look_up_else(mail.domain, shorter);
-        if (other != mail.domain)
-            look_up_else(other, shorter);
-    }
+    if (other != mail.domain && shorter != mail.mailname)
+        look_up_else(other, shorter);
     if (found)
-        found->attachments_dir = attachments_directory(found->domain_name, found->mail_name);
+        found->attachments_dir =
+            concat({ovkConfGetDefaultByIndex(_ORVEK_MAILNAMES_D_INDEX), "/", found->domain_name,
+                    "/", found->mail_name, "/@attachments"});
     else
         report({"autoresponder: Mailname not found: ", mail.mailname, "@", mail.domain});
     return found.has_value();

@@ -11,9 +11,8 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace {
 
@@ -37,26 +36,29 @@ std::string bounce_reason(const Run& run) {
     return bounce.empty() ? daemon_sign(run.reading.mail.from) : bounce;
 }
 
-/// All names under which the mailbox can be written to, in lower case and sorted: a stranger's mail
-/// can name any number of addresses.
-struct MailboxNames {
-    std::vector<std::string> locals;
-    std::vector<std::string> domains;
-};
+/// In lower case and in order: a stranger's mail can name any number of addresses.
+using Names = std::set<std::string>;
 
-std::vector<std::string> with_first_column(std::string first, const MysqlResult& rows) {
-    std::vector<std::string> texts = {to_lower(first)};
+Names with_first_column(const std::string& first, const MysqlResult& rows) {
+    Names names = {to_lower(first)};
     while (const std::optional<Row> row = next_row(rows))
-        texts.push_back(to_lower(row->text(0)));
-    return texts;
+        names.insert(to_lower(row->text(0)));
+    return names;
 }
 
 /// A mail's header has the ASCII form of a domain, whatever the table has.
-std::vector<std::string> with_ascii_forms(std::vector<std::string> domains) {
-    for (std::size_t i = domains.size(); i-- > 0;)
-        domains.push_back(orvek::idn::ascii_form("@" + domains[i]).substr(1));
-    return domains;
+Names with_ascii_forms(const Names& domains) {
+    Names forms = domains;
+    for (const std::string& domain : domains)
+        forms.insert(orvek::idn::ascii_form("@" + domain).substr(1));
+    return forms;
 }
+
+/// All names under which the mailbox can be written to.
+struct MailboxNames {
+    Names locals;
+    Names domains;
+};
 
 MailboxNames names_of(const ResolvedMailbox& mailbox, MYSQL* connection) {
     const MysqlResult aliases = run_query_or_exit(
@@ -65,11 +67,8 @@ MailboxNames names_of(const ResolvedMailbox& mailbox, MYSQL* connection) {
         connection, concat({"select da.name from domainaliases da, mail m where da.dom_id=m.dom_id"
                             " and da.mail='true' and m.id=",
                             mailbox.id}));
-    MailboxNames names = {with_first_column(mailbox.mail_name, aliases),
-                          with_ascii_forms(with_first_column(mailbox.domain_name, domains))};
-    std::ranges::sort(names.locals);
-    std::ranges::sort(names.domains);
-    return names;
+    return {with_first_column(mailbox.mail_name, aliases),
+            with_ascii_forms(with_first_column(mailbox.domain_name, domains))};
 }
 
 /// As addresses are compared.
@@ -78,13 +77,10 @@ std::string plain(std::string_view address) {
 }
 
 bool is_address_of(const MailboxNames& names, const std::string& address, char delimiter) {
-    const auto holds = [](const std::vector<std::string>& list, const std::string& text) {
-        return std::ranges::binary_search(list, text);
-    };
     const std::string local = plain_local_part(address);
-    return (holds(names.locals, local) ||
-            holds(names.locals, without_extension(local, delimiter))) &&
-           holds(names.domains, plain(std::string_view(address).substr(address.rfind('@') + 1)));
+    return (names.locals.contains(local) ||
+            names.locals.contains(without_extension(local, delimiter))) &&
+           names.domains.contains(plain(std::string_view(address).substr(address.rfind('@') + 1)));
 }
 
 bool has_been_through(const ResolvedMailbox& mailbox, std::string_view forwarded_by) {

@@ -24,9 +24,8 @@ std::deque<std::string> taken_back_by;
 
 /// Begins with the first statement that has not been executed yet.
 bool take_back_over(MYSQL* connection) {
-    MysqlResult ignored;
     for (; !taken_back_by.empty(); taken_back_by.pop_front()) {
-        if (!run_query_patiently(connection, taken_back_by.front(), ignored))
+        if (!run_query_patiently(connection, taken_back_by.front()))
             return false;
     }
     return true;
@@ -36,8 +35,7 @@ bool take_back_over(MYSQL* connection) {
 bool take_back() {
     if (taken_back_by.empty())
         return true;
-    MysqlResult ignored;
-    run_query(recorder, "rollback", ignored);
+    run_query(recorder, "rollback");
     if (take_back_over(recorder))
         return true;
     const MysqlConnection another(db_connect());

@@ -2,6 +2,7 @@
 
 #include <errmsg.h>
 #include <mysqld_error.h>
+#include <utility>
 
 namespace {
 
@@ -35,41 +36,38 @@ Kind kind_of(unsigned int error) {
     }
 }
 
-QueryFailure failure_of(MYSQL* connection, const char* what = unable_to_exec) {
-    return {kind_of(mysql_errno(connection)), mysql_error(connection), what};
+MysqlResult or_failure(std::optional<MysqlResult> result, MYSQL* connection, const char* what) {
+    if (!result)
+        throw QueryFailure{kind_of(mysql_errno(connection)), mysql_error(connection), what};
+    return std::move(*result);
 }
 
 } // namespace
 
-bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& result) {
-    result.reset();
+std::optional<MysqlResult> run_query(MYSQL* connection, const std::string& statement) {
     if (mysql_real_query(connection, statement.data(), statement.size()) != 0)
-        return false;
-    result.reset(mysql_store_result(connection));
-    return result != nullptr || mysql_errno(connection) == 0;
+        return std::nullopt;
+    MysqlResult result(mysql_store_result(connection));
+    if (!result && mysql_errno(connection) != 0)
+        return std::nullopt;
+    return result;
 }
 
-bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlResult& result) {
+std::optional<MysqlResult> run_query_patiently(MYSQL* connection, const std::string& statement) {
     constexpr int attempts = 20;
-    for (int attempt = 1; !run_query(connection, statement, result); ++attempt) {
-        if (failure_of(connection).kind != Kind::conflict || attempt == attempts)
-            return false;
+    for (int attempt = 1;; ++attempt) {
+        std::optional<MysqlResult> result = run_query(connection, statement);
+        if (result || attempt == attempts || kind_of(mysql_errno(connection)) != Kind::conflict)
+            return result;
     }
-    return true;
 }
 
 MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement) {
-    MysqlResult result;
-    if (!run_query(connection, statement, result))
-        throw failure_of(connection);
-    return result;
+    return or_failure(run_query(connection, statement), connection, unable_to_exec);
 }
 
 MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement, const char* what) {
-    MysqlResult result;
-    if (!run_query_patiently(connection, statement, result))
-        throw failure_of(connection, what);
-    return result;
+    return or_failure(run_query_patiently(connection, statement), connection, what);
 }
 
 std::optional<Row> next_row(const MysqlResult& result) {

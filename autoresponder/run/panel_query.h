@@ -7,15 +7,15 @@
 #include <optional>
 #include <string>
 
-/// Sends `statement` (its exact length) and takes the whole result to the client. False when the
+/// Sends `statement` (its exact length) and takes the whole result to the client. None when the
 /// statement failed or its result could not be fetched: mysql_error() of the connection then says
-/// why, and `result` is null. A statement that gives no result set leaves `result` null, which
-/// counts as a result without rows.
-bool run_query(MYSQL* connection, const std::string& statement, MysqlResult& result);
+/// why. A statement that gives no result set gives a null one, which counts as a result without
+/// rows.
+std::optional<MysqlResult> run_query(MYSQL* connection, const std::string& statement);
 
 /// The same, and a statement that the server gave up to end a deadlock with another run, and which
 /// has done nothing, is sent again, a few times, before that counts as failure.
-bool run_query_patiently(MYSQL* connection, const std::string& statement, MysqlResult& result);
+std::optional<MysqlResult> run_query_patiently(MYSQL* connection, const std::string& statement);
 
 inline constexpr char unable_to_exec[] = "autoresponder: Unable to exec query :";
 

@@ -5,20 +5,21 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 #include <utility>
 
-char mail_file_name[sizeof mail_file_template] = "/tmp/ovk-autoresponder-XXXXXX";
-char resp_uu_file_name[sizeof reply_file_template] = "/tmp/ovk-response-uu-XXXXXX";
+char mail_file_name[] = "/tmp/ovk-autoresponder-XXXXXX";
+char resp_uu_file_name[] = "/tmp/ovk-response-uu-XXXXXX";
 
-TemporaryFile mail_copy(mail_file_name, mail_file_template, 0); // comes in blocks
-TemporaryFile reply_file(resp_uu_file_name, reply_file_template, 65536);
+TemporaryFile mail_copy(mail_file_name, 0); // comes in blocks
+TemporaryFile reply_file(resp_uu_file_name, 65536);
 
 bool TemporaryFile::create(std::uint64_t limit) {
-    std::copy(name_template_.begin(), name_template_.end(), name_);
+    std::fill_n(name_ + std::strlen(name_) - 6, 6, 'X');
     file_.reset(mkostemp(name_, O_CLOEXEC));
     is_made_ = static_cast<bool>(file_);
     begin(limit);

@@ -12,24 +12,20 @@
 #include <string>
 #include <string_view>
 
-inline constexpr char mail_file_template[] = "/tmp/ovk-autoresponder-XXXXXX";
-inline constexpr char reply_file_template[] = "/tmp/ovk-response-uu-XXXXXX";
-
 /// Name of the copy of the incoming message; the template until the intake has made the file.
-extern char mail_file_name[sizeof mail_file_template];
+extern char mail_file_name[];
 
 /// Name of the reply file; the template until the first reply, and again before each later one.
-extern char resp_uu_file_name[sizeof reply_file_template];
+extern char resp_uu_file_name[];
 
 /// A file whose name lies in a buffer of the process's, where an end by a signal finds it as well.
 class TemporaryFile {
 public:
     static constexpr std::uint64_t no_limit = std::numeric_limits<std::uint64_t>::max();
 
-    /// `name` holds the template and outlives the object. Up to `buffer_size` bytes that are
-    /// written wait in memory.
-    TemporaryFile(char* name, std::string_view name_template, std::size_t buffer_size)
-        : name_(name), name_template_(name_template), buffer_size_(buffer_size) {}
+    /// `name` holds the template, as mkstemp(3) takes it, and outlives the object. Up to
+    /// `buffer_size` bytes that are written wait in memory.
+    TemporaryFile(char* name, std::size_t buffer_size) : name_(name), buffer_size_(buffer_size) {}
 
     /// Makes a new file under a new name, readable by its owner only. False when that fails: there
     /// is then no file, and what is written is lost. At most `limit` bytes and one write are taken.
@@ -84,7 +80,6 @@ private:
     void flush();
 
     char* name_;
-    std::string_view name_template_;
     std::size_t buffer_size_;
     Descriptor file_;
     std::string buffer_;
