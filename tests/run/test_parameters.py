@@ -73,8 +73,8 @@ class PanelLibrary(PanelCase):
         for plugin in ("mysql_clear_password", "mysql_old_password", "sha256_password", "dialog"):
             with self.subTest(plugin):
                 proxy.harm = "ask " + plugin
-                refused = self.probe(("connect", "100"))[0]
-                self.assertIn("couldn't be found in restri", refused)
+                refused = self.probe(("connect", "200"))[0]
+                self.assertIn("couldn't be found in restricted_auth plugin list", refused)
                 self.assertEqual(proxy.told, b"")
         found: list[bool] = []
 
