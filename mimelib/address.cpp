@@ -22,10 +22,8 @@ public:
             quoted(field.take_quoted());
         else if (c == '[')
             literal(field);
-        else if (c == '=')
-            encoded_word(field);
         else if (specials.find(c) == std::string_view::npos)
-            word(field.take_until(specials), true);
+            atom(field);
         else if (field.take() == '.')
             dot();
         else if (c == '@')
@@ -63,15 +61,11 @@ private:
     }
 
     /// Within an encoded word specials mean nothing, so it spoils what it stands in where it has
-    /// any. What follows it without a blank makes one atom with it. At "=", which may begin an atom
-    /// as well.
-    void encoded_word(Scanner& field) {
-        const std::string_view encoded = field.take_encoded_word();
-        const std::string_view atom = field.take_until(specials);
-        if (encoded.empty())
-            return word(atom, true);
-        const std::string_view whole(encoded.data(), encoded.size() + atom.size());
-        word(whole, whole.find_first_of(specials) == std::string_view::npos);
+    /// any. What follows it without a blank makes one atom with it.
+    void atom(Scanner& field) {
+        const std::string_view encoded = field.take_encoded_word(specials);
+        const std::string_view text = encoded.empty() ? field.take_word(specials) : encoded;
+        word(text, text.find_first_of(specials) == std::string_view::npos);
     }
 
     /// A domain has no empty label, though it may end in a dot. Local parts get away with more.
@@ -107,13 +101,11 @@ private:
 
 /// Behind "<": a source route, which ends at a colon and plays no part.
 void skip_route(Scanner& field, AddrSpec& spec) {
-    field.skip_white_and_comments();
-    if (field.at_end() || field.peek() != '@')
+    if (!field.skip_white() || field.peek() != '@')
         return;
-    while (!field.at_end() && field.peek() != '>') {
+    while (field.skip_white() && field.peek() != '>') {
         if (field.take() == ':')
             return;
-        field.skip_white_and_comments();
     }
     spec.spoil();
 }
@@ -133,9 +125,7 @@ AddrSpec take_bracketed(Scanner& field) {
 void skip_element(Scanner& field) {
     AddrSpec rubbish;
     rubbish.spoil();
-    for (field.skip_white_and_comments();
-         !field.at_end() && field.peek() != ',' && field.peek() != ';';
-         field.skip_white_and_comments())
+    while (field.skip_white() && field.peek() != ',' && field.peek() != ';')
         rubbish.take(field);
 }
 
@@ -153,10 +143,7 @@ void skip_group(Scanner& field) {
 bool take_element(Scanner& field, bool into_groups, std::optional<AddrSpec>& mailbox) {
     bool empty = true;
     AddrSpec& spec = mailbox.emplace();
-    for (;;) {
-        field.skip_white_and_comments();
-        if (field.at_end())
-            return !empty;
+    while (field.skip_white()) {
         const char c = field.peek();
         if (c == ',' || c == ';') {
             field.take();
@@ -181,6 +168,7 @@ bool take_element(Scanner& field, bool into_groups, std::optional<AddrSpec>& mai
             spec.take(field);
         }
     }
+    return !empty;
 }
 
 } // namespace

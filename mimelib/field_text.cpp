@@ -30,20 +30,18 @@ std::string local_part(std::string_view text) {
     return result += '"';
 }
 
-void Scanner::skip_white_and_comments() {
-    while (!at_end()) {
+bool Scanner::skip_white() {
+    while (!at_end() && (peek() == '(' || is_white(peek()))) {
         if (peek() == '(')
             skip_comment();
-        else if (is_white(peek()))
-            ++position_;
         else
-            break;
+            ++position_;
     }
+    return !at_end();
 }
 
 bool Scanner::take_behind_white(char c) {
-    skip_white_and_comments();
-    const bool is_there = !at_end() && peek() == c;
+    const bool is_there = skip_white() && peek() == c;
     position_ += is_there;
     return is_there;
 }
@@ -68,6 +66,11 @@ std::string_view Scanner::take_until(std::string_view stops) {
     return text_.substr(start, position_ - start);
 }
 
+std::string_view Scanner::take_word(std::string_view stops) {
+    skip_white();
+    return take_until(stops);
+}
+
 std::string Scanner::take_quoted() {
     std::string content;
     ++position_;
@@ -80,20 +83,20 @@ std::string Scanner::take_quoted() {
     return content;
 }
 
-std::string_view Scanner::take_encoded_word() {
+std::string_view Scanner::take_encoded_word(std::string_view stops) {
     const std::string_view rest = text_.substr(position_);
     if (rest.substr(0, 2) != "=?")
         return {};
     std::size_t mark = 1;
-    for (const std::string_view stops : {"? \t\r\n()<>[]:;@\\,.\"", "? \t\r\n", "? \t\r\n"}) {
-        mark = rest.find_first_of(stops, mark + 1);
+    for (const std::string_view ends : {"? \t\r\n()<>[]:;@\\,.\"", "? \t\r\n", "? \t\r\n"}) {
+        mark = rest.find_first_of(ends, mark + 1);
         if (mark == std::string_view::npos || rest[mark] != '?')
             return {};
     }
     if (rest.substr(mark, 2) != "?=")
         return {};
     position_ += mark + 2;
-    return rest.substr(0, mark + 2);
+    return rest.substr(0, mark + 2 + take_until(stops).size());
 }
 
 } // namespace mimelib

@@ -40,25 +40,27 @@ public:
     std::size_t position() const { return position_; }
 
     /// Passes over white space and comments, nested ones included; a comment without an end reaches
-    /// to the end of the text.
-    void skip_white_and_comments();
+    /// to the end of the text. Returns whether anything stands behind them.
+    bool skip_white();
 
     /// Passes over these, and takes `c` if it stands behind them. Returns whether it did.
     bool take_behind_white(char c);
 
-    /// Takes bytes up to the first white space or byte of `stops`.
-    std::string_view take_until(std::string_view stops);
+    /// Passes over these, and takes bytes up to the first white space or byte of `stops`.
+    std::string_view take_word(std::string_view stops);
 
     /// At an opening quote: takes the quoted string and returns its content without quotes and
     /// backslashes; line breaks stay. One without an end reaches to the end of the text.
     std::string take_quoted();
 
-    /// Takes an encoded word (RFC 2047), whatever its encoded text holds besides white space.
-    /// Empty, and nothing taken, when there is none. Looks no further than four question marks.
-    std::string_view take_encoded_word();
+    /// Takes an encoded word (RFC 2047), whatever its encoded text holds besides white space, and
+    /// the bytes behind it up to the first white space or byte of `stops`. Empty, and nothing
+    /// taken, when there is none. Looks no further than four question marks for its end.
+    std::string_view take_encoded_word(std::string_view stops);
 
 private:
     void skip_comment();
+    std::string_view take_until(std::string_view stops);
 
     std::string_view text_;
     std::size_t position_ = 0;

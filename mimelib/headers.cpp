@@ -3,61 +3,55 @@
 #include "base/text.h"
 #include "mimelib/field_text.h"
 
+#include <algorithm>
+
 using mimelib::end_of_line;
 using mimelib::is_blank;
-using mimelib::is_white;
 
 namespace {
 
+constexpr std::string_view blanks = " \t";
+
 /// Position of the colon of the field that `line` begins; npos when it begins none.
 std::size_t find_colon(std::string_view line) {
-    std::size_t end = 0;
-    while (end < line.size() && line[end] != ':' && line[end] != ' ' && !is_control(line[end]) &&
-           static_cast<unsigned char>(line[end]) < 128)
-        ++end;
-    const std::size_t name = end;
-    while (end < line.size() && is_blank(line[end]))
-        ++end;
-    return name > 0 && end < line.size() && line[end] == ':' ? end : std::string_view::npos;
+    const auto ends_name = [](char c) {
+        return c == ':' || c == ' ' || is_control(c) || !is_ascii(c);
+    };
+    const auto* const name_end = std::find_if(line.begin(), line.end(), ends_name);
+    const auto length = static_cast<std::size_t>(name_end - line.begin());
+    const std::size_t colon = line.find_first_not_of(blanks, length);
+    const bool is_field = length > 0 && colon != std::string_view::npos && line[colon] == ':';
+    return is_field ? colon : std::string_view::npos;
 }
 
-std::string_view trim_field_body(std::string_view body) {
-    while (!body.empty() && is_blank(body.front()))
-        body.remove_prefix(1);
-    while (!body.empty() && is_white(body.back()))
-        body.remove_suffix(1);
-    return body;
-}
-
-/// End of the field that begins at `start`: behind its last continuation line.
-std::size_t field_end(std::string_view text, std::size_t start) {
-    std::size_t end = end_of_line(text, start);
-    while (end < text.size() && is_blank(text[end]))
-        end = end_of_line(text, end);
-    return end;
+/// Of the header that `text` begins with, up to and without the empty line that ends it. It also
+/// ends before the first line that can be neither field nor continuation, and at the end.
+std::size_t header_length(std::string_view text) {
+    DwFieldReader fields(text);
+    while (fields.Next()) {
+    }
+    return text.size() - fields.Rest().size();
 }
 
 } // namespace
 
-std::size_t HeaderLength(std::string_view text) {
-    std::size_t end = 0;
-    while (end < text.size() &&
-           find_colon(text.substr(end, end_of_line(text, end) - end)) != std::string_view::npos)
-        end = field_end(text, end);
-    return end;
-}
-
 bool DwFieldReader::Next() {
-    if (rest_.empty())
+    std::size_t end = end_of_line(rest_, 0);
+    const std::size_t colon = find_colon(rest_.substr(0, end));
+    if (colon == std::string_view::npos)
         return false;
-    const std::string_view field = rest_.substr(0, field_end(rest_, 0));
-    name_ = field.substr(0, field.find_first_of(": \t"));
-    body_ = trim_field_body(field.substr(find_colon(field) + 1));
-    rest_.remove_prefix(field.size());
+    while (end < rest_.size() && is_blank(rest_[end]))
+        end = end_of_line(rest_, end);
+    name_ = rest_.substr(0, rest_.find_first_of(": \t"));
+    body_ = rest_.substr(colon + 1, end - colon - 1);
+    body_.remove_prefix(std::min(body_.find_first_not_of(blanks), body_.size()));
+    body_ = body_.substr(0, body_.find_last_not_of(" \t\r\n") + 1);
+    rest_.remove_prefix(end);
     return true;
 }
 
-DwHeaders::DwHeaders(const DwString& text) : DwMessageComponent(text) {
+DwHeaders::DwHeaders(const DwString& text)
+    : DwMessageComponent(text.substr(0, header_length(text.view()))) {
     for (DwFieldReader field(AsString().view()); field.Next();)
         keep(field.Name(), field.Body());
 }

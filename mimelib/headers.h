@@ -10,15 +10,18 @@
 /// Walks over all fields of a header, those that nobody here knows included.
 class DwFieldReader {
 public:
-    /// `header` is a header as HeaderLength measures it, and must outlive the reader.
-    explicit DwFieldReader(std::string_view header) : rest_(header) {}
+    /// `text` begins with a header, and must outlive the reader.
+    explicit DwFieldReader(std::string_view text) : rest_(text) {}
 
-    /// Moves to the next field; false behind the last.
+    /// Moves to the next field; false behind the last: at the end, and before the first line that
+    /// can be neither field nor continuation, such as an empty one.
     bool Next();
 
-    /// Name and body of the field, as DwHeaders has them. Slices of the header.
+    /// Name and body of the field, as DwHeaders has them. Slices of the text.
     std::string_view Name() const { return name_; }
     std::string_view Body() const { return body_; }
+    /// What stands behind the field.
+    std::string_view Rest() const { return rest_; }
 
 private:
     std::string_view rest_;
@@ -32,7 +35,7 @@ private:
 /// not there gives an empty one.
 class DwHeaders : public DwMessageComponent {
 public:
-    /// `text` is a header as HeaderLength measures it.
+    /// `text` begins with a header: all fields that a DwFieldReader finds.
     explicit DwHeaders(const DwString& text);
 
     bool HasReplyTo() const { return reply_to_.has_value(); }
@@ -64,7 +67,3 @@ private:
     std::optional<DwMediaType> content_type_;
     std::optional<DwMechanism> transfer_encoding_;
 };
-
-/// Length of the header that `text` begins with, up to and without the empty line that ends it. It
-/// also ends before the first line that can be neither field nor continuation, and at the end.
-std::size_t HeaderLength(std::string_view text);

@@ -9,10 +9,7 @@ namespace {
 
 /// Moves behind the next ";" outside comments and quotes, or to the end.
 void skip_to_parameter(Scanner& field) {
-    for (;;) {
-        field.skip_white_and_comments();
-        if (field.at_end())
-            return;
+    while (field.skip_white()) {
         if (field.peek() == '"')
             field.take_quoted();
         else if (field.take() == ';')
@@ -23,9 +20,8 @@ void skip_to_parameter(Scanner& field) {
 std::string take_value(Scanner& field) {
     if (!field.take_behind_white('='))
         return {};
-    field.skip_white_and_comments();
-    if (field.at_end() || field.peek() != '"')
-        return std::string(field.take_until(";("));
+    if (!field.skip_white() || field.peek() != '"')
+        return std::string(field.take_word(";("));
     std::string value = field.take_quoted();
     std::erase_if(value, [](char c) { return c == '\r' || c == '\n'; });
     return value;
@@ -35,15 +31,12 @@ std::string take_value(Scanner& field) {
 
 DwMediaType::DwMediaType(const DwString& text) : DwMessageComponent(text) {
     Scanner field(AsString().view());
-    field.skip_white_and_comments();
-    const std::string_view type = field.take_until("/;(\"");
+    const std::string_view type = field.take_word("/;(\"");
     type_ = equals_ignoring_case(type, "text")        ? DwMime::kTypeText
             : equals_ignoring_case(type, "multipart") ? DwMime::kTypeMultipart
                                                       : DwMime::kTypeUnknown;
-    if (field.take_behind_white('/')) {
-        field.skip_white_and_comments();
-        subtype_ = AsString().slice(field.take_until(";(\""));
-    }
+    if (field.take_behind_white('/'))
+        subtype_ = AsString().slice(field.take_word(";(\""));
     skip_to_parameter(field);
     parameters_ = AsString().substr(field.position());
 }
@@ -63,9 +56,8 @@ std::optional<DwString> DwMediaType::Parameter(std::string_view attribute) const
 std::optional<DwParameter> DwParameter::first_of(const DwString& text) {
     Scanner field(text.view());
     while (!field.at_end()) {
-        field.skip_white_and_comments();
         DwParameter parameter;
-        parameter.attribute_ = text.slice(field.take_until("=;(\""));
+        parameter.attribute_ = text.slice(field.take_word("=;(\""));
         parameter.value_ = DwString(take_value(field));
         skip_to_parameter(field);
         parameter.rest_ = text.substr(field.position());
@@ -76,9 +68,7 @@ std::optional<DwParameter> DwParameter::first_of(const DwString& text) {
 }
 
 int DwMechanism::AsEnum() const {
-    Scanner field(AsString().view());
-    field.skip_white_and_comments();
-    const std::string_view name = field.take_until(";(");
+    const std::string_view name = Scanner(AsString().view()).take_word(";(");
     return name.empty()                                     ? DwMime::kCteNull
            : equals_ignoring_case(name, "quoted-printable") ? DwMime::kCteQuotedPrintable
            : equals_ignoring_case(name, "base64")           ? DwMime::kCteBase64

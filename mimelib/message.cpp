@@ -38,16 +38,13 @@ std::size_t without_line_end(std::string_view text, std::size_t end) {
 
 enum class Line { ordinary, delimiter, closing };
 
-/// What the line [start, end) is to a body whose delimiter lines begin with `delimiter`.
-Line classify(std::string_view text, std::size_t start, std::size_t end,
-              std::string_view delimiter) {
-    if (text.compare(start, delimiter.size(), delimiter) != 0)
+/// What a line is to a body whose delimiter lines begin with `delimiter`.
+Line classify(std::string_view line, std::string_view delimiter) {
+    if (!line.starts_with(delimiter))
         return Line::ordinary;
-    std::string_view rest = text.substr(start, end - start).substr(delimiter.size());
-    const bool closing = rest.substr(0, 2) == "--";
-    if (closing)
-        rest.remove_prefix(2);
-    if (rest.find_first_not_of(" \t\r\n") != std::string_view::npos)
+    line.remove_prefix(delimiter.size());
+    const bool closing = line.starts_with("--");
+    if (line.find_first_not_of(" \t\r\n", closing ? 2 : 0) != std::string_view::npos)
         return Line::ordinary;
     return closing ? Line::closing : Line::delimiter;
 }
@@ -62,7 +59,7 @@ struct Delimiter {
 Delimiter find_delimiter(std::string_view text, std::string_view delimiter) {
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = mimelib::end_of_line(text, start);
-        const Line kind = classify(text, start, end, delimiter);
+        const Line kind = classify(text.substr(start, end - start), delimiter);
         if (kind != Line::ordinary)
             return {start, end, kind};
         start = end;
@@ -101,11 +98,10 @@ std::optional<DwBodyPart> DwBodyPart::first_of(const DwString& text, const DwStr
 }
 
 void DwEntity::parse_from(std::size_t start) {
-    const std::string_view text = AsString().view();
-    const std::size_t length = HeaderLength(text.substr(start));
-    headers_ = DwHeaders(AsString().substr(start, length));
+    headers_ = DwHeaders(AsString().substr(start));
+    const std::size_t end = start + headers_.AsString().size();
     body_ =
-        DwBody(AsString().substr(skip_empty_line(text, start + length)), find_boundary(headers_));
+        DwBody(AsString().substr(skip_empty_line(AsString().view(), end)), find_boundary(headers_));
 }
 
 std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {

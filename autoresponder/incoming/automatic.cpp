@@ -61,13 +61,12 @@ std::string automatic_sign(std::string_view name, std::string_view body) {
         return {};
     Scanner scanner(body);
     do {
-        scanner.skip_white_and_comments();
-        const std::string word = to_lower(scanner.take_until(name == suppress ? ",(" : ",;("));
+        const std::string word = to_lower(scanner.take_word(name == suppress ? ",(" : ",;("));
         for (const auto& sign : signs) {
             if (is_of_field(sign) && is_word(sign.word, word))
                 return std::string(sign.reason);
         }
-    } while (name == suppress && (scanner.take_behind_white(',') || !scanner.at_end()));
+    } while (name == suppress && (scanner.take_behind_white(',') || scanner.skip_white()));
     return {};
 }
 

@@ -73,11 +73,9 @@ std::string shown_parameter(const DwMediaType& type, std::string_view name) {
 
 bool is_attachment(const DwEntity& entity) {
     for (DwFieldReader field(entity.Headers().AsString().view()); field.Next();) {
-        if (!equals_ignoring_case(field.Name(), "content-disposition"))
-            continue;
-        mimelib::Scanner body(field.Body());
-        body.skip_white_and_comments();
-        return equals_ignoring_case(body.take_until(";("), "attachment");
+        if (equals_ignoring_case(field.Name(), "content-disposition"))
+            return equals_ignoring_case(mimelib::Scanner(field.Body()).take_word(";("),
+                                        "attachment");
     }
     return false;
 }

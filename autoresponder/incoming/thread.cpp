@@ -20,10 +20,8 @@ bool is_domain_literal(std::string_view text) {
 /// The one msg-id that a field holds, comments around it allowed; empty for anything else.
 std::string single_id(std::string_view body) {
     mimelib::Scanner scanner(body);
-    scanner.skip_white_and_comments();
-    const std::string_view id = scanner.take_until("(");
-    scanner.skip_white_and_comments();
-    return scanner.at_end() && is_msg_id(id) ? std::string(id) : std::string();
+    const std::string_view id = scanner.take_word("(");
+    return !scanner.skip_white() && is_msg_id(id) ? std::string(id) : std::string();
 }
 
 /// The last msg-ids of a field that fit into `room` characters with a blank behind each, in their
