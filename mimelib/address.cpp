@@ -114,11 +114,9 @@ void skip_route(Scanner& field, AddrSpec& spec) {
 AddrSpec take_bracketed(Scanner& field) {
     AddrSpec spec;
     skip_route(field, spec);
-    for (;;) {
-        if (field.take_behind_white('>') || field.at_end() || field.peek() == ',')
-            return spec;
+    while (field.skip_white() && field.peek() != '>' && field.peek() != ',')
         spec.take(field);
-    }
+    return spec;
 }
 
 /// Everything up to the next separator outside comments and quotes.
@@ -131,11 +129,9 @@ void skip_element(Scanner& field) {
 
 /// Behind the colon of a group: everything up to its end.
 void skip_group(Scanner& field) {
-    for (;;) {
+    do
         skip_element(field);
-        if (field.at_end() || field.take() == ';')
-            return;
-    }
+    while (!field.at_end() && field.take() != ';');
 }
 
 /// Takes the next element off the front of the field: a mailbox, or a group without a value. False

@@ -2,8 +2,8 @@
 
 #include "base/base64_alphabet.h"
 #include "base/text.h"
-#include "mimelib/field_text.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace {
@@ -35,9 +35,7 @@ std::size_t decode_groups(std::string_view text, char*& to) {
 
 /// Behind "=": length of the soft line break's rest; npos when it is none.
 std::size_t soft_break_length(std::string_view text) {
-    std::size_t end = 0;
-    while (end < text.size() && mimelib::is_blank(text[end]))
-        ++end;
+    const std::size_t end = std::min(text.find_first_not_of(" \t"), text.size());
     if (end == text.size())
         return end;
     if (text[end] == '\n')
@@ -54,12 +52,11 @@ int DwDecodeBase64(const DwString& in, DwString& out) {
     std::size_t at = 0;
     std::uint32_t bits = 0;
     int symbols = 0;
-    while (at < text.size() && text[at] != '=') {
-        if (symbols == 0) {
+    for (;;) {
+        if (symbols == 0)
             at += decode_groups(text.substr(at), to);
-            if (at == text.size() || text[at] == '=')
-                break;
-        }
+        if (at == text.size() || text[at] == '=')
+            break;
         const std::uint32_t value = base64_value(text[at++]);
         if (value > 63)
             continue;

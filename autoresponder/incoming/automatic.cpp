@@ -14,6 +14,9 @@ namespace {
 constexpr std::string_view suppress = "x-auto-response-suppress"; // the one that is a list
 constexpr std::string_view all_but_no = "!no";
 
+constexpr char null_path[] = "Return-Path is null";
+constexpr char report[] = "Content-Type is multipart/report";
+
 /// What a field says with a word, which is its first; with any where none stands here.
 constexpr struct {
     std::string_view field, word, reason;
@@ -40,19 +43,6 @@ bool is_word(std::string_view wanted, std::string_view word) {
     return wanted.empty() || wanted == word || (wanted == all_but_no && word != "no");
 }
 
-std::string content_type_sign(std::string_view body) {
-    const DwMediaType type{DwString(body)};
-    return type.Type() == DwMime::kTypeMultipart && type.HasSubtype("report")
-               ? "Content-Type is multipart/report"
-               : "";
-}
-
-std::string return_path_sign(std::string_view body) {
-    Scanner scanner(body);
-    return scanner.take_behind_white('<') && scanner.take_behind_white('>') ? "Return-Path is null"
-                                                                            : "";
-}
-
 } // namespace
 
 std::string automatic_sign(std::string_view name, std::string_view body) {
@@ -75,13 +65,18 @@ bool is_automatic_sign(std::string_view reason) {
 }
 
 bool is_bounce_sign(std::string_view reason) {
-    return reason == content_type_sign("multipart/report") || reason == return_path_sign("<>");
+    return reason == null_path || reason == report;
 }
 
 std::string bounce_sign(std::string_view name, std::string_view body) {
-    if (name == "content-type")
-        return content_type_sign(body);
-    return name == "return-path" ? return_path_sign(body) : "";
+    Scanner path(body);
+    if (name == "return-path" && path.take_behind_white('<') && path.take_behind_white('>'))
+        return null_path;
+    if (name != "content-type")
+        return {};
+    const DwMediaType type{DwString(body)};
+    const bool is_multipart = type.Type() == DwMime::kTypeMultipart;
+    return is_multipart && type.HasSubtype("report") ? report : "";
 }
 
 std::string daemon_sign(const std::string& sender) {

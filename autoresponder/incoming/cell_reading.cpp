@@ -27,8 +27,8 @@ constexpr char yes[] = "1";
 /// The codecs say a hundred of each kind.
 constexpr std::size_t most_said = 1000;
 
-/// All texts of a reading but the body, which is large, and the recipient's.
-std::array<std::string*, 16> fields_of(Reading& reading) {
+/// All texts of a reading but the recipient's.
+std::array<std::string*, 17> fields_of(Reading& reading) {
     Mail_content& mail = reading.mail;
     HeaderFacts& facts = reading.facts;
     return {&mail.from,
@@ -37,6 +37,7 @@ std::array<std::string*, 16> fields_of(Reading& reading) {
             &mail.subject_letters,
             &mail.date,
             &mail.charset,
+            &mail.body,
             &facts.automatic,
             &facts.bounce,
             &facts.destinations,
@@ -106,7 +107,6 @@ cell::Texts texts_of(Told told) {
         const std::optional<std::time_t>& received = told.reading->facts.received;
         texts.push_back(received ? std::to_string(*received) : "");
         texts.emplace_back(told.reading->text.exists ? yes : "");
-        texts.push_back(std::move(told.reading->mail.body));
     }
     std::move(told.said.begin(), told.said.end(), std::back_inserter(texts));
     return texts;
@@ -120,13 +120,12 @@ std::optional<Told> told_by(cell::Texts texts, const Policy& policy) {
     if (texts[next++] == yes) {
         Reading& reading = told.reading.emplace();
         const auto fields = fields_of(reading);
-        if (texts.size() < fields.size() + 4)
+        if (texts.size() < 1 + fields.size() + 2)
             return std::nullopt;
         for (std::string* const field : fields)
             *field = std::move(texts[next++]);
         reading.facts.received = whole_number<std::time_t>(texts[next++]);
         reading.text.exists = texts[next++] == yes;
-        reading.mail.body = std::move(texts[next++]);
         if (!has_form(reading, policy))
             return std::nullopt;
     }

@@ -32,27 +32,25 @@ std::string unfold(std::string_view field) {
     return text;
 }
 
-/// "=41" is "A" and "_" a blank; what is malformed stays.
-std::string q_decode(std::string_view data) {
-    std::string text(data);
-    std::replace(text.begin(), text.end(), '_', ' ');
-    DwString decoded;
-    DwDecodeQuotedPrintable(DwString(std::move(text)), decoded);
-    return decoded.str();
-}
-
-std::string b_decode(std::string_view data) {
-    DwString decoded;
-    DwDecodeBase64(DwString(data), decoded);
-    return decoded.str();
-}
-
 /// An encoded word: "=?charset*language?encoding?data?=".
 struct EncodedWord {
     std::string charset; // in lower case
     bool base64;
     std::string_view data;
     std::size_t length;
+
+    /// "=41" is "A" and "_" a blank where it is not Base64; what is malformed stays.
+    std::string decoded() const {
+        std::string text(data);
+        DwString bytes;
+        if (base64) {
+            DwDecodeBase64(DwString(text), bytes);
+        } else {
+            std::replace(text.begin(), text.end(), '_', ' ');
+            DwDecodeQuotedPrintable(DwString(text), bytes);
+        }
+        return bytes.str();
+    }
 };
 
 /// Decodes a subject piece by piece.
@@ -114,7 +112,7 @@ private:
             finish_words();
         in_words_ = true;
         charset_ = word.charset;
-        bytes_ += word.base64 ? b_decode(word.data) : q_decode(word.data);
+        bytes_ += word.decoded();
     }
 
     void finish_words() {
