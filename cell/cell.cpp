@@ -39,15 +39,20 @@ constexpr std::size_t most_texts = 65536;
 /// The status of a child that ends for want of memory.
 constexpr int no_memory_status = 77;
 
-/// An answer: this, the length of each text with the text behind it where that is not large, the
-/// large ones.
-struct Head {
-    std::uint64_t holding; ///< what confine() gave
-    std::uint64_t small;   ///< bytes of the lengths and the texts that are not large
-};
+// An answer: what confine() gave, how many bytes the next come to, the length of each text with the
+// text behind it where that is not large; the large ones. Numbers have eight bytes.
 
-std::string_view bytes_of(const void* start, std::size_t size) {
-    return {static_cast<const char*>(start), size};
+void add_number(std::uint64_t number, std::string& bytes) {
+    bytes.append(reinterpret_cast<const char*>(&number), sizeof number);
+}
+
+/// Takes a number off the front of `bytes`; none where they are too few.
+std::optional<std::uint64_t> take_number(std::string_view& bytes) {
+    std::uint64_t number;
+    if (bytes.copy(reinterpret_cast<char*>(&number), sizeof number) < sizeof number)
+        return std::nullopt;
+    bytes.remove_prefix(sizeof number);
+    return number;
 }
 
 /// The pages themselves go into the pipe: whoever calls leaves them as they are. False where that
@@ -65,15 +70,15 @@ bool lend_fully(int pipe, std::string_view text) {
 }
 
 bool tell(int pipe, std::uint64_t holding, const Texts& texts) {
-    std::string small;
+    std::string head, small;
     for (const std::string& text : texts) {
-        const std::uint64_t length = text.size();
-        small += bytes_of(&length, sizeof length);
-        if (length < large)
+        add_number(text.size(), small);
+        if (text.size() < large)
             small += text;
     }
-    const Head head = {holding, small.size()};
-    return write_fully(pipe, concat({bytes_of(&head, sizeof head), small})) &&
+    add_number(holding, head);
+    add_number(small.size(), head);
+    return write_fully(pipe, head + small) &&
            std::all_of(texts.begin(), texts.end(), [&](const std::string& text) {
                return text.size() < large || lend_fully(pipe, text);
            });
@@ -82,9 +87,7 @@ bool tell(int pipe, std::uint64_t holding, const Texts& texts) {
 /// The child. `pipe` becomes its one descriptor.
 [[noreturn]] void live(const Work& work, const Bounds& bounds, int pipe) {
     constexpr int answer = 0;
-    struct sigaction deadly = {};
-    deadly.sa_handler = SIG_DFL;
-    sigaction(SIGXCPU, &deadly, nullptr);
+    std::signal(SIGXCPU, SIG_DFL);
     sigset_t own_limit;
     sigemptyset(&own_limit);
     sigaddset(&own_limit, SIGXCPU);
@@ -185,23 +188,21 @@ Outcome broken(std::string reason) {
 /// None where the answer is cut off. It may have `most` bytes.
 std::optional<Outcome> read_answer(const Answer& answer, std::size_t most) {
     const Outcome wrong = broken("an answer out of form");
-    std::string bytes, small;
-    if (!answer.read(bytes, sizeof(Head)))
+    std::string head, small;
+    if (!answer.read(head, 2 * sizeof(std::uint64_t)))
         return std::nullopt;
-    Head head;
-    std::memcpy(&head, bytes.data(), sizeof head);
-    if (head.small > most)
+    std::string_view numbers = head;
+    Outcome outcome = {End::answered, {}, {}, *take_number(numbers)};
+    const std::uint64_t size = *take_number(numbers);
+    if (size > most)
         return wrong;
-    if (!answer.read(small, head.small))
+    if (!answer.read(small, size))
         return std::nullopt;
-    Outcome outcome = {End::answered, {}, {}, head.holding};
     std::size_t left = most;
     for (std::string_view rest = small; !rest.empty();) {
-        std::uint64_t length = 0;
-        if (rest.copy(reinterpret_cast<char*>(&length), sizeof length) < sizeof length)
-            return wrong;
-        rest.remove_prefix(sizeof length);
-        if (length > left || (length < large && length > rest.size()) ||
+        const std::optional<std::uint64_t> number = take_number(rest);
+        const std::uint64_t length = number.value_or(0);
+        if (!number || length > left || (length < large && length > rest.size()) ||
             outcome.texts.size() == most_texts)
             return wrong;
         left -= length;

@@ -122,14 +122,6 @@ std::string q_decode(std::string_view data, Complaints& complaints) {
     return bytes;
 }
 
-std::string decode_data(std::string_view encoding, std::string_view data, Complaints& complaints) {
-    if (encoding == "Q" || encoding == "q")
-        return q_decode(data, complaints);
-    if (encoding == "B" || encoding == "b")
-        return base64_decode(std::string(data), complaints);
-    return {};
-}
-
 /// Decodes a word without blanks: "=?charset?encoding?data?=" and whatever follows it.
 std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded, Complaints& complaints,
                                 bool flush) {
@@ -154,7 +146,11 @@ std::string rfc1522_decode_word(std::string_view w, LoadedCharsets& loaded, Comp
     const std::string_view encoding = w.substr(charset_end + 1, encoding_end - charset_end - 1);
     const std::string_view data = w.substr(encoding_end + 1, data_end - encoding_end - 1);
     const std::string charset(w.substr(2, charset_end - 2));
-    const std::string bytes = decode_data(encoding, data, complaints);
+    std::string bytes;
+    if (equals_ignoring_case(encoding, "q"))
+        bytes = q_decode(data, complaints);
+    else if (equals_ignoring_case(encoding, "b"))
+        bytes = base64_decode(std::string(data), complaints);
     if (!is_same_in_both(bytes, charset, "utf-8"))
         loaded.try_emplace(plain_name(charset), charset, "utf-8");
     return iconvRecode(bytes, charset, "utf-8", true, flush).append(trailing);
@@ -230,17 +226,12 @@ std::string decode(std::string text, bool flush) {
 }
 
 std::string encode(std::string text) {
-    std::size_t marked = 0;
-    while (marked < text.size() && !rfc1522_nonprintable(text[marked]))
-        ++marked;
-    if (marked == text.size())
+    const auto marked = std::find_if(text.begin(), text.end(), rfc1522_nonprintable);
+    if (marked == text.end())
         return text;
-    const std::size_t blank =
-        marked == 0 ? std::string::npos : text.find_last_of(blanks, marked - 1);
-    const std::size_t start = blank == std::string::npos ? 0 : blank + 1;
-    const std::string_view whole = text;
-    std::string encoded(whole.substr(0, start));
-    return encoded.append("=?utf-8?Q?").append(qp_encode(whole.substr(start))).append("?=");
+    const std::string_view front(text.begin(), marked), whole = text;
+    const std::size_t start = front.find_last_of(blanks) + 1; // 0 for none
+    return concat({whole.substr(0, start), "=?utf-8?Q?", qp_encode(whole.substr(start)), "?="});
 }
 
 } // namespace rfc1522

@@ -61,17 +61,16 @@ public:
 
     /// The same for text that goes into encoded words, as many as it takes.
     void encoded(std::string_view blanks, std::string_view text) {
-        const bool as_b = length(text, true) < length(text, false);
-        start_word(blanks, std::min(max_encoded_word, frame + length(text, as_b)));
+        const bool as_b = b_form(text).size() < q_form(text).size();
+        const auto form = as_b ? b_form : q_form;
+        start_word(blanks, std::min(max_encoded_word, frame + form(text).size()));
         while (!text.empty()) {
             std::size_t end = 0, next = 0;
             do {
                 end += next;
                 next = character_length(text.substr(end));
-            } while (next > 0 && (end == 0 || length(text.substr(0, end + next), as_b) <= room()));
-            const std::string_view part = text.substr(0, end);
-            append(as_b ? "=?utf-8?B?" + b_form(part) : "=?utf-8?Q?" + q_form(part));
-            append("?=");
+            } while (next > 0 && (end == 0 || form(text.substr(0, end + next)).size() <= room()));
+            append(concat({as_b ? "=?utf-8?B?" : "=?utf-8?Q?", form(text.substr(0, end)), "?="}));
             text.remove_prefix(end);
             if (!text.empty())
                 start_line();
@@ -79,10 +78,6 @@ public:
     }
 
 private:
-    static std::size_t length(std::string_view text, bool as_b) {
-        return as_b ? (text.size() + 2) / 3 * 4 : q_form(text).size();
-    }
-
     /// What an encoded word that begins here may hold.
     std::size_t room() const {
         const std::size_t left = column_ < preferred_line ? preferred_line - column_ : 0;

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
+#include <system_error>
 #include <utf8proc.h>
 
 namespace orvek {
@@ -46,39 +48,35 @@ constexpr std::string_view named_references =
 constexpr std::size_t longest_name = 8;
 constexpr std::size_t longest_without_semicolon = 6;
 
-void append_character(int c, std::string& out) {
+void append_character(utf8proc_int32_t c, std::string& out) {
     std::array<utf8proc_uint8_t, 4> bytes;
     const utf8proc_ssize_t length = utf8proc_encode_char(c, bytes.data());
     out.append(bytes.begin(), bytes.begin() + length);
 }
 
 /// What a number in a reference stands for: those of the C1 controls are windows-1252's.
-int character_of(int number) {
+utf8proc_int32_t character_of(unsigned number) {
     constexpr std::uint16_t windows[] = {
         0x20ac, 0x81,   0x201a, 0x192,  0x201e, 0x2026, 0x2020, 0x2021, 0x2c6,  0x2030, 0x160,
         0x2039, 0x152,  0x8d,   0x17d,  0x8f,   0x90,   0x2018, 0x2019, 0x201c, 0x201d, 0x2022,
         0x2013, 0x2014, 0x2dc,  0x2122, 0x161,  0x203a, 0x153,  0x9d,   0x17e,  0x178};
     if (number == 0 || number > 0x10ffff || (number >= 0xd800 && number <= 0xdfff))
         return 0xfffd;
-    return number >= 0x80 && number <= 0x9f ? windows[number - 0x80] : number;
+    return static_cast<utf8proc_int32_t>(number >= 0x80 && number <= 0x9f ? windows[number - 0x80]
+                                                                          : number);
 }
 
 std::size_t resolve_number(std::string_view text, std::string& out) {
     const bool hexadecimal = text.size() > 2 && (text[2] | 0x20) == 'x';
-    const int base = hexadecimal ? 16 : 10;
-    const std::size_t start = hexadecimal ? 3 : 2;
-    std::size_t end = start;
-    int number = 0;
-    for (; end < text.size(); ++end) {
-        const int digit = hex_value(text[end]);
-        if (digit < 0 || digit >= base)
-            break;
-        number = std::min(number * base + digit, 0x110000);
-    }
-    if (end == start)
+    const char* const digits = text.data() + (hexadecimal ? 3 : 2);
+    const char* const text_end = text.data() + text.size();
+    unsigned number = 0; // stays so, and is no character, where what stands there is too large
+    const auto [end, error] = std::from_chars(digits, text_end, number, hexadecimal ? 16 : 10);
+    if (error == std::errc::invalid_argument)
         return 0;
     append_character(character_of(number), out);
-    return end < text.size() && text[end] == ';' ? end + 1 : end;
+    const auto length = static_cast<std::size_t>(end - text.data());
+    return end != text_end && *end == ';' ? length + 1 : length;
 }
 
 struct Named {

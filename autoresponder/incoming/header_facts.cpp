@@ -6,16 +6,13 @@
 #include "base/text.h"
 #include "mimelib/mimelib.h"
 
-#include <algorithm>
-#include <array>
 #include <cstring>
 #include <utility>
 
 namespace {
 
 bool is_destination(std::string_view name) {
-    constexpr std::array<std::string_view, 4> names = {"to", "cc", "resent-to", "resent-cc"};
-    return std::find(names.begin(), names.end(), name) != names.end();
+    return name == "to" || name == "cc" || name == "resent-to" || name == "resent-cc";
 }
 
 /// The time that stands behind the last ";" (RFC 5322 section 3.6.7).

@@ -119,14 +119,14 @@ std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t& 
 /// The text of the part that find_text_entity finds, not recoded yet.
 PartText text_of_part(const DwMessage& message) {
     PartText part{{}, default_charset, std::nullopt, {}};
-    DwString decoded;
     std::size_t number = 0;
     if (const std::optional<DwEntity> entity = find_text_entity(message, number)) {
         part.place = place_of(*entity, number == 0 ? "" : std::to_string(number));
         part.charset = until_nul(GetCharset(*entity).view());
+        DwString decoded;
         DecodeBody(*entity, decoded);
+        part.text = until_nul(decoded.view());
     }
-    part.text = until_nul(std::exchange(decoded, DwString()).view());
     return part;
 }
 

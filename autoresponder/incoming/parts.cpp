@@ -3,8 +3,6 @@
 #include "autoresponder/incoming/parameter.h"
 #include "base/text.h"
 
-#include <algorithm>
-
 namespace {
 
 constexpr std::size_t most_parts = 10'000;
@@ -24,12 +22,11 @@ std::optional<DwBodyPart> first_part(const DwEntity& multipart) {
 } // namespace
 
 PartKind kind_of(const DwEntity& entity) {
-    const DwHeaders& headers = entity.Headers();
+    const DwMediaType& type = entity.Headers().ContentType();
     if (is_attachment(entity))
         return PartKind::nothing;
-    if (!headers.HasContentType() || headers.ContentType().AsString().empty())
+    if (type.AsString().empty())
         return PartKind::plain;
-    const DwMediaType& type = headers.ContentType();
     if (type.Type() == DwMime::kTypeMultipart)
         return type.HasSubtype("digest") ? PartKind::nothing : PartKind::html_or_multipart;
     if (type.Type() != DwMime::kTypeText)
@@ -51,16 +48,18 @@ bool PartWalk::Level::is_next(PartKind kind) const {
 bool PartWalk::Level::next(std::size_t& left) {
     while (unread_ && left > 0) {
         --left;
-        read_ = Part{*unread_, kind_of(*unread_), ++count_};
+        const PartKind kind = kind_of(*unread_);
+        part_ = Part{*unread_, ++count_};
         unread_ = unread_->Next();
-        if (is_next(read_->kind))
+        if (is_next(kind))
             return true;
-        if (read_->kind != PartKind::nothing)
-            waiting_.push_back(*read_);
+        if (kind != PartKind::nothing)
+            waiting_.emplace(kind, *part_);
     }
-    if (given_ == 0)
-        std::ranges::stable_sort(waiting_, {}, &Part::kind);
-    return given_++ < waiting_.size();
+    if (waiting_.empty())
+        return false;
+    part_ = waiting_.extract(waiting_.begin()).mapped();
+    return true;
 }
 
 PartWalk::PartWalk(const DwMessage& mail, Over over) : over_(over), left_(most_parts) {

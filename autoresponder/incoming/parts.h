@@ -4,6 +4,8 @@
 #include "mimelib/mimelib.h"
 
 #include <cstddef>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,19 +36,18 @@ public:
 private:
     struct Part {
         DwEntity entity;
-        PartKind kind;
         std::size_t number;
     };
 
     /// The direct parts of a multipart, or a mail by itself.
     class Level {
     public:
-        explicit Level(const DwEntity& mail) : waiting_{{mail, PartKind::plain, 1}} {}
+        explicit Level(const DwEntity& mail) : waiting_{{PartKind::plain, {mail, 1}}} {}
         Level(const DwEntity& multipart, Over over);
 
         /// Moves to the next part; `left` counts down with every part that is looked at.
         bool next(std::size_t& left);
-        const Part& part() const { return given_ == 0 ? *read_ : waiting_[given_ - 1]; }
+        const Part& part() const { return *part_; }
 
     private:
         bool is_next(PartKind kind) const;
@@ -55,10 +56,9 @@ private:
         bool alternatives_ = false;
         std::optional<DwBodyPart> unread_;
         std::size_t count_ = 0;
-        std::optional<Part> read_;
-        /// Alternatives to be given when all have been read, and how many of them have been.
-        std::vector<Part> waiting_;
-        std::size_t given_ = 0;
+        std::optional<Part> part_;
+        /// Alternatives to be given when all have been read.
+        std::multimap<PartKind, Part> waiting_;
     };
 
     Over over_;
