@@ -4,20 +4,6 @@
 #include "autoresponder/run/number.h"
 #include "base/text.h"
 
-#include <algorithm>
-
-namespace {
-
-bool is_one_of(const std::string& text, std::initializer_list<std::string_view> values) {
-    return std::find(values.begin(), values.end(), text) != values.end();
-}
-
-bool is_number(const std::string& text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-}
-
-} // namespace
-
 std::vector<std::string> remarks_on(const ResponderRule& rule, const Policy& policy) {
     std::vector<std::string> remarks;
     const auto remark = [&](std::string_view column, const std::string& value,
@@ -25,13 +11,14 @@ std::vector<std::string> remarks_on(const ResponderRule& rule, const Policy& pol
         remarks.push_back(concat({column, " is \"", value, "\": ", meaning}));
     };
     const auto check_number = [&](std::string_view column, const std::string& value) {
-        if (!is_number(value))
+        if (value.empty() || value.find_first_not_of("0123456789") != std::string::npos)
             remark(column, value,
                    concat({"as a number that is ", std::to_string(decimal_number(value))}));
     };
-    if (!is_one_of(rule.key_where, {"subj", "body", "no", ""}))
+    if (rule.key_where != "subj" && rule.key_where != "body" && rule.key_where != "no" &&
+        !rule.key_where.empty())
         remark("key_where", rule.key_where, "neither \"subj\" nor \"body\", so every mail matches");
-    if (!is_one_of(rule.resp_on, {"true", "false"}))
+    if (rule.resp_on != "true" && rule.resp_on != "false")
         remark("resp_on", rule.resp_on, "only \"false\" switches a rule off");
     check_number("ans_freq", rule.ans_freq);
     check_number("mem_limit", rule.mem_limit);

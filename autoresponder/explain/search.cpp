@@ -40,26 +40,6 @@ std::string name_of(const DwEntity& entity, const std::string& number) {
                    type.empty() ? "text/plain" : shortened(type, most_text_around), ")"});
 }
 
-} // namespace
-
-PlaceFacts place_in(std::string where, const char* unit, std::string_view text,
-                    const TriggerFacts& found) {
-    const std::string_view front = text.substr(0, found.offset);
-    const std::size_t start = front.rfind('\n') + 1; // 0 for none
-    const std::string_view match = text.substr(found.offset, found.length);
-    const std::string_view rest = text.substr(found.offset + match.size());
-    const auto lines_before = std::count(front.begin(), front.end(), '\n');
-    return {std::move(where),
-            unit,
-            static_cast<std::size_t>(lines_before) + 1,
-            std::string(last_of(front.substr(start))),
-            shortened(match, most_of_match),
-            std::string(orvek::without_cut_character(
-                rest.substr(0, std::min(rest.find('\n'), most_text_around))))};
-}
-
-namespace {
-
 std::string letters_of(std::string_view text) {
     return orvek::letters_of_line(text, orvek::Case::ignored);
 }
@@ -104,6 +84,22 @@ std::optional<PlaceFacts> place_of(const std::string& trigger, const std::string
 }
 
 } // namespace
+
+PlaceFacts place_in(std::string where, const char* unit, std::string_view text,
+                    const TriggerFacts& found) {
+    const std::string_view front = text.substr(0, found.offset);
+    const std::size_t start = front.rfind('\n') + 1; // 0 for none
+    const std::string_view match = text.substr(found.offset, found.length);
+    const std::string_view rest = text.substr(found.offset + match.size());
+    const auto lines_before = std::count(front.begin(), front.end(), '\n');
+    return {std::move(where),
+            unit,
+            static_cast<std::size_t>(lines_before) + 1,
+            std::string(last_of(front.substr(start))),
+            shortened(match, most_of_match),
+            std::string(orvek::without_cut_character(
+                rest.substr(0, std::min(rest.find('\n'), most_text_around))))};
+}
 
 std::vector<MailText> texts_of(const DwString& mail, const Reading& reading) {
     std::vector<MailText> texts = {{"subject", "line", reading.mail.subject, false, {}},

@@ -28,20 +28,15 @@ HostFile file_at(const char* path) {
 constexpr std::size_t most_nearest = 5;
 
 /// Whether they differ by case or by one letter: another, one more or one less.
-bool is_near(std::string_view a, std::string_view b) {
-    const auto same = [](char x, char y) { return to_lower(x) == to_lower(y); };
-    if (a.size() > b.size())
-        std::swap(a, b);
-    if (b.size() - a.size() > 1)
-        return false;
-    const auto differ = std::mismatch(a.begin(), a.end(), b.begin(), same);
-    const auto rest_of_a = static_cast<std::size_t>(a.end() - differ.first);
-    const auto rest_of_b = static_cast<std::size_t>(b.end() - differ.second);
-    if (rest_of_b == 0)
-        return true;
-    const std::string_view longer = b.substr(b.size() - rest_of_b + 1);
-    const std::string_view shorter = a.substr(a.size() - rest_of_a);
-    return equals_ignoring_case(longer, rest_of_a == rest_of_b ? shorter.substr(1) : shorter);
+bool is_near(std::string_view one, std::string_view other) {
+    const std::string a = to_lower(one);
+    const std::string b = to_lower(other);
+    const auto differ = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    const std::string_view rest_of_a(differ.first, a.end());
+    const std::string_view rest_of_b(differ.second, b.end());
+    const std::string_view next_of_a = rest_of_a.substr(rest_of_a.empty() ? 0 : 1);
+    const std::string_view next_of_b = rest_of_b.substr(rest_of_b.empty() ? 0 : 1);
+    return next_of_a == next_of_b || next_of_a == rest_of_b || rest_of_a == next_of_b;
 }
 
 void add_nearest(std::string address, std::vector<std::string>& nearest) {
@@ -69,11 +64,13 @@ void look_for_nearest(const Run& run, Surroundings& told) {
         const MysqlResult names =
             run_query_or_exit(connection, concat({"select distinct ", column, here}));
         while (const std::optional<Row> row = next_row(names)) {
+            if (row->is_null(0))
+                continue;
             const std::string name = row->text(0);
-            const bool is_base = !row->is_null(0) && has_extension && is_near(name, shorter);
+            const bool is_base = has_extension && is_near(name, shorter);
             if (is_base)
                 told.delimiter = delimiter;
-            if (is_base || (!row->is_null(0) && is_near(name, mail.mailname)))
+            if (is_base || is_near(name, mail.mailname))
                 add_nearest(concat({name, "@", mail.domain}), told.nearest);
         }
     }

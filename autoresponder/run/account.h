@@ -124,10 +124,7 @@ struct Account {
     /// Whether the run has come to the end of its rules.
     bool completed = false;
 
-    void begin_rule(const std::string& id) {
-        rules.emplace_back();
-        rules.back().id = id;
-    }
+    void begin_rule(const std::string& id) { rules.emplace_back().id = id; }
     /// The rule that the run is at.
     RuleFacts& rule() { return rules.back(); }
 };
