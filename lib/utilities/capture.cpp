@@ -116,26 +116,6 @@ Descriptor open_stream(Capture& stream) {
     return std::move(pipe.write_end);
 }
 
-/// Runs `path` with a pipe for standard output and, where there are two places, one for standard
-/// error.
-int run_captured(std::span<char** const> places, const char* path, const char* const args[]) {
-    std::array<Capture, 2> captures;
-    std::array<Descriptor, 2> ends;
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        *places[i] = nullptr;
-        ends.at(i) = open_stream(captures.at(i));
-    }
-    const pid_t pid = fork_execv_pipes(STDIN_FILENO, ends[0].get(),
-                                       ends[1] ? ends[1].get() : STDERR_FILENO, path, args);
-    ends = {};
-    int status = 0;
-    const pid_t ended = collect(pid, captures, status);
-    const bool exited = ended != -1 && errno == 0 && WIFEXITED(status);
-    for (std::size_t i = 0; i < places.size(); ++i)
-        *places[i] = captures.at(i).take();
-    return exited ? WEXITSTATUS(status) : -1;
-}
-
 /// The child of fork_execvv_getoutput: both streams into the pipe.
 [[noreturn]] void exec_with_output(int write_end, const char* path, const char* const args[]) {
     dup2(write_end, STDOUT_FILENO);
@@ -165,8 +145,25 @@ int judge(int status, const char* path, const char* text) {
 } // namespace
 
 int fork_execv_getouterr(char** out, char** err, const char* path, const char* const args[]) {
-    char** const places[] = {out, err};
-    return run_captured(places, path, args);
+    std::array<Capture, 2> captures;
+    *out = nullptr;
+    Descriptor out_end = open_stream(captures[0]);
+    Descriptor err_end;
+    if (err != nullptr) {
+        *err = nullptr;
+        err_end = open_stream(captures[1]);
+    }
+    const pid_t pid = fork_execv_pipes(STDIN_FILENO, out_end.get(),
+                                       err_end ? err_end.get() : STDERR_FILENO, path, args);
+    out_end.reset();
+    err_end.reset();
+    int status = 0;
+    const pid_t ended = collect(pid, captures, status);
+    const bool exited = ended != -1 && errno == 0 && WIFEXITED(status);
+    *out = captures[0].take();
+    if (err != nullptr)
+        *err = captures[1].take();
+    return exited ? WEXITSTATUS(status) : -1;
 }
 
 int fork_execl_getouterr(char** out, char** err, const char* path, ...) {
@@ -175,7 +172,7 @@ int fork_execl_getouterr(char** out, char** err, const char* path, ...) {
 }
 
 int fork_execv_getout(char** out, const char* path, const char* const args[]) {
-    return run_captured({&out, 1}, path, args);
+    return fork_execv_getouterr(out, nullptr, path, args);
 }
 
 int fork_execl_getout(char** out, const char* path, ...) {

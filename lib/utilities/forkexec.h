@@ -23,8 +23,9 @@ int do_exec(const char* program, const char* const argv[]);
 
 // -- With the output captured. --
 
-/// Captures standard output in `*out` and standard error in `*err`; standard input is inherited. A
-/// stream that gave nothing is an empty text, or null when the child's end was noticed first.
+/// Captures standard output in `*out` and standard error, unless `err` is null, in `*err`; standard
+/// input is inherited. A stream that gave nothing is an empty text, or null when the child's end
+/// was noticed first.
 int fork_execv_getouterr(char** out, char** err, const char* path, const char* const args[]);
 int fork_execl_getouterr(char** out, char** err, const char* path, ...) __attribute__((sentinel));
 

@@ -9,14 +9,6 @@
 #include <cstring>
 #include <string_view>
 
-namespace {
-
-char lower(char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-}
-
-} // namespace
-
 void* malloc_safe(std::size_t size) {
     return realloc_safe(nullptr, size);
 }
@@ -57,7 +49,7 @@ void strtolower(char* text) {
     if (text == nullptr)
         return;
     for (; *text != '\0'; ++text)
-        *text = lower(*text);
+        *text = static_cast<char>(std::tolower(static_cast<unsigned char>(*text)));
 }
 
 char* strtolower_dynamic(const char* text) {
