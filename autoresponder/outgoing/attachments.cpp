@@ -109,7 +109,7 @@ Descriptor open_without_links(Descriptor directory, std::string_view path, int f
     while (directory && !path.empty()) {
         const std::size_t slash = path.find('/');
         const std::string component(path.substr(0, slash));
-        path.remove_prefix(slash + 1);
+        path.remove_prefix(std::min(slash, path.size() - 1) + 1);
         const int how = path.empty() ? flags : O_PATH | O_DIRECTORY | O_CLOEXEC;
         directory.reset(openat(directory.get(), component.c_str(), how | O_NOFOLLOW));
     }

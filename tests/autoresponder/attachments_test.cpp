@@ -46,7 +46,7 @@ TEST_F(Attachments, NamesReachNoFurtherThanTheDirectory) {
     EXPECT_TRUE(
         attachment_exists((top_ / "box").string() + "//@attachments", "file")); // no mailbox name
     // A link that has come meanwhile.
-    for (const char* path : {"./sub/deep/", "./inner/", "./parent/secret/"})
+    for (const char* path : {"./sub/deep", "./inner/", "parent/secret/"})
         EXPECT_EQ(static_cast<bool>(open_without_links(Descriptor(open(directory_.c_str(), O_PATH)),
                                                        path, O_RDONLY)),
                   std::string_view(path).find("sub") != std::string_view::npos);
