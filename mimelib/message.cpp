@@ -19,14 +19,6 @@ std::size_t skip_empty_line(std::string_view text, std::size_t start) {
     return text.substr(start, 2) == "\r\n" ? start + 2 : start;
 }
 
-/// A "From " line as mailbox files have it; "From :" is the field.
-bool begins_with_mbox_line(std::string_view text) {
-    if (text.substr(0, 5) != "From ")
-        return false;
-    const std::size_t next = text.find_first_not_of(" \t", 5);
-    return next == std::string_view::npos || text[next] != ':';
-}
-
 /// `end` without the line end that stands before it.
 std::size_t without_line_end(std::string_view text, std::size_t end) {
     if (end > 0 && text[end - 1] == '\n')
@@ -69,6 +61,14 @@ Delimiter find_delimiter(std::string_view text, std::string_view delimiter) {
 
 } // namespace
 
+std::size_t mimelib::start_of_header(std::string_view text) {
+    if (!text.starts_with("From "))
+        return 0;
+    const std::size_t next = text.find_first_not_of(" \t", 5);
+    const bool is_field = next != std::string_view::npos && text[next] == ':';
+    return is_field ? 0 : end_of_line(text, 0);
+}
+
 void DwInitialize() {}
 
 DwBody::DwBody(const DwString& text, const DwString& boundary) : DwMessageComponent(text) {
@@ -109,6 +109,5 @@ std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {
 }
 
 void DwMessage::Parse() {
-    const std::string_view text = AsString().view();
-    parse_from(begins_with_mbox_line(text) ? mimelib::end_of_line(text, 0) : 0);
+    parse_from(mimelib::start_of_header(AsString().view()));
 }

@@ -4,8 +4,18 @@
 #include "mimelib/component.h"
 #include "mimelib/headers.h"
 
+#include <cstddef>
 #include <memory>
 #include <optional>
+#include <string_view>
+
+namespace mimelib {
+
+/// Where the header of a message begins: behind the line that files of mail have in front of each
+/// (RFC 4155; "From " without a colon behind the name), if there is one.
+std::size_t start_of_header(std::string_view text);
+
+} // namespace mimelib
 
 class DwBodyPart;
 
@@ -47,8 +57,8 @@ public:
     /// Shares the text. Nothing is parsed yet.
     static std::unique_ptr<DwMessage> NewMessage(const DwString& text);
 
-    /// Parses header and body. A leading mbox line ("From " without a colon behind the name) is
-    /// passed over; a message without an empty line is all header. Any text can be parsed.
+    /// Parses header and body. A leading mbox line is passed over; a message without an empty line
+    /// is all header. Any text can be parsed.
     void Parse();
 
 private:

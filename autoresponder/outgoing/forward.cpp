@@ -10,6 +10,7 @@
 #include "base/io.h"
 #include "base/report.h"
 #include "base/text.h"
+#include "mimelib/message.h"
 
 #include <algorithm>
 #include <array>
@@ -21,17 +22,18 @@
 
 namespace {
 
-/// The line ends as the first of the copy does.
+/// The mark stands in front of the header, and its line ends as the first of the copy does.
 void write_marked(std::string_view mark, int copy, int out) {
     std::array<char, 65536> block;
     std::size_t count = read_fully(copy, block.data(), block.size());
     const std::string_view front(block.data(), count);
     const char* const end = front.substr(0, front.find('\n')).ends_with('\r') ? "\r\n" : "\n";
-    bool is_taken = write_fully(out, concat({forward_mark, ": ", mark, end}));
-    while (is_taken && count > 0) {
+    const std::size_t start = mimelib::start_of_header(front);
+    const std::size_t header = start < count ? start : 0; // else the block ends within the line
+    bool is_taken = write_fully(out, concat({front.substr(0, header), forward_mark, ": ", mark, end,
+                                             front.substr(header)}));
+    while (is_taken && (count = read_fully(copy, block.data(), block.size())) > 0)
         is_taken = write_fully(out, {block.data(), count});
-        count = read_fully(copy, block.data(), block.size());
-    }
 }
 
 bool not_forwarded(std::initializer_list<std::string_view> why) {

@@ -48,14 +48,13 @@ class Forward(PanelCase):
         self.rule(mn_id=2, forward=["other@bücher.test"])
         self.configure("STOP_CIRCLES")
         mark = rb"X-Autoresponder-Forwarded: info@b\xC3\xBCcher.test"
-        for end in (b"\n", b"\r\n"):
+        for count, (before, end) in enumerate([(b"", b"\n"), (b"", b"\r\n"), (b"From a@b.test Wed\n", b"\n")], 1):
             message = mail(body="x" * 300000 + "\n").encode().replace(b"\n", end)
-            forward, _ = self.deliver(message, "other@bücher.test").calls
-            self.assertTrue(forward.message == mark + end + message + b"\n")
+            forward, _ = self.deliver(before + message, "other@bücher.test").calls
+            self.assertTrue(forward.message == before + mark + end + message + b"\n")
             run = self.deliver(forward.message, "info@bücher.test")
             self.assert_silent(run, "autoresponder: Not answered: it has been through this mailbox\n")
-            self.assertEqual(self.database.rows("select sum(num) from resp_freq")[0][0],
-                             "1" if end == b"\n" else "2")
+            self.assertEqual(self.database.rows("select sum(num) from resp_freq")[0][0], str(count))
         of_others = b"X-Autoresponder-Forwarded: other@x.test\n" + message
         self.assertEqual(len(self.deliver(of_others, "info@bücher.test").calls), 2)
 
