@@ -16,9 +16,9 @@ namespace {
 
 /// Forwards and answers by a rule, where it comes to that. Returns what came of it.
 Outcome run_rule(const ResponderRule& rule, Run& run) {
-    if (!is_on(rule))
+    if (!rule.is_on())
         return Outcome::off;
-    if (!is_due(rule))
+    if (!rule.is_due())
         return Outcome::outside;
     const std::optional<TriggerFacts> found = find_trigger(rule, run.reading.mail, run.policy);
     if (!found)

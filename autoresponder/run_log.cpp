@@ -65,9 +65,7 @@ void write_line() {
         forwards += rule.forwards.size();
         notices += rule.notice ? 1U : 0;
     }
-    const std::string mailbox =
-        account.mailbox ? concat({account.mailbox->mail_name, "@", account.mailbox->domain_name})
-                        : "";
+    const std::string mailbox = account.mailbox ? account.mailbox->address() : "";
     std::string_view id = logged->reading.facts.thread.message_id;
     if (!id.empty())
         id = id.substr(1, id.size() - 2);

@@ -9,8 +9,6 @@
 #include "codecs/idn.h"
 #include "mimelib/field_text.h"
 
-#include <algorithm>
-#include <array>
 #include <set>
 #include <string_view>
 
@@ -23,10 +21,8 @@ bool is_own_mail(const Mail_content& mail, const Policy& policy) {
 }
 
 bool is_mailer_daemon(std::string_view sender) {
-    constexpr std::array<std::string_view, 3> names = {"MAILER-DAEMON", "mailer-daemon",
-                                                       "DrWEB-DAEMON"};
-    return std::ranges::any_of(names,
-                               [&](std::string_view name) { return contains(sender, name); });
+    return contains(sender, "MAILER-DAEMON") || contains(sender, "mailer-daemon") ||
+           contains(sender, "DrWEB-DAEMON");
 }
 
 std::string bounce_reason(const Run& run) {

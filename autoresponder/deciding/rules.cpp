@@ -58,11 +58,3 @@ std::optional<ResponderRule> Rules::next() {
         rule.schedule = found->second;
     return rule;
 }
-
-bool is_on(const ResponderRule& rule) {
-    return rule.resp_on != "false";
-}
-
-bool is_due(const ResponderRule& rule) {
-    return !rule.schedule || rule.schedule->time == Schedule::Time::within;
-}

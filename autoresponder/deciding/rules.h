@@ -45,6 +45,9 @@ struct ResponderRule {
     /// Its row of resp_schedule, where there is one.
     std::optional<Schedule> schedule;
 
+    bool is_on() const { return resp_on != "false"; }
+    /// Whether the rule is in its time.
+    bool is_due() const { return !schedule || schedule->time == Schedule::Time::within; }
     int days() const { return schedule ? schedule->days : 1; }
 };
 
@@ -62,8 +65,3 @@ private:
     MysqlResult rows_;
     std::map<std::string, Schedule> schedules_; // by the rule's id
 };
-
-bool is_on(const ResponderRule& rule);
-
-/// Whether the rule is in its time.
-bool is_due(const ResponderRule& rule);

@@ -95,9 +95,9 @@ std::vector<AttachmentFacts> attachments_of(const ResponderRule& rule, Run& run)
 RuleFacts not_reached(const ResponderRule& rule, bool has_mail) {
     RuleFacts facts;
     facts.id = rule.id;
-    facts.outcome = !is_on(rule) || (!has_mail && !is_due(rule)) ? Outcome::off
-                    : has_mail                                   ? Outcome::not_reached
-                                                                 : Outcome::on;
+    facts.outcome = !rule.is_on() || (!has_mail && !rule.is_due()) ? Outcome::off
+                    : has_mail                                     ? Outcome::not_reached
+                                                                   : Outcome::on;
     return facts;
 }
 

@@ -135,7 +135,7 @@ Json of_reply(const ReplyFacts& reply) {
 Json of_rule(const RuleNotes& rule) {
     const RuleFacts& facts = rule.facts;
     return {{"id", facts.id},
-            {"on", is_on(rule.row)},
+            {"on", rule.row.is_on()},
             {"schedule", or_null(rule.row.schedule, of_schedule)},
             {"trigger", of_trigger(rule)},
             {"limit",

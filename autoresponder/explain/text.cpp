@@ -83,8 +83,7 @@ void write_mailbox(const Explanation& told, Page& page) {
         write_surroundings(told.surroundings, page);
         return;
     }
-    page.row(Mark::none, "mailbox",
-             {account.mailbox->mail_name, "@", account.mailbox->domain_name});
+    page.row(Mark::none, "mailbox", {account.mailbox->address()});
     page.row(Mark::none, "files", {account.mailbox->attachments_dir});
 }
 
@@ -181,7 +180,7 @@ std::string_view verdict_of(const RuleNotes& notes) {
     case Outcome::on:
         return "is on";
     case Outcome::off:
-        return is_on(notes.row) ? outside : "is switched off";
+        return notes.row.is_on() ? outside : "is switched off";
     case Outcome::outside:
         return outside;
     case Outcome::no_match:
@@ -206,7 +205,7 @@ std::string_view verdict_of(const RuleNotes& notes) {
 }
 
 void write_rule(const RuleNotes& rule, bool sought, Page& page) {
-    page.heading({"Rule ", rule.row.id, is_on(rule.row) ? ", on" : ", off"});
+    page.heading({"Rule ", rule.row.id, rule.row.is_on() ? ", on" : ", off"});
     if (rule.row.schedule)
         write_schedule(*rule.row.schedule, page);
     write_trigger(rule, sought, page);

@@ -22,10 +22,10 @@ struct ResolvedMailbox {
     /// Folder of the files that its rules may attach; need not exist. No "/" at the end.
     std::string attachments_dir;
 
-    /// Its own address, whichever name led here, as a header can hold it.
-    std::string mark() const {
-        return escaped(concat({mail_name, "@", domain_name}), "\\x", is_printable);
-    }
+    /// Its own address, whichever name led here.
+    std::string address() const { return concat({mail_name, "@", domain_name}); }
+    /// The same as a header can hold it.
+    std::string mark() const { return escaped(address(), "\\x", is_printable); }
 };
 
 struct LookupFacts {
