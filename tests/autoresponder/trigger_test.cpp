@@ -3,7 +3,6 @@
 #include "autoresponder/deciding/trigger.h"
 #include "autoresponder/incoming/cell_reading.h"
 #include "base/text.h"
-#include "reading/characters.h"
 #include "reading/letters.h"
 #include "tests/support/cases.h"
 
@@ -114,26 +113,6 @@ TEST(Shown, ALetterWithManyMarksTakesItsFormAsWell) {
     while (letter.size() < 2000)
         letter += "\u0301";
     EXPECT_TRUE(contains(orvek::letters_of_line(letter, orvek::Case::counts), "\u00e1"));
-}
-
-TEST(Shown, ATerminalGetsNoCharacterThatIsNotSeen) {
-    const std::string marks = "a\u0301\u0301\u0301\u0301\u0301\u0301";
-    const std::string broken = "\xFF\n\t\r\\\x1B";
-    const struct {
-        bool utf8;
-        std::string text, expected;
-    } rows[] = {
-        {true, broken, "\\xFF\\n\\t\\r\\\\\\x1B"},
-        {false, broken, "\\xFF\\n\\t\\r\\\\\\x1B"},
-        {true, "Gr\u00FC\u00DFe \U0001F600", "Gr\u00FC\u00DFe \U0001F600"},
-        {false, "Gr\u00FC\u00DFe \U0001F600", "Gr\\u{00FC}\\u{00DF}e \\u{1F600}"},
-        {true, "\u202E\u200B\u0085\uE000", "\\u{202E}\\u{200B}\\u{0085}\\u{E000}"},
-        {true, "\u034F\uFE0F\u3164\u115F\u2800\u180B\U000E0100",
-         "\\u{034F}\\u{FE0F}\\u{3164}\\u{115F}\\u{2800}\\u{180B}\\u{E0100}"},
-        {true, marks + "\u0301b\u0301", marks + "\\u{0301}b\u0301"},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(orvek::printable(row.text, row.utf8), row.expected);
 }
 
 } // namespace

@@ -372,15 +372,21 @@ class Explain(PanelCase):
     def test_strangers_texts(self) -> None:
         """Nothing that a terminal would obey gets there, whatever field it stands in."""
         bad = "\x1b]0;evil\x07\u202e\x9b31m\r\u2028\x00\x7f\\"
+        unseen = "\u200b\ue000\u034f\ufe0f\u3164\u115f\u2800\u180b\U000e0100"
+        marked = "a" + "\u0301" * 6  # as many marks as any letter takes
         self.rule(keystr="\x1b[2J", key_where="body", attach=["\x1b[1m"],
                   forward=["a\x1b@x.test"])
-        message = mail(bad, f"a\x1b[2Jb{bad}\n", f"Date: {bad}\nContent-Type: text/plain;"
-                       " charset=utf-8\n").encode() + b"\xff\x9b"
+        message = mail(f"{unseen}\\{marked}\u0301b\u0301{bad}", f"a\x1b[2Jb\t{bad}\n",
+                       f"Date: {bad}\nContent-Type: text/plain; charset=utf-8\n",
+                       "joe\udcff@client.example").encode(errors="surrogateescape")
         for environment in ({}, {"LANG": "de_DE.UTF-8"}):
             run = self.explain(message, BOX, **environment)
-            self.assertEqual([c for c in run.stdout.decode()
-                              if c in "\x1b\x07\u202e\x9b\r\u2028\x00\x7f"], [])
-            self.assertIn("a>>\\x1B[2J<<b\\x1B]0;evil\\x07\\u{202E}", run.stdout.decode())
+            page = run.stdout.decode()
+            self.assertEqual([c for c in page if c in unseen + "\x1b\x07\u202e\x9b\r\u2028\x00\x7f"], [])
+            self.assertIn("joe\\xFF@client.example (From)", page)
+            self.assertIn("a>>\\x1B[2J<<b\\t\\x1B]0;evil\\x07\\u{202E}", page)
+            self.assertIn("".join(f"\\u{{{ord(c):04X}}}" for c in unseen) + "\\\\a", page)
+            self.assertEqual(f"{marked}\\u{{0301}}b\u0301\\x1B" in page, "LANG" in environment)
         self.assertTrue(self.explain(mail("Grüße"), BOX).stdout.isascii())
         self.assertTrue(self.explain(message, BOX, "--json").stdout.isascii())
         self.assertIn("Grüße", self.explain(mail("Grüße"), BOX, LC_ALL="C.UTF-8").stdout.decode())
