@@ -1,5 +1,6 @@
-"""check_documents.py: what can be checked of the documents without running anything. Links and files
-exist, every switch, option and column is in its place and nowhere else in full, nothing is too long."""
+"""check_documents.py [PROGRAM...]: what can be checked of the documents without running anything. Links and
+files exist, every switch, option and column is in its place and nowhere else in full, nothing is too long, and
+the programs can say what their manuals answer."""
 
 import pathlib
 import re
@@ -125,8 +126,19 @@ def columns() -> Iterator[str]:
     yield from differing("docs/PANEL.md", known, found)
 
 
+def messages() -> Iterator[str]:
+    """In a manual's DIAGNOSTICS "..." is what is inserted at run time, as the program's name in front may be."""
+    for program in map(pathlib.Path, sys.argv[1:]):
+        diagnostics = TEXTS[f"man/{program.name}.8"].split(".Sh DIAGNOSTICS")[1].split("\n.Sh ")[0]
+        for entry in re.findall(r"(?m)^\.It (.*)", diagnostics):
+            message = entry.replace(r"\(dq", '"').replace(r"\(aq", "'").replace(r"\&", "")
+            for piece in re.sub("^[a-z-]+: ", "", message).split("..."):
+                if piece.strip().encode() not in program.read_bytes():
+                    yield f"man/{program.name}.8: the program cannot say: {entry}"
+
+
 if __name__ == "__main__":
-    problems = [problem for check in (lengths, sentences, links, switches, options, columns)
+    problems = [problem for check in (lengths, sentences, links, switches, options, columns, messages)
                 for problem in check()]
     print("\n".join(problems) or f"{len(TEXTS)} documents are in order")
     sys.exit(bool(problems))

@@ -1,5 +1,5 @@
 """What the documents show is what happens: the statements of docs/PANEL.md, run in their order, its fields
-of the explanation, and the page of README.md."""
+of the explanation, the page of README.md, and the rights of the database user in docs/OPERATION.md."""
 
 import json
 import re
@@ -14,6 +14,10 @@ PARAGRAPHS = PAGE.split("\n\n")
 STEPS = {words: block for words, block in zip(PARAGRAPHS, PARAGRAPHS[1:]) if block.startswith("```sql\n")}
 FIELDS = {path.strip("`"): re.findall(r"`(\w+)`", cell) for path, cell in
           re.findall(r"^\| (the document|`[\w.\[\]]+`) \| (.*) \|$", PAGE.split("| object | its fields |")[1], re.M)}
+
+READ = re.findall(r"`(\w+)`", re.search(r"User `admin` needs `select` on (.*?), and ",
+                                         (REPOSITORY / "docs/OPERATION.md").read_text(), re.S)[1])
+GRANTS = {f"ovk.{table}": "select" for table in READ} | {"ovk.resp_freq": "select, insert, update, delete"}
 
 
 def objects(value: object, path: str = "") -> list[tuple[str, list[str]]]:
@@ -45,7 +49,6 @@ class Documents(PanelCase):
         told = iter(self.explain(message, BOX).splitlines())
         for line in textwrap.dedent(page).strip().splitlines():
             self.assertIn(line, told)
-
 
     def test_step_by_step(self) -> None:
         steps = {words: block[len("```sql\n"):-len(";\n```")] for words, block in STEPS.items()}
@@ -91,3 +94,32 @@ class Documents(PanelCase):
             path = path.replace("elsewhere[]", "found")
             self.assertEqual(fields, FIELDS.get(path), path)
         self.assertEqual(set(FIELDS) - {path for path, _ in told}, set())
+
+
+class Grants(PanelCase):
+    """They are enough for everything, and none too many."""
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.database.execute("revoke all privileges on *.* from 'admin'@'localhost'")
+        for table, rights in GRANTS.items():
+            self.database.execute(f"grant {rights} on {table} to 'admin'@'localhost'")
+        self.addCleanup(self.database.execute,
+                        "grant all privileges on *.* to 'admin'@'localhost'")
+        self.configure("REFUSE_AUTOMATIC")
+        self.rule(forward=["boss@example.org"], attach=["missing.txt"], ans_freq="100", mem_limit="1")
+
+    def test_enough(self) -> None:
+        for sender in ("joe@client.example", "joe@client.example", "ann@client.example"):
+            self.assert_answered(self.deliver(mail(sender=sender)), 3)
+        run = self.deliver(recipient="sales@example.net")
+        self.assertEqual((run.status, len(run.calls)), (0, 2))  # an alias domain has no client
+        self.assertEqual(self.database.rows("select count(*) from ovk.resp_freq"), [["1"]])
+
+    def test_none_too_many(self) -> None:
+        for table in GRANTS:
+            with self.subTest(table):
+                self.database.execute(f"revoke select on {table} from 'admin'@'localhost'")
+                recipient = "sales@example.net" if table == "ovk.domainaliases" else BOX
+                self.assertIn("denied to user", self.deliver(recipient=recipient).err)
+                self.database.execute(f"grant select on {table} to 'admin'@'localhost'")

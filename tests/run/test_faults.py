@@ -129,8 +129,8 @@ def subject(text: str) -> Arrangement:
     return all_of(sql("update mail_resp set subject = 'Re: Hello'"), tell(mail(text)))
 
 
-def small_tmp(case: "Faults") -> None:
-    case.box.tmp_mount = ["--size", "102400", "--tmpfs", "/tmp"]
+def tmp_of(size: int) -> Arrangement:
+    return lambda case: setattr(case.box, "tmp_mount", ["--size", str(size), "--tmpfs", "/tmp"])
 
 
 def huge_attachment(case: "Faults") -> None:
@@ -145,6 +145,7 @@ NO_NOTICE = sql("delete from resp_attach where filename = 'gone'")
 INTERRUPT = behave("slow term sleep 60000")
 SHADOW = "etc/.ovk.shadow"
 DATABYTES = "qmail/control/databytes"
+SMALL_TMP = tmp_of(100 << 10)
 OLD = tell(mail(headers="Received: by x; Mon, 23 Nov 2020 10:00:00 +0100\n"))
 LARGE_FILES = tell(limits={"FSIZE": 50000})
 TABLE = REPOSITORY / "tests/run/faults.md"
@@ -181,10 +182,11 @@ OTHER_FAULTS: dict[str, Arrangement] = {
 
     "/tmp is not writable": lambda case: setattr(
         case.box, "tmp_mount", ["--ro-bind", str(case.box.tmp), "/tmp"]),
-    "/tmp is too small for the mail": all_of(small_tmp, tell(mail(body="long\n" * 60000))),
-    "/tmp is too small for the reply": small_tmp,
-    "/tmp is too small for the reply, and nothing is forwarded": all_of(small_tmp, NO_FORWARD),
-    "/tmp is full, and an attachment has 100 GB": all_of(small_tmp, huge_attachment),
+    "/tmp is too small for the mail": all_of(SMALL_TMP, tell(mail(body="long\n" * 60000))),
+    "/tmp is too small for the reply": SMALL_TMP,
+    "/tmp is too small for the reply, and nothing is forwarded": all_of(SMALL_TMP, NO_FORWARD),
+    "/tmp is full, and an attachment has 100 GB": all_of(SMALL_TMP, huge_attachment),
+    "/tmp has 2 GB, and an attachment has 100 GB": all_of(tmp_of(2 << 30), huge_attachment),
     "/tmp is gone when the rule answers": lambda case: case.lose_tmp(),
     "/tmp is gone when the rule answers, and nothing is forwarded": all_of(
         NO_FORWARD, lambda case: case.lose_tmp()),

@@ -231,9 +231,11 @@ class Policy(PanelCase):
         self.box.run_folder = self.box.empty
         message = mail(headers=f"Received: by x; {email.utils.formatdate(time.time() - 7200)}\n")
         for modern, value, hours, status in (
-            ("false", "true", None, 75), ("true", None, None, 75), ("false", "111", None, 111), ("true", "1", None, 1),
-            ("true", "false", None, 0), ("true", "0", None, 0), ("true", "256", None, 0), ("true", "75x", None, 0),
-            ("true", "-1", None, 0), ("false", "TRUE", None, 0), ("false", None, None, 0),
+            *((modern, value, None, status) for modern, value, status in (
+                ("false", "true", 75), ("true", None, 75), ("false", "111", 111), ("true", "1", 1),
+                ("true", "false", 0), ("true", "0", 0), ("true", "256", 0), ("true", "75x", 0),
+                ("true", "-1", 0), ("false", "TRUE", 0), ("false", None, 0),
+            )),
             ("true", None, "1", 0), ("true", None, "3", 75), ("true", None, "1x", 75), ("false", None, "1", 0),
         ):
             with self.subTest(modern, value=value, hours=hours):

@@ -191,6 +191,19 @@ touch /capture/begun /capture/grows
         self.assertEqual((run.status, run.leftovers), (0, []))
         self.assertTrue((self.box.capture / "replied").exists())
 
+    def test_nobody_else_s_file_is_written_or_sent(self) -> None:
+        """A link in the reply file's place leads nowhere, whatever put it there."""
+        (self.box.qmail / "secret").write_text("secret")
+        self.rule(attach=["gone"])
+        self.box.script("name=$(echo /tmp/ovk-response-uu-*)\n"  # on the notice
+                        "[ -L $name ] || ln -sf /var/qmail/secret $name\ncat >>/capture/sent\n")
+        run = self.deliver()
+        self.assertEqual((self.box.qmail / "secret").read_text(), "secret")
+        self.assertNotIn("secret", (self.box.capture / "sent").read_text())
+        self.assertIn("Too many levels of symbolic links (40)\nautoresponder: Send error", run.err)
+        self.assertEqual(run.status, 1)
+
+
 
 class SizeLimit(PanelCase):
     OVERSIZE = (f"Reply-To: ann@x.test\nFrom: {BOX}\nCC: \nSubject: Re: Hello\n\n"
@@ -226,39 +239,3 @@ class SizeLimit(PanelCase):
                 self.assertIn(len(reply), range(500 if standard else 950, 1001))
                 self.assertTrue(("Re: " + subject).startswith(parsed(reply)["Subject"]), reply)
             self.configure("STANDARD_MAIL")
-
-    def test_nothing_is_read_that_nobody_gets(self) -> None:
-        """A hole of 100 GB, with a limit and without."""
-        self.box.timeout = 200
-        self.box.tmp_mount = ["--size", str(2 << 30), "--tmpfs", "/tmp"]
-        hole = self.box.attachments(BOX) / "hole"
-        hole.touch()
-        os.truncate(hole, 100 << 30)
-        self.rule(attach=["hole"], reply_to="ann@x.test")
-        for databytes in ("3000000", "0"):
-            self.box.databytes(databytes)
-            self.assertEqual(self.deliver().calls[0].message.decode(), self.OVERSIZE)
-
-
-class Delivery(PanelCase):
-    def test_address_without_an_ascii_form_is_fatal(self) -> None:
-        long = "x" * 70
-        self.database.execute(f"update mail set mail_name = '{long}'")
-        self.rule()
-        run = self.deliver(recipient=f"{long}@example.com")
-        message = "autoresponder: IDN conversion error: Invalid length\n"
-        self.assertEqual((run.status, run.out, run.err, run.calls), (1, message, message, []))
-        self.assertEqual([name[:14] for name in run.leftovers],
-                         ["ovk-autorespon", "ovk-response-u"])
-
-    def test_nobody_else_s_file_is_written_or_sent(self) -> None:
-        """A link in the reply file's place leads nowhere, whatever put it there."""
-        (self.box.qmail / "secret").write_text("secret")
-        self.rule(attach=["gone"])
-        self.box.script("name=$(echo /tmp/ovk-response-uu-*)\n"  # on the notice
-                        "[ -L $name ] || ln -sf /var/qmail/secret $name\ncat >>/capture/sent\n")
-        run = self.deliver()
-        self.assertEqual((self.box.qmail / "secret").read_text(), "secret")
-        self.assertNotIn("secret", (self.box.capture / "sent").read_text())
-        self.assertIn("Too many levels of symbolic links (40)\nautoresponder: Send error", run.err)
-        self.assertEqual(run.status, 1)
