@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -110,5 +111,22 @@ void templ_quick_sort(par_templ* params, int count) {
 }
 
 void qs(par_templ* params, int lo, int hi) {
-    std::sort(params + lo, params + hi + 1, is_before);
+    for (;;) {
+        int i = lo;
+        int j = hi;
+        const par_templ pivot = params[(lo + hi) / 2];
+        do {
+            while (i < hi && is_before(params[i], pivot))
+                ++i;
+            while (j > lo && is_before(pivot, params[j]))
+                --j;
+            if (i <= j)
+                std::swap(params[i++], params[j--]);
+        } while (i <= j);
+        if (lo < j)
+            qs(params, lo, j);
+        if (i >= hi)
+            return;
+        lo = i;
+    }
 }
