@@ -1,5 +1,6 @@
 """A private MariaDB server: its data in a temporary folder, reached by a socket alone."""
 
+import contextlib
 import os
 import pathlib
 import shutil
@@ -138,7 +139,8 @@ class Database:
             self._client.wait()
             for stream in (self._client.stdin, self._client.stdout):
                 if stream is not None:
-                    stream.close()
+                    with contextlib.suppress(BrokenPipeError):  # of what was still to be sent
+                        stream.close()
             self._client = None
 
     def _talk(self, sql: str) -> bytes:

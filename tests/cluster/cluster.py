@@ -4,6 +4,7 @@ replica behind HAProxy; see script/test-cluster. Status 77: not run, the cluster
 Every reply that sendmail was handed is counted, whichever node its run wrote to: never more than the
 limit, and never more than the rows say, on every node. With --short only the crowds of a sound cluster."""
 
+import contextlib
 import os
 import pathlib
 import re
@@ -14,7 +15,7 @@ import sys
 import tempfile
 import time
 from collections import Counter
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 
 from support.case import BOX, PANEL, mail
 from sandbox.database import Database, DatabaseError
@@ -91,6 +92,10 @@ class Node:
     def is_in(self, size: int) -> bool:
         return (self.status("wsrep_local_state_comment"), self.status("wsrep_cluster_size")) == (
             "Synced", str(size))
+
+    def choose(self, switch: str) -> None:
+        with (self.box.etc / "ovk.conf").open("a") as configuration:
+            configuration.write(f"AUTORESPONDER_{switch} true\n")
 
     def isolate(self, cut: bool) -> None:
         self.database.execute(f"set global wsrep_provider_options='gmcast.isolate={int(cut)}'")
@@ -214,46 +219,47 @@ def days(cluster: Cluster) -> None:
         f" (rn_id, email, num, time_resp) values (7, '{sender}', 3, now() - interval 1 day)")
     wait_until(lambda: all(counted(node, sender) == ["3"] for node in cluster.nodes), "yesterday's row")
     for node in cluster.nodes:
-        with (node.box.etc / "ovk.conf").open("a") as configuration:
-            configuration.write("AUTORESPONDER_SCHEDULE true\n")
+        node.choose("SCHEDULE")
     check("once in two days, 60 mails", crowd(cluster.nodes, 60, sender), cluster.nodes, sender, UNDER_FAULTS, 3)
 
 
-def killed(cluster: Cluster, number: int) -> None:
-    """A node is killed while a crowd is at work, a crowd goes to the others, the node comes back."""
+@contextlib.contextmanager
+def without_one(cluster: Cluster, number: int, what: str,
+                lose: Callable[[Node], None]) -> Iterator[tuple[Node, list[Node]]]:
+    """A node is lost while a crowd is at work; once the block has it back, the sender gets the rest. The
+    node, and the others."""
     lost = cluster.nodes[number % NODES]
     others = [node for node in cluster.nodes if node is not lost]
-    sender, late = f"killed{number}@client.example", f"late{number}@client.example"
-    told = crowd(cluster.nodes, 60, sender, meanwhile=lost.database.kill)
+    sender = f"lost{number}-{what}@client.example".replace(" ", "-")
+    told = crowd(cluster.nodes, 60, sender, meanwhile=lambda: lose(lost))
     cluster.wait(NODES - 1)
-    before = check(f"node {number % NODES + 1} is killed in the middle", told, others, sender, 0)
-    check("the nodes that are left", crowd(others, 30, late), others, late, UNDER_FAULTS)
-    cluster.rejoin(lost)
+    before = check(f"node {number % NODES + 1} is {what} in the middle", told, others, sender, 0)
+    yield lost, others
+    cluster.wait()
     check("the node is back, the same sender", crowd(cluster.nodes, 60, sender), cluster.nodes, sender,
           before, before)
+
+
+def killed(cluster: Cluster, number: int) -> None:
+    late = f"late{number}@client.example"
+    with without_one(cluster, number, "killed", lambda node: node.database.kill()) as (lost, others):
+        check("the nodes that are left", crowd(others, 30, late), others, late, UNDER_FAULTS)
+        cluster.rejoin(lost)
     check("and the one in between", crowd(cluster.nodes, 10, late), cluster.nodes, late, UNDER_FAULTS,
           UNDER_FAULTS)
 
 
 def cut_off(cluster: Cluster, number: int) -> None:
-    """A node hears nobody any more while a crowd is at work; later it does."""
-    lost = cluster.nodes[number % NODES]
-    others = [node for node in cluster.nodes if node is not lost]
-    sender, alone = f"cut{number}@client.example", f"alone{number}@client.example"
-    told = crowd(cluster.nodes, 60, sender, meanwhile=lambda: lost.isolate(True))
-    wait_until(lambda: sum(node.is_in(NODES - 1) for node in others) == NODES - 1, "a cluster of two")
-    wait_until(lambda: lost.status("wsrep_ready") == "OFF", "the node that is cut off refuses")
-    before = check(f"node {number % NODES + 1} is cut off in the middle", told, others, sender, 0)
-    with (lost.box.etc / "ovk.conf").open("a") as configuration:
-        configuration.write("AUTORESPONDER_RETRY_LATER true\n")
-    told = crowd([lost], 10, alone)
-    say(f"to that node alone, where the host lets the mail server try again: {dict(told)}")
-    if told["replies"] or told["tried again"] != 10 or counted(others[0], alone):
-        sys.exit("cluster: FAILED: a node that is cut off has answered, or has not said to try again")
-    lost.isolate(False)
-    cluster.wait()
-    check("the node is back, the same sender", crowd(cluster.nodes, 60, sender), cluster.nodes, sender,
-          before, before)
+    """The node hears nobody any more; later it does."""
+    alone = f"alone{number}@client.example"
+    with without_one(cluster, number, "cut off", lambda node: node.isolate(True)) as (lost, others):
+        wait_until(lambda: lost.status("wsrep_ready") == "OFF", "the node that is cut off refuses")
+        lost.choose("RETRY_LATER")
+        told = crowd([lost], 10, alone)
+        say(f"to that node alone, where the host lets the mail server try again: {dict(told)}")
+        if told["replies"] or told["tried again"] != 10 or counted(others[0], alone):
+            sys.exit("cluster: FAILED: a node that is cut off has answered, or has not said to try again")
+        lost.isolate(False)
 
 
 class Pair:

@@ -63,18 +63,12 @@ std::string child_output(const char* path, const char* const args[], int in = -1
 }
 
 TEST_F(Processes, CleanChildren) {
-    const Descriptor another(dup(STDERR_FILENO));
     std::signal(SIGPIPE, SIG_IGN);
     sigset_t blocked, now;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGUSR2);
     sigprocmask(SIG_SETMASK, &blocked, nullptr);
 
-    const char* const list[] = {"ls", "/proc/self/fd", nullptr};
-    EXPECT_EQ(child_output("/bin/ls", list), "0\n1\n2\n3\n0"); // 3 is ls's own
-    const char* const signals[] = {"grep", "-E", "Sig(Blk|Ign)", "/proc/self/status", nullptr};
-    const std::string none = "0000000000000000\n";
-    EXPECT_EQ(child_output("/bin/grep", signals), "SigBlk:\t" + none + "SigIgn:\t" + none + "0");
     const char* const null_device[] = {"readlink", "/proc/self/fd/0", "/proc/self/fd/2", nullptr};
     EXPECT_EQ(child_output("/bin/readlink", null_device), "/dev/null\n/dev/null\n0");
     EXPECT_EQ(child_output("/bin/cat", Script("").args, 999), "255"); // no such descriptor

@@ -9,6 +9,7 @@ import subprocess
 import termios
 import threading
 import unittest
+from collections.abc import Iterable
 
 from support.case import BOX, SENDER, PanelCase, mail, quote
 from sandbox.database import REPOSITORY
@@ -22,6 +23,11 @@ MULTIPART = "Content-Type: multipart/mixed; boundary=b\n"
 SCHEDULE = (REPOSITORY / "schema/resp_schedule.sql").read_text() + "insert into resp_schedule values (1, {})"
 
 
+def world(*words: str, choices: str = "", message: str = mail(), sql: str = "do 0", **rule: object) -> tuple:
+    """A row: what is told of the message where these are the host's choices, the change, and the rule."""
+    return words, choices.split(), message, sql, rule
+
+
 class Explain(PanelCase):
     def explain(self, message: bytes | str | None, recipient: str, *options: str,
                 **environment: str) -> subprocess.CompletedProcess[bytes]:
@@ -32,7 +38,7 @@ class Explain(PanelCase):
         self.assertEqual((self.box.calls(), list(self.box.tmp.iterdir())), ([], []))
         return run
 
-    def assert_told(self, page: str, words: list[str]) -> None:
+    def assert_told(self, page: str, words: Iterable[str]) -> None:
         for word in words:
             self.assertIn(word, page)
 
@@ -79,8 +85,6 @@ class Explain(PanelCase):
         return page, document, run
 
     def test_every_way_out(self) -> None:
-        """Each row: the configuration and the rule, what more there is, the mail, and what names the
-        cause."""
         folder = self.box.attachments(BOX)
         (folder / "list.txt").write_text("9.99\n" * 40)
         (folder / "kept").mkdir()
@@ -89,85 +93,77 @@ class Explain(PanelCase):
         nested = mail("Order", "--b\n\n<none>\n--b\nContent-Type: text/html\n\n<p>the <b>pri</b>ce"
                       "</p>\n--b\nContent-Disposition: attachment\nContent-Type: text/plain\n\n"
                       "PRICE\n--b--\n", MULTIPART)
+        encoded = mail("=?utf-8?B?R3LDvMOfZQ==?=", "=E9\n", "Reply-To: <ann@x.test>\nDate: today\nContent-Type:"
+                       " text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: quoted-printable\n")
+        ignoring = "but          if case and white space played no part: "
         twice = "insert into resp_freq (rn_id, email, num) values (1, '{}', 2)"
-        for number, (choices, rule, sql, message, words) in enumerate((
+        known, ago = twice.format(SENDER), "; update resp_freq set time_resp = now() - interval {} day"
+        for number, (words, choices, message, sql, rule) in enumerate((
             # The mail
-            ([], {}, "", mail(), ["joe@client.example (From)", "1 line\n", "0 of 10 answers",
-                                  "rule 1 answers", "1 reply"]),
-            ([], {}, "", mail("=?utf-8?B?R3LDvMOfZQ==?=", "=E9\n", "Reply-To: <ann@x.test>\n"
-             "Date: today\nContent-Type: text/plain; charset=iso-8859-1\n"
-             "Content-Transfer-Encoding: quoted-printable\n"),
-             ["ann@x.test (Reply-To)", "Gr\\u{00FC}\\u{00DF}e", "today", "iso-8859-1",
-              "quoted-printable"]),
-            ([], {}, "", mail("=?nope?Q?x?=", "x", "Content-Type: text/plain; charset=nope\n"),
-             ["Could not convert message body text from nope"]),
-            ([], {}, "", mail("=?utf-8?B?R3I=?=\n =?utf-8?B?R3I=?="),
-             ["said         wrong rfc1522 sequence (trailing stuff): =?utf-8?B?R3I=?=\\n\n\nMailbox"]),
-            ([], {}, "", "From: <>\n\n", ["Could not get sender's", "no reply: Could not"]),
-            ([], {}, "", mail(sender=BOX), ["refused      Field From: equial"]),
-            ([], {}, "", mail(sender="MAILER-DAEMON@x.test"), ["contains MAILER-DAEMON"]),
-            ([], {}, "", mail(sender="a" * 249 + "@x.test"), ["address is too long"]),
-            (["REFUSE_AUTOMATIC"], {}, "", mail(headers="Return-Path: <>\n"), ["Return-Path is null"]),
-            (["REFUSE_AUTOMATIC"], {"forward": ["a@x.test"]}, "", mail(headers="Precedence: bulk\n"),
-             ["refused      Precedence is bulk", "forwards, and does not answer", ", 1 forward"]),
-            (["ADDRESSED_ONLY"], {}, "", mail().replace("To:", "X:"),
-             ["name no address of the mailbox"]),
-            (["REFUSE_AUTOMATIC"], {}, "insert into mail_aliases (mn_id, alias) values (1, 'other')",
-             mail(sender="other@example.com"), ["is the mailbox itself"]),
-            ([], {"forward": ["a@x.test"]}, "", mail(sender=evil), ["looks like an option"]),
-            (["MODERN"], {"forward": ["a@x.test"]}, "", mail(headers=f"X-Autoresponder-Forwarded: {BOX}\n"),
-             ["refused      it has been through this mailbox", "rule 1 is not reached"]),
+            world("joe@client.example (From)", "1 line\n", "0 of 10 answers", "rule 1 answers", "1 reply"),
+            world("ann@x.test (Reply-To)", "Gr\\u{00FC}\\u{00DF}e", "today", "iso-8859-1", "quoted-printable",
+                  message=encoded),
+            world("Could not convert message body text from nope",
+                  message=mail("=?nope?Q?x?=", "x", "Content-Type: text/plain; charset=nope\n")),
+            world("said         wrong rfc1522 sequence (trailing stuff): =?utf-8?B?R3I=?=\\n\n\nMailbox",
+                  message=mail("=?utf-8?B?R3I=?=\n =?utf-8?B?R3I=?=")),
+            world("Could not get sender's", "no reply: Could not", message="From: <>\n\n"),
+            world("refused      Field From: equial", message=mail(sender=BOX)),
+            world("Return-Path is null", choices="REFUSE_AUTOMATIC", message=mail(headers="Return-Path: <>\n")),
+            world("refused      Precedence is bulk", "forwards, and does not answer", ", 1 forward",
+                  choices="REFUSE_AUTOMATIC", message=mail(headers="Precedence: bulk\n"), forward=["a@x.test"]),
+            world("name no address of the mailbox", choices="ADDRESSED_ONLY", message=mail().replace("To:", "X:")),
+            world("is the mailbox itself", choices="REFUSE_AUTOMATIC", message=mail(sender="orders@example.com")),
+            world("looks like an option", message=mail(sender=evil), forward=["a@x.test"]),
+            world("refused      it has been through this mailbox", "rule 1 is not reached", choices="MODERN",
+                  message=mail(headers=f"X-Autoresponder-Forwarded: {BOX}\n"), forward=["a@x.test"]),
             # The rules
-            ([], {"resp_on": None}, "", mail(), ["rule 1 is switched off", "no rule is on"]),
-            ([], {}, "delete from mail_resp", mail(), ["the mailbox has no rules"]),
-            ([], {"keystr": "ell", "key_where": "subj"}, "", mail(), ["line 1: H>>ell<<o"]),
-            ([], {"keystr": "are", "key_where": "body"}, "", mail(body="\nHow are you?"),
-             ["text, line 2: How >>are<< you?"]),
-            ([], {"keystr": "hello", "key_where": "subj"}, "", mail(),
-             ["not in the subject", "but          if case and white space played no part: subject, line 1: >>hello<<", "not found"]),
-            ([], {"keystr": "are you", "key_where": "body"}, "", mail(body="\nHow ARE  you?"),
-             ["but          if case and white space played no part: text, line 2: how >>are you<<?"]),
-            ([], {"keystr": "price", "key_where": "body"}, "", nested,
-             ["part 2, text/html", "part 2 (text/html), paragraph 1: the >>price<<",
-              "attachment, part 3 (text/plain), paragraph 1: >>price<<"]),
-            ([], {"keystr": "price", "key_where": "body"}, "", nested.replace("boundary=", "boundary*0="),
-             ["part 2 (text/html), paragraph 1: the >>price<<"]),
-            (["READ_AS_SHOWN"], {"keystr": "price", "key_where": "body"}, "", nested.replace("<none>", " "),
-             ["part 2, text/html", "text, line 1: the >>price<<", "1 reply"]),
-            ([], {"keystr": "my order", "key_where": "body"}, "", mail(body="my\norder"),
-             ["the mail itself (text/plain), paragraph 1: >>my order<<"]),
-            ([], {"ans_freq": "0"}, "", mail(), ["answers nobody"]),
-            ([], {"ans_freq": "2"}, twice.format(SENDER), mail(),
-             ["2 of 2 answers today", "has had today's answers", "limit of every rule"]),
-            ([], {"ans_freq": "2"}, twice.format(SENDER) + "; update resp_freq set time_resp ="
-             " now() - interval 1 day", mail(), ["0 of 2 answers", "0 of 1000 senders"]),
-            ([], {"mem_limit": "1"}, twice.format("old@x.test"), mail(),
-             ["1 of 1 senders", "forgets      old@x.test"]),
-            ([], {"key_where": "Body", "resp_on": "FALSE"}, "", mail(),
-             ['remark       key_where is "Body": neither', 'resp_on is "FALSE": only "false"', "1 reply"]),
-            ([], {"ans_freq": "unlimited", "mem_limit": "5 a day"}, "", mail(),
-             ['ans_freq is "unlimited": as a number that is 0', 'mem_limit is "5 a day": as a number that is 5']),
-            ([], {"content_type": "html", "charset": "klingon"}, "", mail(),
-             ['content_type is "html": no type', 'charset is "klingon": cannot be used']),
-            (["SCHEDULE"], {}, SCHEDULE.format("now() + interval 1 day, null, null"), mail(),
-             ["time         begins at 20", "it is not in its time", "no rule is on"]),
-            (["SCHEDULE"], {}, SCHEDULE.format("null, now(), 7"), mail(), ["time         has ended at 20"]),
-            (["SCHEDULE"], {}, SCHEDULE.format("'2020-02-02', now() + interval 1 day, null"), mail(),
-             ["time         now from 2020-02-02 00:00:00 until 20", "answers today; ", "1 reply"]),
-            (["SCHEDULE"], {"ans_freq": "2"}, SCHEDULE.format("null, null, 7") + ";" + twice.format(SENDER)
-             + "; update resp_freq set time_resp = now() - interval 3 day", mail(),
-             ["time         now\n", "2 of 2 answers in 7 days, since 20", "had the answers of its days"]),
+            world("rule 1 is switched off", "no rule is on", resp_on=None),
+            world("the mailbox has no rules", sql="delete from mail_resp"),
+            world("line 1: H>>ell<<o", keystr="ell", key_where="subj"),
+            world("text, line 2: How >>are<< you?", message=mail(body="\nHow are you?"),
+                  keystr="are", key_where="body"),
+            world("not in the subject", f"{ignoring}subject, line 1: >>hello<<", "not found",
+                  keystr="hello", key_where="subj"),
+            world(f"{ignoring}text, line 2: how >>are you<<?", message=mail(body="\nHow ARE  you?"),
+                  keystr="are you", key_where="body"),
+            world("part 2, text/html", "part 2 (text/html), paragraph 1: the >>price<<",
+                  "attachment, part 3 (text/plain), paragraph 1: >>price<<",
+                  message=nested, keystr="price", key_where="body"),
+            world("part 2 (text/html), paragraph 1: the >>price<<",
+                  message=nested.replace("boundary=", "boundary*0="), keystr="price", key_where="body"),
+            world("part 2, text/html", "text, line 1: the >>price<<", "1 reply", choices="READ_AS_SHOWN",
+                  message=nested.replace("<none>", " "), keystr="price", key_where="body"),
+            world("the mail itself (text/plain), paragraph 1: >>my order<<", message=mail(body="my\norder"),
+                  keystr="my order", key_where="body"),
+            world("answers nobody", ans_freq="0"),
+            world("2 of 2 answers today", "has had today's answers", "limit of every rule", sql=known, ans_freq="2"),
+            world("0 of 2 answers", "0 of 1000 senders", sql=known + ago.format(1), ans_freq="2"),
+            world("1 of 1 senders", "forgets      old@x.test", sql=twice.format("old@x.test"), mem_limit="1"),
+            world('remark       key_where is "Body": neither', 'resp_on is "FALSE": only "false"', "1 reply",
+                  key_where="Body", resp_on="FALSE"),
+            world('ans_freq is "unlimited": as a number that is 0', 'mem_limit is "5 a day": as a number that is 5',
+                  ans_freq="unlimited", mem_limit="5 a day"),
+            world('content_type is "html": no type', 'charset is "klingon": cannot be used',
+                  content_type="html", charset="klingon"),
+            world("time         begins at 20", "it is not in its time", "no rule is on", choices="SCHEDULE",
+                  sql=SCHEDULE.format("now() + interval 1 day, null, null")),
+            world("time         has ended at 20", choices="SCHEDULE", sql=SCHEDULE.format("null, now(), 7")),
+            world("time         now from 2020-02-02 00:00:00 until 20", "answers today; ", "1 reply",
+                  choices="SCHEDULE", sql=SCHEDULE.format("'2020-02-02', now() + interval 1 day, null")),
+            world("time         now\n", "2 of 2 answers in 7 days, since 20", "had the answers of its days",
+                  choices="SCHEDULE", sql=f"{SCHEDULE.format('null, null, 7')};{known}{ago.format(3)}", ans_freq="2"),
             # What goes out
-            ([], {"forward": ["a@x.test", evil, None], "attach": ["list.txt", "kept", "pipe", "gone"]},
-             "", mail(), ["forwards to  a@x.test\n", '"list.txt", 200 bytes', '"kept" cannot be read',
-                          '"pipe" cannot be read: No such device', '"gone" is missing: No such',
-                          "to anna@alpha.test from root@localhost", "Address looks like an option",
-                          "1 reply, 1 forward, 1 notice"]),
-            ([], {"attach": ["gone"]}, f"update clients set email='{evil}'", mail(),
-             ["Address looks like an option", "1 reply\n"]),
-            ([], {"attach": ["gone"]}, "delete from clients", mail(), ["This client does not exist"]),
-            (["MODERN"], {"charset": "koi8-r", "text": "Привет", "attach": ["gone", "list.txt"]}, "",
-             mail(headers="Message-ID: <1@x.test>\n"), ["from <> to joe@client.example"]),
+            world("forwards to  a@x.test\n", '"list.txt", 200 bytes', '"kept" cannot be read',
+                  '"pipe" cannot be read: No such device', '"gone" is missing: No such',
+                  "to anna@alpha.test from root@localhost", "Address looks like an option",
+                  "1 reply, 1 forward, 1 notice",
+                  forward=["a@x.test", evil, None], attach=["list.txt", "kept", "pipe", "gone"]),
+            world("Address looks like an option", "1 reply\n", sql=f"update clients set email='{evil}'",
+                  attach=["gone"]),
+            world("This client does not exist", sql="delete from clients", attach=["gone"]),
+            world("from <> to joe@client.example", choices="MODERN", message=mail(headers="Message-ID: <1@x.test>\n"),
+                  charset="koi8-r", text="Привет", attach=["gone", "list.txt"]),
         )):
             with self.subTest(number=number, words=words):
                 self.configure(*choices)
@@ -175,7 +171,7 @@ class Explain(PanelCase):
                 self.fill()
                 self.rule(**rule)
                 self.rule(id=2, resp_on="false")
-                self.database.execute(sql or "do 0")
+                self.database.execute(sql)
                 self.assert_told(self.compare(message)[0], words)
 
     def test_replies(self) -> None:
