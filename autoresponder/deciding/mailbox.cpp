@@ -72,8 +72,10 @@ void escape_recipient(Run& run) {
     const Mail_content& mail = run.reading.mail;
     // Escaping without a connection needs the client library's character sets, which mysql_init
     // would load only later.
-    if (mysql_library_init(0, nullptr, nullptr) == 0)
-        run.recipient = {escaped_alone(mail.domain), escaped_alone(mail.mailname)};
+    if (mysql_library_init(0, nullptr, nullptr) == 0) {
+        run.recipient.domain = escaped_alone(mail.domain);
+        run.recipient.mailname = escaped_alone(mail.mailname);
+    }
     if (!run.recipient.domain || !run.recipient.mailname) {
         report({"autoresponder: Unable to alloc memory"});
         give_up();
