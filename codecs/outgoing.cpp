@@ -190,28 +190,25 @@ bool needs_quoted_printable(std::string_view text) {
 
 std::string quoted_printable(std::string_view text) {
     std::string encoded;
-    std::size_t column = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        const std::string_view behind = text.substr(i + 1);
-        if (c == '\r' && behind.starts_with('\n'))
-            continue;
-        if (c == '\n') {
-            encoded += c;
-            column = 0;
-            continue;
+    std::string_view line;
+    for (bool more = true; more;) {
+        more = take_line(text, line);
+        if (more && line.ends_with('\r'))
+            line.remove_suffix(1);
+        for (std::size_t column = 0, i = 0; i < line.size(); ++i) {
+            const char c = line[i];
+            const bool is_blank = c == ' ' || c == '\t';
+            const bool literal = is_blank ? i + 1 < line.size() : c > ' ' && c < 127 && c != '=';
+            const std::string form = literal ? std::string(1, c) : hex_form("=", c);
+            // One column stays for the "=" of a soft line break.
+            if (column + form.size() >= preferred_line) {
+                encoded += "=\n";
+                column = 0;
+            }
+            encoded += form;
+            column += form.size();
         }
-        const bool at_line_end =
-            behind.empty() || behind.starts_with('\n') || behind.starts_with("\r\n");
-        const bool literal = c == ' ' || c == '\t' ? !at_line_end : c > ' ' && c < 127 && c != '=';
-        const std::string form = literal ? std::string(1, c) : hex_form("=", c);
-        // One column stays for the "=" of a soft line break.
-        if (column + form.size() >= preferred_line) {
-            encoded += "=\n";
-            column = 0;
-        }
-        encoded += form;
-        column += form.size();
+        encoded.append(more ? "\n" : "");
     }
     return encoded;
 }

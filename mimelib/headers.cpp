@@ -52,19 +52,16 @@ bool DwFieldReader::Next() {
 
 DwHeaders::DwHeaders(const DwString& text)
     : DwMessageComponent(text.substr(0, header_length(text.view()))) {
-    for (DwFieldReader field(AsString().view()); field.Next();)
-        keep(field.Name(), field.Body());
-}
-
-void DwHeaders::keep(std::string_view name, std::string_view body) {
-    const auto keep_first = [&](auto& field, std::string_view known) {
-        if (!field && equals_ignoring_case(name, known))
-            field.emplace(AsString().slice(body));
-    };
-    keep_first(reply_to_, "reply-to");
-    keep_first(from_, "from");
-    keep_first(subject_, "subject");
-    keep_first(date_, "date");
-    keep_first(content_type_, "content-type");
-    keep_first(transfer_encoding_, "content-transfer-encoding");
+    for (DwFieldReader field(AsString().view()); field.Next();) {
+        const auto keep_first = [&](auto& kept, std::string_view name) {
+            if (!kept && equals_ignoring_case(field.Name(), name))
+                kept.emplace(AsString().slice(field.Body()));
+        };
+        keep_first(reply_to_, "reply-to");
+        keep_first(from_, "from");
+        keep_first(subject_, "subject");
+        keep_first(date_, "date");
+        keep_first(content_type_, "content-type");
+        keep_first(transfer_encoding_, "content-transfer-encoding");
+    }
 }

@@ -58,8 +58,6 @@ private:
         return field ? *field : empty;
     }
 
-    void keep(std::string_view name, std::string_view body);
-
     std::optional<DwAddressList> reply_to_;
     std::optional<DwMailboxList> from_;
     std::optional<DwText> subject_;

@@ -69,8 +69,7 @@ std::optional<DwParameter> DwParameter::first_of(const DwString& text) {
 
 int DwMechanism::AsEnum() const {
     const std::string_view name = Scanner(AsString().view()).take_word(";(");
-    return name.empty()                                     ? DwMime::kCteNull
-           : equals_ignoring_case(name, "quoted-printable") ? DwMime::kCteQuotedPrintable
-           : equals_ignoring_case(name, "base64")           ? DwMime::kCteBase64
-                                                            : DwMime::kCteUnknown;
+    return equals_ignoring_case(name, "quoted-printable") ? DwMime::kCteQuotedPrintable
+           : equals_ignoring_case(name, "base64")         ? DwMime::kCteBase64
+                                                          : DwMime::kCteUnknown;
 }

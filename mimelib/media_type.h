@@ -7,7 +7,8 @@
 
 namespace DwMime {
 
-/// Those that the program asks for; all others are unknown.
+// Those that the program asks for; all others are unknown.
+
 enum MediaType {
     kTypeUnknown,
     kTypeText,
@@ -15,7 +16,6 @@ enum MediaType {
 };
 
 enum Encoding {
-    kCteNull,
     kCteUnknown,
     kCteQuotedPrintable,
     kCteBase64,
@@ -73,6 +73,6 @@ class DwMechanism : public DwMessageComponent {
 public:
     explicit DwMechanism(const DwString& text) : DwMessageComponent(text) {}
 
-    /// A DwMime::Encoding; kCteNull when there is no name.
+    /// A DwMime::Encoding.
     int AsEnum() const;
 };

@@ -101,34 +101,33 @@ private:
 
     /// Blanks between two words are not part of the text.
     void take_plain(std::string_view plain, bool before_word) {
-        if (before_word && in_words_ && plain.find_first_not_of(" \t") == std::string_view::npos)
+        if (before_word && !charset_.empty() &&
+            plain.find_first_not_of(" \t") == std::string_view::npos)
             return;
         finish_words();
         decoded_ += charsets_.to_utf8(plain, "");
     }
 
     void take_word(const EncodedWord& word) {
-        if (in_words_ && word.charset != charset_)
+        if (word.charset != charset_)
             finish_words();
-        in_words_ = true;
         charset_ = word.charset;
         bytes_ += word.decoded();
     }
 
     void finish_words() {
-        if (in_words_)
+        if (!charset_.empty())
             decoded_ += charsets_.to_utf8(bytes_, charset_);
         bytes_.clear();
-        in_words_ = false;
+        charset_.clear();
     }
 
     std::string_view field_;
     std::size_t last_end_;
     orvek::ShownCharsets charsets_;
     std::string decoded_;
-    std::string charset_;
-    std::string bytes_; // of the words whose charset is `charset_`
-    bool in_words_ = false;
+    std::string charset_; // of the words that came last; empty behind other text
+    std::string bytes_;   // that they hold
 };
 
 } // namespace
