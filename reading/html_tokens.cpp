@@ -2,17 +2,20 @@
 
 #include "base/text.h"
 
-#include <algorithm>
-
 namespace orvek {
 
+namespace {
+
+constexpr std::string_view white = " \t\n\f\r";
+constexpr std::string_view name_ends = " \t\n\f\r/>";
+
+} // namespace
+
 bool HtmlTokens::next() {
-    while (at_ < html_.size()) {
+    while (!rest_.empty()) {
         token_ = {};
         if (!starts_markup()) {
-            const std::size_t end = std::min(html_.find('<', at_ + 1), html_.size());
-            token_.text = html_.substr(at_, end - at_);
-            at_ = end;
+            token_.text = take(rest_.find('<', 1));
             return true;
         }
         if (take_markup())
@@ -22,59 +25,57 @@ bool HtmlTokens::next() {
 }
 
 bool HtmlTokens::starts_markup() const {
-    if (html_[at_] != '<' || at_ + 1 == html_.size())
+    if (rest_.front() != '<' || rest_.size() == 1)
         return false;
-    const char next = html_[at_ + 1];
-    return is_letter(next) || next == '!' || next == '?' || (next == '/' && at_ + 2 < html_.size());
+    const char next = rest_[1];
+    return is_letter(next) || next == '!' || next == '?' || (next == '/' && rest_.size() > 2);
 }
 
 /// At "<": takes a tag, or passes over what is none. Returns whether it was one.
 bool HtmlTokens::take_markup() {
-    const bool ends = html_[at_ + 1] == '/';
-    if (is_letter(html_[at_ + 1 + ends])) {
+    const bool ends = rest_[1] == '/';
+    if (is_letter(rest_[1 + ends])) {
         token_.kind = ends ? HtmlToken::Kind::end_tag : HtmlToken::Kind::start_tag;
-        at_ += std::size_t{1} + ends;
+        take(std::size_t{1} + ends);
         return take_tag();
     }
-    if (html_.substr(at_, 4) == "<!--")
-        skip_comment();
+    if (rest_.starts_with("<!--"))
+        take(comment_length());
     else
-        at_ = std::min(html_.find('>', at_), html_.size() - 1) + 1;
+        take(rest_.find('>'));
+    take(1);
     return false;
 }
 
-/// "<!-->" is a whole comment; one without an end reaches to the end of the text.
-void HtmlTokens::skip_comment() {
-    const std::size_t start = at_ + 2;
-    for (at_ = html_.find('>', start); at_ != std::string_view::npos;
-         at_ = html_.find('>', at_ + 1)) {
-        const std::string_view comment = html_.substr(start, at_ - start);
-        if (comment.ends_with("--") || comment.ends_with("--!")) {
-            ++at_;
-            return;
-        }
+/// Without its ">". "<!-->" is a whole comment; one without an end reaches to the end of the text.
+std::size_t HtmlTokens::comment_length() const {
+    constexpr std::size_t start = 2;
+    std::size_t end = rest_.find('>');
+    while (end != std::string_view::npos) {
+        const std::string_view comment = rest_.substr(start, end - start);
+        if (comment.ends_with("--") || comment.ends_with("--!"))
+            break;
+        end = rest_.find('>', end + 1);
     }
-    at_ = html_.size();
+    return end;
 }
 
 /// False when the end cuts it off.
 bool HtmlTokens::take_tag() {
-    token_.text = take_until(" \t\n\f\r/>");
+    token_.text = take(rest_.find_first_of(name_ends));
     while (take_attribute()) {
     }
-    return at_++ < html_.size(); // ">"
+    return !take(1).empty(); // ">"
 }
 
 /// False at the ">" that ends the tag, and at the end of the text.
 bool HtmlTokens::take_attribute() {
-    skip_any(" \t\n\f\r/");
-    if (at_ == html_.size() || html_[at_] == '>')
+    take(rest_.find_first_not_of(" \t\n\f\r/"));
+    if (rest_.empty() || rest_.front() == '>')
         return false;
-    const std::size_t start = at_++;
-    take_until(" \t\n\f\r/>=");
-    const std::string_view name = html_.substr(start, at_ - start);
-    skip_any(" \t\n\f\r");
-    const std::string_view value = html_.substr(at_, 1) == "=" ? take_value() : std::string_view();
+    const std::string_view name = take(rest_.find_first_of(" \t\n\f\r/>=", 1));
+    take(rest_.find_first_not_of(white));
+    const std::string_view value = rest_.starts_with('=') ? take_value() : std::string_view();
     if (equals_ignoring_case(name, "hidden"))
         token_.hidden = true;
     else if (token_.style.empty() && equals_ignoring_case(name, "style"))
@@ -84,38 +85,32 @@ bool HtmlTokens::take_attribute() {
 
 /// At "=".
 std::string_view HtmlTokens::take_value() {
-    ++at_;
-    skip_any(" \t\n\f\r");
-    const std::string_view quote = html_.substr(at_, 1);
-    if (quote != "\"" && quote != "'")
-        return take_until(" \t\n\f\r>");
-    ++at_;
-    const std::string_view value = take_until(quote);
-    at_ = std::min(at_ + 1, html_.size());
+    take(1);
+    take(rest_.find_first_not_of(white));
+    if (!rest_.starts_with('"') && !rest_.starts_with('\''))
+        return take(rest_.find_first_of(" \t\n\f\r>"));
+    const std::string_view quote = take(1);
+    const std::string_view value = take(rest_.find(quote));
+    take(1);
     return value;
 }
 
-void HtmlTokens::skip_any(std::string_view bytes) {
-    at_ = std::min(html_.find_first_not_of(bytes, at_), html_.size());
-}
-
-std::string_view HtmlTokens::take_until(std::string_view stops) {
-    const std::size_t start = at_;
-    at_ = std::min(html_.find_first_of(stops, at_), html_.size());
-    return html_.substr(start, at_ - start);
+std::string_view HtmlTokens::take(std::size_t length) {
+    const std::string_view front = rest_.substr(0, length);
+    rest_.remove_prefix(front.size());
+    return front;
 }
 
 std::string_view HtmlTokens::take_raw_text(std::string_view name) {
-    const std::size_t start = at_;
-    for (at_ = html_.find("</", at_); at_ != std::string_view::npos;
-         at_ = html_.find("</", at_ + 2)) {
-        const std::string_view rest = html_.substr(at_ + 2, name.size() + 1);
-        if (equals_ignoring_case(rest.substr(0, name.size()), name) &&
-            contains(" \t\n\f\r/>", rest.substr(name.size())))
+    std::size_t end = rest_.find("</");
+    while (end != std::string_view::npos) {
+        const std::string_view tag = rest_.substr(end + 2, name.size() + 1);
+        if (equals_ignoring_case(tag.substr(0, name.size()), name) &&
+            contains(name_ends, tag.substr(name.size())))
             break;
+        end = rest_.find("</", end + 2);
     }
-    at_ = std::min(at_, html_.size());
-    return html_.substr(start, at_ - start);
+    return take(end);
 }
 
 } // namespace orvek

@@ -22,7 +22,7 @@ struct HtmlToken {
 
 class HtmlTokens {
 public:
-    explicit HtmlTokens(std::string_view html) : html_(html) {}
+    explicit HtmlTokens(std::string_view html) : rest_(html) {}
 
     /// Moves to the next token; false at the end. Comments, declarations and what the end cuts off
     /// are none.
@@ -38,15 +38,14 @@ public:
 private:
     bool starts_markup() const;
     bool take_markup();
-    void skip_comment();
+    std::size_t comment_length() const;
     bool take_tag();
     bool take_attribute();
     std::string_view take_value();
-    void skip_any(std::string_view bytes);
-    std::string_view take_until(std::string_view stops);
+    /// Takes so many bytes, or all of the rest.
+    std::string_view take(std::size_t length);
 
-    std::string_view html_;
-    std::size_t at_ = 0;
+    std::string_view rest_;
     HtmlToken token_;
 };
 
