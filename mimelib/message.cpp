@@ -13,19 +13,11 @@ DwString find_boundary(const DwHeaders& headers) {
     return boundary.substr(0, boundary.view().find_last_not_of(" \t") + 1);
 }
 
-std::size_t skip_empty_line(std::string_view text, std::size_t start) {
-    if (text.substr(start, 1) == "\n")
-        return start + 1;
-    return text.substr(start, 2) == "\r\n" ? start + 2 : start;
-}
-
-/// `end` without the line end that stands before it.
-std::size_t without_line_end(std::string_view text, std::size_t end) {
-    if (end > 0 && text[end - 1] == '\n')
-        --end;
-    if (end > 0 && text[end - 1] == '\r')
-        --end;
-    return end;
+/// The text without the line end that it may end in.
+std::string_view without_line_end(std::string_view text) {
+    text.remove_suffix(text.ends_with('\n') ? 1 : 0);
+    text.remove_suffix(text.ends_with('\r') ? 1 : 0);
+    return text;
 }
 
 enum class Line { ordinary, delimiter, closing };
@@ -62,11 +54,8 @@ Delimiter find_delimiter(std::string_view text, std::string_view delimiter) {
 } // namespace
 
 std::size_t mimelib::start_of_header(std::string_view text) {
-    if (!text.starts_with("From "))
-        return 0;
-    const std::size_t next = text.find_first_not_of(" \t", 5);
-    const bool is_field = next != std::string_view::npos && text[next] == ':';
-    return is_field ? 0 : end_of_line(text, 0);
+    const bool is_mbox_line = text.starts_with("From ") && !DwFieldReader(text).Next();
+    return is_mbox_line ? end_of_line(text, 0) : 0;
 }
 
 void DwInitialize() {}
@@ -89,8 +78,8 @@ std::optional<DwBodyPart> DwBodyPart::first_of(const DwString& text, const DwStr
     if (text.empty())
         return std::nullopt;
     const Delimiter next = find_delimiter(text.view(), delimiter.view());
-    DwBodyPart part(text.substr(
-        0, next.kind == Line::ordinary ? next.start : without_line_end(text.view(), next.start)));
+    const std::string_view front = text.view().substr(0, next.start);
+    DwBodyPart part(text.slice(next.kind == Line::ordinary ? front : without_line_end(front)));
     part.delimiter_ = delimiter;
     if (next.kind == Line::delimiter)
         part.rest_ = text.substr(next.end);
@@ -99,9 +88,10 @@ std::optional<DwBodyPart> DwBodyPart::first_of(const DwString& text, const DwStr
 
 void DwEntity::parse_from(std::size_t start) {
     headers_ = DwHeaders(AsString().substr(start));
-    const std::size_t end = start + headers_.AsString().size();
-    body_ =
-        DwBody(AsString().substr(skip_empty_line(AsString().view(), end)), find_boundary(headers_));
+    const DwString rest = AsString().substr(start + headers_.AsString().size());
+    const bool has_bare_end = rest.view().starts_with('\n');
+    const std::size_t empty_line = has_bare_end ? 1 : rest.view().starts_with("\r\n") ? 2 : 0;
+    body_ = DwBody(rest.substr(empty_line), find_boundary(headers_));
 }
 
 std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {
