@@ -6,7 +6,7 @@ endif()
 include(GNUInstallDirs)
 set(OVK_PROGRAM_DIR "lib/ovk" CACHE PATH "Folder of the panel's programs")
 
-install(TARGETS autoresponder autoresponder-explain autoresponder-logged autoresponder-once autoresponder-domain
+install(TARGETS autoresponder autoresponder-explain autoresponder-logged autoresponder-once autoresponder-domain autoresponder-held
   DESTINATION "${OVK_PROGRAM_DIR}"
   PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 # On root's path, for it is typed by hand.

@@ -90,6 +90,18 @@ WRONG = [("drop user autoresponder_lookup@localhost", "account 'autoresponder_lo
          ("/bin/echo 1 >/var/qmail/control/databytes", "databytes"),
          ("/bin/mkdir -p -m 700 /var/qmail/mailnames/example.com/later/@attachments", "access to the repositories"),
          ("/usr/sbin/userdel autoresp", "user autoresp")]
+# What a tenant has, and what is none of his business.
+TENANT = """cd /var/qmail/mailnames/example.com
+rm -rf tenant
+mkdir -p -m 700 tenant/@attachments tenant/@attachments-2
+touch tenant/@attachments/file tenant/@attachments-2/link tenant/@attachments-2/hard tenant/@attachments-2/shared
+chmod 660 tenant/@attachments-2/shared
+setfacl -m u:nobody:rw,m:r tenant/@attachments-2/shared
+"""
+VICTIM = """mkdir -m 700 /etc/victim
+touch /etc/victim/file /etc/victim/hard
+setfacl -m u:autoresp:x /etc/victim
+"""
 # What garbles or cuts mail as delivered.
 MODERN = [("kanji", None, "modern@example.com"), ("smile", None, "modern@example.com")]
 
@@ -447,6 +459,28 @@ class Withdrawal(unittest.TestCase):
                 assert_set_up(self)
                 host.run(f"autoresponder-setup undo {host.name} database")
                 assert_same(self, state(), had)
+
+    def test_2_what_a_tenant_exchanges_meanwhile_and_whom_he_lets_in(self) -> None:
+        """What his links lead to stays as it is, and others have the rights to his files that they had."""
+        for name in ("find", "setfacl"):
+            (host.root / "root" / name).mkdir()
+            shutil.copy(REPOSITORY / "tests/mta/exchange", host.root / "root" / name / name)
+            with shaped(f"autoresponder-setup database {host.name}\n{VICTIM}"):
+                for verb, has in (("rights tenant@example.com", True), (f"undo {host.name} database", False)):
+                    with self.subTest(verb, stand_in=name):
+                        host.run(TENANT + ("" if has else "autoresponder-setup rights\n"))
+                        had = host.run("getfacl -npR /etc/victim")
+                        host.run(f"PATH=/root/{name}:$PATH autoresponder-setup {verb}")
+                        self.assertEqual(host.run("getfacl -npR /etc/victim"), had)
+                        shared = host.run("cd /var/qmail/mailnames/example.com/tenant\ntest -L @attachments\n"
+                                          "getfacl -c @attachments-2/shared")
+                        self.assertRegex(shared, r"\nuser:nobody:.*r--\n")
+                        self.assertEqual("autoresp" in shared, has)
+            shutil.rmtree(host.root / "var/qmail/mailnames/example.com/tenant")
+
+    def test_2_two_at_once(self) -> None:
+        said = host.run("flock /run/autoresponder-setup.lock autoresponder-setup undo database 2>&1 || :")
+        self.assertIn("another autoresponder-setup is at work", said)
 
     def test_3_a_host_with_the_lines_of_1_1(self) -> None:
         with shaped("autoresponder-setup database\n" + PASTED):
