@@ -120,7 +120,7 @@ TEST_F(Processes, Captured) {
 
 // A caller without some of 0, 1 and 2 finds the pipes that it opens at those numbers.
 TEST_F(Processes, CallerWithClosedDescriptors) {
-    constexpr int file = 9; // open in the caller and in most children
+    constexpr int file = 30; // open in the caller and in most children
     const Script failing("printf out 2>/dev/null; printf err >&2; exit 3");
     const Script sound("printf out; printf err >&2");
     const struct {

@@ -31,9 +31,6 @@ def objects(value: object, path: str = "") -> list[tuple[str, list[str]]]:
 
 
 class Documents(PanelCase):
-    def fill(self) -> None:
-        pass
-
     def explain(self, message: str, *arguments: str) -> str:
         return self.run_explain(message, *arguments, LANG="C.UTF-8").stdout.decode()
 
@@ -56,6 +53,7 @@ class Documents(PanelCase):
         def step(words: str) -> None:
             self.database.execute(steps.pop(next(known for known in steps if known.startswith(words))))
 
+        self.database.load("panel.sql")
         step("A client, a domain")
         step("A rule that answers")
         price = mail(subject="The price?")

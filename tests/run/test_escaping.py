@@ -19,8 +19,7 @@ class Escaping(PanelCase):
             with self.subTest(options):
                 self.database.kill()
                 self.database.start(*options)
-                self.database.load("panel.sql")
-                self.fill()
+                self.new_panel()
                 self.rule(ans_freq="1", attach=["gone"])
                 self.assert_answered(self.deliver(), 2)
                 self.recipients()

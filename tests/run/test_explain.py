@@ -167,8 +167,7 @@ class Explain(PanelCase):
         )):
             with self.subTest(number=number, words=words):
                 self.configure(*choices)
-                self.database.load("panel.sql")
-                self.fill()
+                self.new_panel()
                 self.rule(**rule)
                 self.rule(id=2, resp_on="false")
                 self.database.execute(sql)
@@ -240,8 +239,7 @@ class Explain(PanelCase):
             for options in ((), ("--json",), ("--reply", "1")):
                 run = self.explain(mail(), "orders@example.com" if b"query" in words else BOX, *options)
                 self.assert_refused(run, words)
-            self.database.load("panel.sql")
-            self.fill()
+            self.new_panel()
             self.rule()
         for arguments, words in (((), b"usage: "), (("--nonsense", "a@b"), b"usage: "),
                                  ((BOX, "/none"), b"/none: No such file"), ((BOX, "/"), b"/: Is a")):
@@ -272,9 +270,8 @@ class Explain(PanelCase):
 
     def test_what_cannot_be_sent(self) -> None:
         self.rule(text="x" * 5000)
-        self.box.extra += ["--ro-bind", "/usr/bin/prlimit", "/prlimit"]
         for options in ((BOX,), ("--reply", "1", BOX)):
-            run = self.run_explain(mail(), *options, within=["/prlimit", "--fsize=1000"])
+            run = self.run_explain(mail(), *options, within=["/usr/bin/prlimit", "--fsize=1000"])
             self.assertEqual(run.returncode, 2 if "--reply" in options else 1)
             self.assertIn(b"no reply: the reply fails\n", run.stdout + run.stderr)
         self.box.sendmail = None
@@ -317,15 +314,14 @@ class Explain(PanelCase):
                  "type": mail(body="w", headers=f"Content-Type: text/plain; x={'y' * big}\n"),
                  "part": mail(body="--b\nContent-Type: text/" + "y" * big + "\n\n" + "W7\u00c9" * 9 + "\n--b--\n",
                               headers=MULTIPART)}
-        self.box.extra += ["--ro-bind", "/usr/bin/prlimit", "/prlimit"]
         for name, message in shape.items():
             for options in ((), ("--json",)):
                 with self.subTest(name, options=options):
                     run = self.run_explain(message, *options, BOX,
-                                           within=["/prlimit", "--as=200000000", "--cpu=20"])
+                                           within=["/usr/bin/prlimit", "--as=200000000", "--cpu=20"])
                     self.assertEqual((run.returncode, run.stderr), (1, b""))
                     self.assertLess(len(run.stdout), 500_000)
-        run = self.run_explain(mail(body="w" * big), BOX, within=["/prlimit", "--as=60000000"])
+        run = self.run_explain(mail(body="w" * big), BOX, within=["/usr/bin/prlimit", "--as=60000000"])
         self.assert_refused(run, b"autoresponder-explain: there is not enough memory\n")
 
     def test_without_a_mail(self) -> None:

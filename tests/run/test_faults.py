@@ -213,7 +213,8 @@ OTHER_FAULTS: dict[str, Arrangement] = {
     "no file may be larger than 50 KB, the reply is": LARGE_FILES,
     "no file may be larger than 50 KB, and nothing is forwarded": all_of(NO_FORWARD, LARGE_FILES),
     "100 KB of stack": all_of(subject("=?koi8-r?B?zs/X2cog2sHLwdo=?="), tell(limits={"STACK": 100 << 10})),
-    "2 MB of rubbish in the subject's Base64": subject("=?utf-8?B?" + "!" * 2000000 + "?="),
+    "2 MB of rubbish in the subject's words": subject(
+        f"=?utf-8?B?{'!' * 2000000}?= =?utf-8?Q?{'=zz' * 103}?="),
     "64 MB of address space, a mail of 30 MB": tell(
         mail(body="x" * 75 + "\n") + ("y" * 75 + "\n") * 400000, limits={"AS": 64 << 20}),
 

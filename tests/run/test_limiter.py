@@ -4,7 +4,7 @@ import functools
 import re
 from collections import Counter
 
-from support.case import BOX, PANEL, SENDER, PanelCase, mail, quote
+from support.case import BOX, SENDER, PanelCase, mail, quote
 from sandbox.database import REPOSITORY
 
 RULE = 7
@@ -125,8 +125,7 @@ class Limiter(PanelCase):
             (SENDER, "", "", "set global autocommit = 0"),
         ):
             with self.subTest(sender, table=table):
-                self.database.load("panel.sql")
-                self.database.execute(PANEL)
+                self.new_panel()
                 self.limited(ans_freq="1")
                 if table:
                     self.database.execute(table)
@@ -172,8 +171,7 @@ class Limiter(PanelCase):
             ("without transactions", "drop primary key, engine=MyISAM", True),
         ):
             with self.subTest(table):
-                self.database.load("panel.sql")
-                self.database.execute(PANEL)
+                self.new_panel()
                 self.limited(ans_freq="10")
                 if change:
                     self.database.execute("alter table resp_freq " + change)

@@ -44,17 +44,6 @@ class Refusals(PanelCase):
                            "Could not get recipient e-mail address from RESP_RECIPIENT environment"
                            " variable\n" + ABNORMAL)
 
-    def test_sender_that_looks_like_an_option(self) -> None:
-        """Is refused: no reply, which is said where one is due, and a forward within the limit."""
-        self.database.execute("truncate mail_resp")
-        self.rule(id=2, forward=["boss@example.org"], ans_freq="1")
-        for forwards in (1, 0):
-            run = self.deliver(mail(sender="-oQ/tmp@client.example"))
-            self.assertEqual((run.status, run.err, run.leftovers),
-                             (0, OPTION.format("-oQ/tmp@client.example") * forwards, []))
-            self.assertEqual([call.args[3:] for call in run.calls],
-                             [["boss@example.org"]] * forwards)
-
     def test_addresses_that_look_like_options(self) -> None:
         evil = "-C/var/qmail/mailnames/example.com/sales/@attachments"
         self.rule(id=2, forward=[evil, "a@example.org", "-"], attach=["gone"])

@@ -11,8 +11,7 @@ BEGIN, END = "2026-12-01 08:00:00", "2026-12-15 00:00:00"
 class Schedule(PanelCase):
     def setUp(self) -> None:
         super().setUp()
-        self.database.load("panel.sql", "resp_schedule.sql")
-        self.fill()
+        self.new_panel("resp_schedule.sql")
         self.configure("SCHEDULE")
         # Whoever has these has a clock that nobody sets.
         self.database.execute("revoke super, connection admin on *.* from 'admin'@'localhost'")

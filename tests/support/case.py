@@ -58,10 +58,11 @@ class PanelCase(unittest.TestCase):
     def setUp(self) -> None:
         self.box = Sandbox(os.environ["OVK_PROGRAM"], os.environ["OVK_SENDMAIL"], self.database)
         self.addCleanup(self.box.close)
-        self.database.load("panel.sql")
-        self.fill()
+        self.new_panel()
 
-    def fill(self) -> None:
+    def new_panel(self, *more: str) -> None:
+        """The panel's tables anew, and those of more files of schema/."""
+        self.database.load("panel.sql", *more)
         self.database.execute(PANEL)
 
     def configure(self, *on: str, **values: str | None) -> None:
