@@ -94,9 +94,11 @@ WRONG = [("drop user autoresponder_lookup@localhost", "account 'autoresponder_lo
 TENANT = """cd /var/qmail/mailnames/example.com
 rm -rf tenant
 mkdir -p -m 700 tenant/@attachments tenant/@attachments-2
-touch tenant/@attachments/file tenant/@attachments-2/link tenant/@attachments-2/hard tenant/@attachments-2/shared
-chmod 660 tenant/@attachments-2/shared
-setfacl -m u:nobody:rw,m:r tenant/@attachments-2/shared
+cd tenant/@attachments-2
+touch ../@attachments/file link hard shut shared
+chmod 660 shut shared
+setfacl -m u:nobody:rw,m:- shut
+setfacl -m u:nobody:rw,m:r shared
 """
 VICTIM = """mkdir -m 700 /etc/victim
 touch /etc/victim/file /etc/victim/hard
@@ -472,10 +474,10 @@ class Withdrawal(unittest.TestCase):
                         had = host.run("getfacl -npR /etc/victim")
                         host.run(f"PATH=/root/{name}:$PATH autoresponder-setup {verb}")
                         self.assertEqual(host.run("getfacl -npR /etc/victim"), had)
-                        shared = host.run("cd /var/qmail/mailnames/example.com/tenant\ntest -L @attachments\n"
-                                          "getfacl -c @attachments-2/shared")
-                        self.assertRegex(shared, r"\nuser:nobody:.*r--\n")
-                        self.assertEqual("autoresp" in shared, has)
+                        lists = host.run("cd /var/qmail/mailnames/example.com/tenant\ntest -L @attachments\n"
+                                         "cd @attachments-2\ngetfacl -c shut shared")
+                        self.assertRegex(lists, r"\nuser:nobody:.*---\n(.*\n)*user:nobody:rw-\t#effective:r--\n")
+                        self.assertEqual(lists.count("autoresp"), 2 * has)
             shutil.rmtree(host.root / "var/qmail/mailnames/example.com/tenant")
 
     def test_2_two_at_once(self) -> None:
