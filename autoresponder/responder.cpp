@@ -47,8 +47,10 @@ void open_panel_database(Run& run) {
     if (run.policy.standard_mail && mysql_set_character_set(connection, "utf8mb4") != 0)
         report({"autoresponder: Unable to speak utf8mb4: ", mysql_error(connection)});
     if (!run.acts()) { // and nobody waits for what it reads, whatever the server's default
-        run_query_or_exit(connection, "set session transaction isolation level repeatable read");
-        run_query_or_exit(connection, "start transaction with consistent snapshot, read only");
+        run_query_patiently_or_throw(connection,
+                                     "set session transaction isolation level repeatable read");
+        run_query_patiently_or_throw(connection,
+                                     "start transaction with consistent snapshot, read only");
     }
     adapt_escaping(run);
 }

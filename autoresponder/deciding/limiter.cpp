@@ -269,7 +269,7 @@ int can_response_freq(Run& run, const ResponderRule& rule) {
         return run.account.rule().limit->allows();
     }
     if (books.limit <= 0) {
-        run_query_or_exit(books.connection, purge_of_earlier_days(books));
+        run_query_patiently_or_throw(books.connection, purge_of_earlier_days(books));
         return 0;
     }
     const BookkeepingLock lock(books);

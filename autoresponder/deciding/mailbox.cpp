@@ -55,8 +55,8 @@ std::array<Lookup, 4> lookups_of(const char* domain, const char* name) {
 void look_up(Run& run, const std::string& domain, const std::string& name,
              const EscapedRecipient& escaped) {
     for (const auto& [what, statement] : lookups_of(escaped.domain.get(), escaped.mailname.get())) {
-        const MysqlResult found =
-            run_query_or_exit(run.connection.get(), statement, "autoresponder: Unable to query: ");
+        const MysqlResult found = run_query_patiently_or_throw(run.connection.get(), statement,
+                                                               "autoresponder: Unable to query: ");
         const std::optional<Row> row = next_row(found);
         run.account.lookups.push_back({what, concat({name, "@", domain}), row.has_value()});
         if (row) {

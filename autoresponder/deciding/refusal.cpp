@@ -57,9 +57,9 @@ struct MailboxNames {
 };
 
 MailboxNames names_of(const ResolvedMailbox& mailbox, MYSQL* connection) {
-    const MysqlResult aliases = run_query_or_exit(
+    const MysqlResult aliases = run_query_patiently_or_throw(
         connection, concat({"select alias from mail_aliases where mn_id=", mailbox.id}));
-    const MysqlResult domains = run_query_or_exit(
+    const MysqlResult domains = run_query_patiently_or_throw(
         connection, concat({"select da.name from domainaliases da, mail m where da.dom_id=m.dom_id"
                             " and da.mail='true' and m.id=",
                             mailbox.id}));

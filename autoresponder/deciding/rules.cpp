@@ -9,7 +9,7 @@ namespace {
 /// Of all rules of the mailbox that have one.
 std::map<std::string, Schedule> read_schedules(MYSQL* connection, const std::string& mailbox_id) {
     constexpr int longest = 366;
-    const MysqlResult rows = run_query_or_exit(
+    const MysqlResult rows = run_query_patiently_or_throw(
         connection,
         concat({"select s.rn_id, s.begins, s.ends, s.days, NOW()<s.begins, NOW()>=s.ends"
                 " from resp_schedule s, mail_resp r where s.rn_id=r.id and r.mn_id=",
@@ -29,11 +29,11 @@ std::map<std::string, Schedule> read_schedules(MYSQL* connection, const std::str
 } // namespace
 
 Rules::Rules(const Run& run)
-    : rows_(run_query_or_exit(run.connection.get(),
-                              concat({"select id, keystr, key_where, text, resp_on, ans_freq,"
-                                      " mem_limit, subject, reply_to, charset, content_type"
-                                      " from mail_resp where mn_id=",
-                                      run.mailbox().id}))) {
+    : rows_(run_query_patiently_or_throw(
+          run.connection.get(), concat({"select id, keystr, key_where, text, resp_on, ans_freq,"
+                                        " mem_limit, subject, reply_to, charset, content_type"
+                                        " from mail_resp where mn_id=",
+                                        run.mailbox().id}))) {
     if (run.policy.schedule)
         schedules_ = read_schedules(run.connection.get(), run.mailbox().id);
 }

@@ -62,7 +62,7 @@ void look_for_nearest(const Run& run, Surroundings& told) {
         shorter != mail.mailname && run.policy.recipient_delimiter != delimiter;
     for (const char* const column : {"m.mail_name", "ma.alias"}) {
         const MysqlResult names =
-            run_query_or_exit(connection, concat({"select distinct ", column, here}));
+            run_query_patiently_or_throw(connection, concat({"select distinct ", column, here}));
         while (const std::optional<Row> row = next_row(names)) {
             if (row->is_null(0))
                 continue;
@@ -74,7 +74,7 @@ void look_for_nearest(const Run& run, Surroundings& told) {
                 add_nearest(concat({name, "@", mail.domain}), told.nearest);
         }
     }
-    const MysqlResult elsewhere = run_query_or_exit(
+    const MysqlResult elsewhere = run_query_patiently_or_throw(
         connection,
         concat({"select m.mail_name, d.name from mail m, domains d where m.dom_id=d.id and"
                 " m.mail_name='",
@@ -101,11 +101,11 @@ Surroundings surroundings_of(const Run& run) {
     Surroundings told;
     MYSQL* const connection = run.connection.get();
     const char* const domain = run.recipient.domain.get();
-    const MysqlResult known = run_query_or_exit(
+    const MysqlResult known = run_query_patiently_or_throw(
         connection, concat({"select 1 from domains where name='", domain,
                             "' union select 1 from domainaliases where name='", domain, "'"}));
     told.domain_known = next_row(known).has_value();
-    const MysqlResult switched_off = run_query_or_exit(
+    const MysqlResult switched_off = run_query_patiently_or_throw(
         connection,
         concat({"select d.name from domains d, domainaliases da where d.id=da.dom_id and"
                 " da.name='",

@@ -133,7 +133,7 @@ Descriptor open_attachment(const std::string& directory, const std::string& name
 
 AttachmentNames find_attachments(MYSQL* connection, const std::string& rule_id,
                                  const std::string& directory) {
-    const MysqlResult rows = run_query_or_exit(
+    const MysqlResult rows = run_query_patiently_or_throw(
         connection, concat({"select filename from resp_attach where rn_id=", rule_id}));
     AttachmentNames names;
     while (const std::optional<Row> row = next_row(rows)) {

@@ -83,7 +83,7 @@ std::vector<std::vector<std::string>> in_calls(const std::vector<std::string>& r
 } // namespace
 
 std::vector<std::string> forward_addresses(const Run& run, const std::string& id) {
-    const MysqlResult rows = run_query_or_exit(
+    const MysqlResult rows = run_query_patiently_or_throw(
         run.connection.get(), concat({"select address from resp_forward where rn_id=", id}));
     std::vector<std::string> addresses;
     while (const std::optional<Row> row = next_row(rows)) {

@@ -66,7 +66,8 @@ MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement) 
     return or_failure(run_query(connection, statement), connection, unable_to_exec);
 }
 
-MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement, const char* what) {
+MysqlResult run_query_patiently_or_throw(MYSQL* connection, const std::string& statement,
+                                         const char* what) {
     return or_failure(run_query_patiently(connection, statement), connection, what);
 }
 

@@ -42,9 +42,9 @@ struct QueryFailure {
 /// be tried again.
 MysqlResult run_query_or_throw(MYSQL* connection, const std::string& statement);
 
-/// run_query_patiently, and the same: for what the run cannot go on without.
-MysqlResult run_query_or_exit(MYSQL* connection, const std::string& statement,
-                              const char* what = unable_to_exec);
+/// run_query_patiently, and the same: for statements that stand alone.
+MysqlResult run_query_patiently_or_throw(MYSQL* connection, const std::string& statement,
+                                         const char* what = unable_to_exec);
 
 /// One row of a result, valid until the next row is fetched from it.
 class Row {
