@@ -97,9 +97,7 @@ bool open_libraries_alone(const Bounds&) {
     const Ruleset all = all_of(version); // nothing but zeros where an older kernel knows less
     const Descriptor rules(
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &all, sizeof all, 0)));
-    if (!rules)
-        return false;
-    bool found = false;
+    bool found = false; // stays so without rules
     for (const char* const name : library_folders) {
         // Where it is a link, it leads to the other.
         const Descriptor folder(open(name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -108,9 +106,7 @@ bool open_libraries_alone(const Bounds&) {
         found |= folder && syscall(SYS_landlock_add_rule, rules.get(), path_beneath, &rule, 0) == 0;
     }
     // Where the libraries lie elsewhere, no charset could be converted.
-    if (!found)
-        return false;
-    return syscall(SYS_landlock_restrict_self, rules.get(), 0) == 0;
+    return found && syscall(SYS_landlock_restrict_self, rules.get(), 0) == 0;
 }
 
 /// The user and the group that own nothing.
@@ -155,34 +151,29 @@ constexpr std::uint32_t allowed_calls[] = {
 #endif
     SYS_exit_group};
 
+/// The lower half, as these machines are little-endian.
 constexpr std::uint32_t word_of_flags = offsetof(seccomp_data, args) + 2 * sizeof(std::uint64_t);
 
 constexpr auto filter = [] {
-    constexpr auto load = [](std::size_t offset) {
-        return sock_filter{BPF_LD | BPF_W | BPF_ABS, 0, 0, static_cast<std::uint32_t>(offset)};
-    };
     constexpr auto skip = [](int test, std::uint32_t value, std::size_t if_so, std::size_t if_not) {
         return sock_filter{static_cast<std::uint16_t>(BPF_JMP | BPF_K | test),
                            static_cast<std::uint8_t>(if_so), static_cast<std::uint8_t>(if_not),
                            value};
     };
-    constexpr auto end = [](std::uint32_t verdict) {
-        return sock_filter{BPF_RET | BPF_K, 0, 0, verdict};
-    };
     constexpr std::size_t calls = std::size(allowed_calls);
-    std::array<sock_filter, calls + 9> program = {
-        load(offsetof(seccomp_data, arch)),
+    std::array<sock_filter, calls + 9> program = {{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
         skip(BPF_JEQ, architecture, 1, 0),
-        end(SECCOMP_RET_KILL_PROCESS),
-        load(offsetof(seccomp_data, nr)),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
         skip(BPF_JEQ, SYS_openat, 0, 2),
-        load(word_of_flags), // the lower half, as these machines are little-endian
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, word_of_flags),
         skip(BPF_JSET, O_ACCMODE | O_CREAT | O_TRUNC, calls, calls + 1),
-    };
+    }};
     for (std::size_t i = 0; i < calls; ++i)
         program[7 + i] = skip(BPF_JEQ, allowed_calls[i], calls - i, 0);
-    program[7 + calls] = end(SECCOMP_RET_KILL_PROCESS);
-    program[8 + calls] = end(SECCOMP_RET_ALLOW);
+    program[7 + calls] = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS);
+    program[8 + calls] = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
     return program;
 }();
 

@@ -108,8 +108,6 @@ std::optional<DwEntity> find_text_entity(const DwMessage& message, std::size_t& 
     const DwHeaders& headers = message.Headers();
     if (!headers.HasContentType() || headers.ContentType().Type() == DwMime::kTypeText)
         return message;
-    if (headers.ContentType().Type() != DwMime::kTypeMultipart)
-        return std::nullopt;
     std::optional<DwBodyPart> part = message.Body().FirstBodyPart();
     for (number = 1; part && part->Headers().ContentType().Type() != DwMime::kTypeText; ++number)
         part = part->Next();
