@@ -64,8 +64,8 @@ private:
     /// any. What follows it without a blank makes one atom with it.
     void atom(Scanner& field) {
         const std::string_view encoded = field.take_encoded_word(specials);
-        const std::string_view text = encoded.empty() ? field.take_word(specials) : encoded;
-        word(text, text.find_first_of(specials) == std::string_view::npos);
+        word(encoded.empty() ? field.take_word(specials) : encoded,
+             encoded.find_first_of(specials) == std::string_view::npos);
     }
 
     /// A domain has no empty label, though it may end in a dot. Local parts get away with more.

@@ -12,16 +12,8 @@ namespace {
 
 constexpr std::string_view blanks = " \t";
 
-/// Position of the colon of the field that `line` begins; npos when it begins none.
-std::size_t find_colon(std::string_view line) {
-    const auto ends_name = [](char c) {
-        return c == ':' || c == ' ' || is_control(c) || !is_ascii(c);
-    };
-    const auto* const name_end = std::find_if(line.begin(), line.end(), ends_name);
-    const auto length = static_cast<std::size_t>(name_end - line.begin());
-    const std::size_t colon = line.find_first_not_of(blanks, length);
-    const bool is_field = length > 0 && colon != std::string_view::npos && line[colon] == ':';
-    return is_field ? colon : std::string_view::npos;
+bool ends_name(char c) {
+    return c == ':' || c == ' ' || is_control(c) || !is_ascii(c);
 }
 
 /// Of the header that `text` begins with, up to and without the empty line that ends it. It also
@@ -37,12 +29,13 @@ std::size_t header_length(std::string_view text) {
 
 bool DwFieldReader::Next() {
     std::size_t end = end_of_line(rest_, 0);
-    const std::size_t colon = find_colon(rest_.substr(0, end));
-    if (colon == std::string_view::npos)
+    const std::string_view line = rest_.substr(0, end);
+    name_ = {line.begin(), std::find_if(line.begin(), line.end(), ends_name)};
+    const std::size_t colon = line.find_first_not_of(blanks, name_.size());
+    if (name_.empty() || colon == std::string_view::npos || line[colon] != ':')
         return false;
     while (end < rest_.size() && is_blank(rest_[end]))
         end = end_of_line(rest_, end);
-    name_ = rest_.substr(0, rest_.find_first_of(": \t"));
     body_ = rest_.substr(colon + 1, end - colon - 1);
     body_.remove_prefix(std::min(body_.find_first_not_of(blanks), body_.size()));
     body_ = body_.substr(0, body_.find_last_not_of(" \t\r\n") + 1);

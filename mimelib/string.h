@@ -48,8 +48,6 @@ public:
     /// Becomes a text of its own with its ASCII letters in lower case.
     void ConvertToLowerCase() { *this = DwString(to_lower(view_)); }
 
-    friend bool operator==(const DwString& a, std::string_view b) { return a.view_ == b; }
-
 private:
     std::shared_ptr<const void> owner_;
     std::string_view view_;
