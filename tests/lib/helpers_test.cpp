@@ -1,4 +1,5 @@
 #include "base/owned.h"
+#include "lib/liblog.h"
 #include "lib/product_log.h"
 #include "lib/utilities/asprintf_safe.h"
 #include "lib/utilities/libcommon.h"
@@ -8,6 +9,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <syslog.h>
 
 /// Address sanitizer: no memory is a null pointer, as everywhere.
 extern "C" const char* __asan_default_options() {
@@ -90,6 +92,41 @@ TEST(Helpers, EndsOfTheProcess) {
         EXPECT_TRUE(output.err.ends_with(c.message)) << output.err; // behind a sanitizer's warning
         EXPECT_EQ(output.out, c.message);
     }
+}
+
+TEST(Helpers, MessagesOnBothStreams) {
+    for (const Case& row : cases("lib/panel.cases", "messages", 4)) {
+        const Output output = written_by([&] {
+            PROGNAME = row[0] == "-" ? nullptr : row[0].c_str();
+            errno = std::stoi(row[1]);
+            messlog2(0, 0, "%s", row[2].c_str());
+            EXPECT_EQ(errno, std::stoi(row[1]));
+        });
+        EXPECT_EQ(output.err, row[3]);
+        EXPECT_EQ(output.out, row[3]);
+    }
+    PROGNAME = nullptr;
+}
+
+TEST(Helpers, DestinationsOfTheLog) {
+    const auto text_at = [](std::initializer_list<int> levels) {
+        const Output output = written_by([levels] {
+            errno = ENOENT; // of no interest here
+            for (const int level : levels)
+                orvek_log(level, "%s%d", "level ", level);
+        });
+        EXPECT_EQ(output.out, output.err);
+        return output.out;
+    };
+    EXPECT_EQ(text_at({3, 6, 7, 12}), "level 3\nlevel 6\n");
+    orvek_log_init("console", 7, LOG_USER, 0, "test");
+    EXPECT_EQ(text_at({7, 8}), "level 7\n");
+    orvek_log_init("console", -3, LOG_USER, 0, "test");
+    EXPECT_EQ(text_at({0, 1}), "level 0\n");
+    orvek_log_init(nullptr, 6, LOG_USER, 0, "test");
+    EXPECT_TRUE(orvek_log == &syslog && orvek_logv == &vsyslog);
+    orvek_log_init("console", 6, LOG_MAIL, 0, "test");
+    EXPECT_EQ(text_at({6, 7}), "level 6\n");
 }
 
 } // namespace

@@ -143,12 +143,10 @@ TEST_F(Processes, CallerWithClosedDescriptors) {
          "3 - - "},
         {"pipes",
          [&](char*&, char*&) {
-             int ends[2], status = 0;
-             EXPECT_EQ(pipe(ends), 0); // a child that held the write end would see no end
-             fork_execl_pipes(ends[0], dup(file), -1, sh, "name", "-c", "cat; printf $0", END);
-             close(ends[0]);
-             EXPECT_EQ(write(ends[1], "given", 5), 5);
-             close(ends[1]);
+             const Descriptor in(memfd_create("given", 0));
+             EXPECT_EQ(pwrite(in.get(), "given", 5, 0), 5);
+             int status = 0;
+             fork_execl_pipes(in.get(), dup(file), -1, sh, "name", "-c", "cat; printf $0", END);
              wait(&status);
              return status;
          },

@@ -1,7 +1,7 @@
 """Mails that go in by SMTP, through a mail server and the program and out through that server's
 sendmail, and what of them arrives in Maildirs, read by Python's parser. As delivered, with the program
-run by a user of its own; with one switch of the host after the other; and, with the set-uid bit, as a
-modern host has it, where all mails come while the program cannot reach the database."""
+run by a user of its own; and, with the set-uid bit, as a modern host has it, where all mails come while the
+program cannot reach the database."""
 
 import contextlib
 import datetime
@@ -336,30 +336,7 @@ class AsDelivered(Mails, unittest.TestCase):
             self.assertNotIn(field, reply)
 
 
-class OneByOne(unittest.TestCase):
-    def test_each_switch_changes_what_is_its_own(self) -> None:
-        routes = [route for route in ROUTES + MODERN if route[0] in ("plain", "list", "null", "smile")]
-        for switch, expected in {
-            "MODERN false": set(), "REFUSE_AUTOMATIC true": {"list: 0", "null: 0", "marked"},
-            "ADDRESSED_ONLY true": {"copy: 0"}, "REPLY_HEADERS true": {"marked"},
-            "NULL_SENDER true": {"null path"}, "STANDARD_MAIL true": {"smile: 1"}, "LOG true": {"logged"},
-            "READ_AS_SHOWN true": {"smile: 1"}, "RETRY_LATER true": set(), "IGNORE_CASE true": set(),
-        }.items():
-            with self.subTest(switch):
-                begin(f"AUTORESPONDER_{switch}\n")
-                send(routes)
-                host.send("copy@client.test", "sales@example.com",
-                          MAILS["plain"].replace(b"plain", b"copy").replace(b"sales@", b"x@"))
-                host.settle()
-                usual = {"plain": 1, "list": 1, "null": 1, "copy": 1, "smile": 0}
-                seen = {f"{name}: {len(host.mailbox(name))}" for name, count in usual.items()
-                        if len(host.mailbox(name)) != count}
-                plain, = host.replies("plain")
-                seen |= {"null path"} if plain["Return-Path"] == "<>" else set()
-                seen |= {"marked"} if "Auto-Submitted" in plain else set()
-                seen |= {"logged"} if any("mailbox=<sales@" in line for line in host.logged) else set()
-                self.assertEqual(seen, expected)
-
+class Schedule(unittest.TestCase):
     def test_a_rule_begins(self) -> None:
         """And the setup gives the program the right to the table."""
         begin("AUTORESPONDER_SCHEDULE true\n", "resp_schedule.sql")

@@ -165,21 +165,24 @@ class Limiter(PanelCase):
 
     def test_the_limit_holds_in_a_crowd(self) -> None:
         lock = f"autoresponder-{RULE}-{fnv_1a(SENDER)}"
-        for table, change, locked in (
-            ("as it should be", "", True), ("and without the lock of the server", "", False),
-            ("of a panel without the unique key", "drop primary key, add key (rn_id)", True),
-            ("without transactions", "drop primary key, engine=MyISAM", True),
+        begun = (f"insert into resp_schedule (rn_id, days) values ({RULE}, 7); insert into resp_freq values"
+                 f" ({RULE}, '{SENDER}', 3, now() - interval 5 day)")
+        for table, change, locked, left in (
+            ("as it should be", "do 0", True, 10), ("and without the lock of the server", "do 0", False, 10),
+            ("of a panel without the unique key", "alter table resp_freq drop primary key, add key (rn_id)", True, 10),
+            ("without transactions", "alter table resp_freq drop primary key, engine=MyISAM", True, 10),
+            ("with answers of some days", begun, True, 7),
         ):
             with self.subTest(table):
-                self.new_panel()
+                self.new_panel("resp_schedule.sql")
+                self.configure(*["SCHEDULE"] * (change == begun))
                 self.limited(ans_freq="10")
-                if change:
-                    self.database.execute("alter table resp_freq " + change)
+                self.database.execute(change)
                 if not locked:
                     self.database.execute(f"do get_lock('{lock}', 0)")
                 replies = self.answered_at_once([SENDER] * 60, b"" if locked else GOING_ON)
                 self.database.execute(f"do release_lock('{lock}')")
-                self.assertEqual((replies, self.entries()), ({SENDER: 10}, [[SENDER, "10"]]))
+                self.assertEqual((replies, self.entries()), ({SENDER: left}, [[SENDER, "10"]]))
 
     def test_bringing_a_table_to_the_key(self) -> None:
         """Twins by a race, of which each later answer counted in both; one sender that has none."""

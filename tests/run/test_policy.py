@@ -49,24 +49,15 @@ class Policy(PanelCase):
         self.assertEqual(self.database.rows("select rn_id, num from resp_freq order by 1"),
                          [["1", "2"], ["2", "3"]])
 
-    def test_a_storm_ends(self) -> None:
-        """A rule that forwards to its own mailbox, and bounces of what it forwards."""
-        self.rule(forward=[BOX], ans_freq="5")
+    def test_bounces_are_not_forwarded(self) -> None:
+        self.rule(forward=[BOX])
         self.configure("REFUSE_AUTOMATIC")
-        message, runs = mail(headers="Precedence: list\n").encode(), 0
-        while message:
-            run = self.deliver(message)
-            message = b"".join(call.message for call in run.calls)
-            runs += 1
-            self.assertLessEqual(runs, 6)
-        self.assertEqual(runs, 6)
         for sender, headers, sign in (
             (SENDER, "Return-Path: <>\n", "Return-Path is null"),
             (SENDER, "Precedence: list\nContent-Type: multipart/report\n",
              "Content-Type is multipart/report"),
             ("Mailer-Daemon@host.test", "", "From or Reply-To contains mailer-daemon"),
         ):
-            self.database.execute("truncate resp_freq")
             self.assert_silent(self.deliver(mail(headers=headers, sender=sender)),
                                f"autoresponder: Neither answered nor forwarded: {sign}\n")
             self.assertEqual(self.database.rows("select * from resp_freq"), [])

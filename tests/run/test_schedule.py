@@ -75,15 +75,6 @@ class Schedule(PanelCase):
         self.assertEqual(self.database.rows("select email, num from resp_freq"),
                          [[SENDER, "1"]])
 
-    def test_the_limit_holds_in_a_crowd(self) -> None:
-        self.rule(ans_freq="10")
-        self.schedule(None, None, 7)
-        self.database.execute("insert into resp_freq (rn_id, email, num, time_resp) values"
-                              " (1, 'joe@client.example', 3, now() - interval 5 day)")
-        self.assertEqual(set(self.box.run_at_once([mail()] * 30, BOX)), {(b"", b"", 0)})
-        self.assertEqual(len(self.box.calls()), 7)
-        self.assertEqual(self.database.rows("select num from resp_freq"), [["10"]])
-
     def test_one_statement_where_the_host_wants_it(self) -> None:
         for id in (1, 2, 3):
             self.rule(id)
