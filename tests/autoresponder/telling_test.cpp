@@ -1,6 +1,6 @@
 // A run that only tells.
 #include "autoresponder/outgoing/delivery.h"
-#include "tests/lib/output.h"
+#include "tests/support/output.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include "base/io.h"
 #include "base/owned.h"
 #include "base/text.h"
+#include "tests/support/output.h"
 
 #include <csignal>
 #include <cstddef>
@@ -15,7 +16,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/futex.h>
 #include <linux/seccomp.h>
@@ -26,8 +26,6 @@
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -67,10 +65,7 @@ bool can_read_memory() {
 }
 
 bool can_fork() {
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(0);
-    return child > 0 && waitpid(child, nullptr, 0) == child;
+    return exit_status_of([] {}) == 0;
 }
 
 bool can_execute() {
@@ -149,14 +144,6 @@ const Attempt attempts[] = {
     {"sleep", can_sleep, "no answer in 1 seconds"},
 };
 
-bool succeeds_without_cell(const Attempt& attempt) {
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(attempt.succeeds() ? 0 : 1);
-    int status = 0;
-    return waitpid(child, &status, 0) == child && status == 0;
-}
-
 /// How the attempt ends in a cell; empty where it has failed and the cell goes on.
 std::string end_in_cell(const Attempt& attempt) {
     const cell::Outcome outcome = cell::run(
@@ -172,7 +159,7 @@ std::string try_all() {
     for (const Attempt& attempt : attempts) {
         if (sanitized && attempt.succeeds == can_take_memory)
             continue;
-        if (!succeeds_without_cell(attempt))
+        if (exit_status_of([&] { _exit(attempt.succeeds() ? 0 : 1); }) != 0)
             faults += std::string(attempt.name) + " fails without a cell\n";
         const std::string end = end_in_cell(attempt);
         // Of two clocks that run out at the same time, either may be the first.
@@ -185,31 +172,20 @@ std::string try_all() {
 
 /// `tell`'s text, from a process of its own that is `user`.
 std::string as_user(uid_t user, const std::function<std::string()>& tell) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    const Descriptor read_end(ends[0]);
     std::string name = std::filesystem::temp_directory_path() / "ovk-cell-XXXXXX";
     folder = mkdtemp(name.data());
     [[maybe_unused]] const int handed_over = chown(folder.c_str(), user, user);
-    const pid_t child = fork();
-    if (child == 0) {
+    const int status = exit_status_of([&] {
         parent = getpid();
-        std::string told = "not " + std::to_string(user);
-        if (user == geteuid() || (setgid(user) == 0 && setuid(user) == 0)) {
-            prctl(PR_SET_DUMPABLE, 1);
-            prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
-            told = tell();
-        }
-        write_fully(ends[1], told);
-        _exit(0);
-    }
-    close(ends[1]);
-    std::string told;
-    char byte;
-    while (read_some(read_end.get(), &byte, 1) == 1)
-        told += byte;
-    int status;
-    waitpid(child, &status, 0);
+        if (user != geteuid() && (setgid(user) != 0 || setuid(user) != 0))
+            _exit(1);
+        prctl(PR_SET_DUMPABLE, 1);
+        prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
+        std::ofstream told(folder / "told"); // before a limit that would keep it closed
+        told << tell();
+    });
+    std::ifstream file(folder / "told");
+    const std::string told{std::istreambuf_iterator<char>(file), {}};
     std::filesystem::remove_all(folder);
     return status == 0 ? told : told + "and an end with status " + std::to_string(status);
 }

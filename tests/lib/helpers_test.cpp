@@ -4,8 +4,8 @@
 #include "lib/utilities/asprintf_safe.h"
 #include "lib/utilities/libcommon.h"
 #include "lib/utilities/strlcpy.h"
-#include "output.h"
 #include "tests/support/cases.h"
+#include "tests/support/output.h"
 
 #include <cerrno>
 #include <cstdint>

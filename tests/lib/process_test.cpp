@@ -3,7 +3,7 @@
 #include "lib/autoprepend.h"
 #include "lib/product_log.h"
 #include "lib/utilities/forkexec.h"
-#include "output.h"
+#include "tests/support/output.h"
 
 #include <algorithm>
 #include <cerrno>

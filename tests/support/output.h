@@ -20,7 +20,8 @@ inline Output written_by(const std::function<void()>& body) {
     return {testing::internal::GetCapturedStdout(), err};
 }
 
-/// Exit status of a process in which `body` runs; 0 when it returns.
+/// Exit status of a process in which `body` runs; 0 when it returns, -1 without an exit or a
+/// process.
 inline int exit_status_of(const std::function<void()>& body) {
     const pid_t pid = fork();
     if (pid == 0) {
@@ -28,6 +29,6 @@ inline int exit_status_of(const std::function<void()>& body) {
         _exit(0);
     }
     int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const bool has_exited = pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status);
+    return has_exited ? WEXITSTATUS(status) : -1;
 }
