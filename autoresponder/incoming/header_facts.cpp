@@ -31,7 +31,8 @@ std::optional<std::time_t> time_of(std::string_view received) {
 
 HeaderFacts read_header_facts(const DwHeaders& headers, const Policy& policy) {
     HeaderFacts facts;
-    ThreadFields thread;
+    std::string_view id, parent;
+    std::optional<std::string_view> references;
     bool is_dated = false;
     for (DwFieldReader field(headers.AsString().view()); field.Next();) {
         const std::string name = to_lower(field.Name());
@@ -45,8 +46,13 @@ HeaderFacts read_header_facts(const DwHeaders& headers, const Policy& policy) {
             facts.forwarded_by.append(trim(field.Body(), " \t\r\n")).append(1, '\0');
         if (name == "received" && !std::exchange(is_dated, true))
             facts.received = time_of(field.Body());
-        thread.take(name, field.Body());
+        if (name == "message-id" && id.empty())
+            id = field.Body();
+        if (name == "references")
+            references = field.Body();
+        if (name == "in-reply-to")
+            parent = field.Body();
     }
-    facts.thread = thread.thread();
+    facts.thread = thread_of(id, references, parent);
     return facts;
 }

@@ -230,16 +230,11 @@ void DecodeBody(const DwEntity& entity, DwString& out) {
     out = entity.Body().AsString();
     if (!headers.HasContentTransferEncoding())
         return;
-    switch (headers.ContentTransferEncoding().AsEnum()) {
-    case DwMime::kCteBase64:
-        DwDecodeBase64(DwString(out), out);
-        break;
-    case DwMime::kCteQuotedPrintable:
-        DwDecodeQuotedPrintable(DwString(out), out);
-        break;
-    default:
-        break;
-    }
+    const int encoding = headers.ContentTransferEncoding().AsEnum();
+    if (encoding == DwMime::kCteBase64)
+        DwDecodeBase64(out, out);
+    else if (encoding == DwMime::kCteQuotedPrintable)
+        DwDecodeQuotedPrintable(out, out);
 }
 
 std::optional<DwMailbox> GetMailboxFromAddressList(const DwAddressList& list) {

@@ -40,18 +40,14 @@ PartWalk::Level::Level(const DwEntity& multipart, Over over)
     : over_(over), alternatives_(multipart.Headers().ContentType().HasSubtype("alternative")),
       unread_(first_part(multipart)) {}
 
-bool PartWalk::Level::is_next(PartKind kind) const {
-    return over_ == Over::all || kind == PartKind::plain ||
-           (!alternatives_ && kind != PartKind::nothing);
-}
-
 bool PartWalk::Level::next(std::size_t& left) {
     while (unread_ && left > 0) {
         --left;
         const PartKind kind = kind_of(*unread_);
         part_ = Part{*unread_, ++count_};
         unread_ = unread_->Next();
-        if (is_next(kind))
+        if (over_ == Over::all || kind == PartKind::plain ||
+            (!alternatives_ && kind != PartKind::nothing))
             return true;
         if (kind != PartKind::nothing)
             waiting_.emplace(kind, *part_);

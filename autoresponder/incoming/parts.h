@@ -50,8 +50,6 @@ private:
         const Part& part() const { return *part_; }
 
     private:
-        bool is_next(PartKind kind) const;
-
         Over over_ = Over::all;
         bool alternatives_ = false;
         std::optional<DwBodyPart> unread_;

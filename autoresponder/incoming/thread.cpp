@@ -18,10 +18,10 @@ bool is_domain_literal(std::string_view text) {
 }
 
 /// The one msg-id that a field holds, comments around it allowed; empty for anything else.
-std::string single_id(std::string_view body) {
+std::string_view single_id(std::string_view body) {
     mimelib::Scanner scanner(body);
     const std::string_view id = scanner.take_word("(");
-    return !scanner.skip_white() && is_msg_id(id) ? std::string(id) : std::string();
+    return !scanner.skip_white() && is_msg_id(id) ? id : std::string_view();
 }
 
 /// The last msg-ids of a field that fit into `room` characters with a blank behind each, in their
@@ -57,23 +57,14 @@ bool is_msg_id(std::string_view text) {
     return is_dot_atom(id.substr(0, at)) && (is_dot_atom(right) || is_domain_literal(right));
 }
 
-void ThreadFields::take(std::string_view name, std::string_view body) {
-    if (name == "message-id" && id_.empty())
-        id_ = body;
-    else if (name == "references")
-        references_ = body;
-    else if (name == "in-reply-to")
-        parent_ = body;
-}
-
-MailThread ThreadFields::thread() const {
-    MailThread thread{single_id(id_), {}};
+MailThread thread_of(std::string_view id, std::optional<std::string_view> references,
+                     std::string_view parent) {
+    MailThread thread{std::string(single_id(id)), {}};
     if (thread.message_id.empty())
         return thread;
     // Without References, the parent's one parent is all that is known of the thread.
-    const std::string parent = references_ ? std::string() : single_id(parent_);
     thread.references =
-        last_ids(references_ ? *references_ : parent,
+        last_ids(references ? *references : single_id(parent),
                  thread_line::max_line - thread_line::references.size() - thread.message_id.size());
     return thread;
 }

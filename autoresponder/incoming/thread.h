@@ -19,17 +19,8 @@ inline constexpr std::string_view references = "References: ";
 /// any line that it goes into.
 bool is_msg_id(std::string_view text);
 
-/// Finds the identity of a message and of those before it among the fields of its header (RFC 5322
-/// section 3.6.4). Only what matches the strict syntax of a msg-id gets through.
-class ThreadFields {
-public:
-    /// The next field; its name is in lower case. `body` stays until thread() has been called.
-    void take(std::string_view name, std::string_view body);
-
-    MailThread thread() const;
-
-private:
-    std::string_view id_;
-    std::optional<std::string_view> references_;
-    std::string_view parent_;
-};
+/// The identity of a message and of those before it, by the bodies of its fields Message-ID,
+/// References, if there is one, and In-Reply-To (RFC 5322 section 3.6.4). Only what matches the
+/// strict syntax of a msg-id gets through.
+MailThread thread_of(std::string_view id, std::optional<std::string_view> references,
+                     std::string_view parent);
