@@ -10,7 +10,7 @@ ENOENT = "System error 2: No such file or directory\n"
 NO_SERVER = ("probe: Unable to connect to Orvek Database: Can't connect to local server through"
              f" socket '/run/mysqld/mysqld.sock' (2)\n{ENOENT}")
 NO_FILE = "Unable to open admin password file: No such file or directory"
-CONNECTED = "connected " + "~" * 100  # and the message buffer is as it was
+CONNECTED = "connected " + "~" * 200  # and the message buffer is as it was
 
 
 class PanelLibrary(PanelCase):

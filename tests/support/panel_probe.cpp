@@ -29,7 +29,7 @@ std::string text(const char* value) {
 
 /// Whether a connection is made with a message buffer of the given size, and the buffer after it.
 std::string connect(MYSQL* (*layer)(char*, std::size_t), const char* size) {
-    std::string message(100, '~');
+    std::string message(200, '~');
     const MysqlConnection made(layer(message.data(), std::stoul(size)));
     return (made ? "connected " : "refused ") + std::string(message.c_str());
 }
