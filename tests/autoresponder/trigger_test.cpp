@@ -101,17 +101,16 @@ TEST(Shown, MailsAreReadAsPersonsSeeThem) {
 }
 
 TEST(Shown, EveryAlternativeIsLookedAtOnce) {
-    std::string mail = "From: a@b.c\nContent-Type: multipart/alternative; boundary=b\n\n";
-    for (int part = 0; part < 4000; ++part) // three times that is more than is looked at
-        mail += "--b\nContent-Type: text/html\n\n<br>\n";
-    mail += "--b\nContent-Type: text/enriched\n\nfound\n--b--\n";
+    // Three times that is more than is looked at.
+    const std::string parts = times(4000, "--b\nContent-Type: text/html\n\n<br>\n");
+    const std::string mail =
+        concat({"From: a@b.c\nContent-Type: multipart/alternative; boundary=b\n\n", parts,
+                "--b\nContent-Type: text/enriched\n\nfound\n--b--\n"});
     EXPECT_EQ(Mail(mail, true).content.body, "found");
 }
 
 TEST(Shown, ALetterWithManyMarksTakesItsFormAsWell) {
-    std::string letter = "a";
-    while (letter.size() < 2000)
-        letter += "\u0301";
+    const std::string letter = concat({"a", times(1000, "\u0301")});
     EXPECT_TRUE(contains(orvek::letters_of_line(letter, orvek::Case::counts), "\u00e1"));
 }
 

@@ -19,7 +19,6 @@
 #include <linux/filter.h>
 #include <linux/futex.h>
 #include <linux/seccomp.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>

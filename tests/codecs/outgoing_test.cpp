@@ -7,13 +7,6 @@ namespace {
 
 using namespace orvek;
 
-std::string times(std::size_t count, const std::string& text) {
-    std::string repeated;
-    while (count-- > 0)
-        repeated += text;
-    return repeated;
-}
-
 TEST(Outgoing, HeaderTextReadsBackAndKeepsToItsLines) {
     const std::string emoji = "\xF0\x9F\x98\x80", zhe = "\xD0\x96";
     const struct {

@@ -8,11 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <regex>
 #include <sys/mman.h>
-#include <sys/resource.h>
 
 #define TEN "a", "a", "a", "a", "a", "a", "a", "a", "a", "a"
 #define HUNDRED TEN, TEN, TEN, TEN, TEN, TEN, TEN, TEN, TEN, TEN

@@ -100,10 +100,7 @@ TEST(BodyPart, EndsBeforeTheLineEndOfTheNextDelimiter) {
 }
 
 std::string repeat(const std::string& unit) {
-    std::string text;
-    for (int times = 0; times < 1 << 19; ++times)
-        text += unit;
-    return text;
+    return times(1 << 19, unit);
 }
 
 TEST(Message, TakesHostileMessagesInOnePass) {

@@ -198,7 +198,6 @@ OTHER_FAULTS: dict[str, Arrangement] = {
         write(DATABYTES, "3000000"), huge_attachment),
     "ovk.conf is a directory": as_directory("etc/ovk.conf"),
     "the password file is empty": write(SHADOW, ""),
-    "the password is 150 bytes long": lambda case: case.long_password(),
 
     "descriptor 0 closed": tell(close=[0]),
     **{f"descriptors {str(closed)[1:-1]} closed, and sendmail writes to both its outputs": all_of(
@@ -274,13 +273,6 @@ class Faults(PanelCase):
     def lose_tmp(self) -> None:
         # Another one takes its place, which the sandbox does not have.
         self.harm("resp_forward", lambda _: (shutil.rmtree(self.box.tmp), self.box.tmp.mkdir()))
-
-    def long_password(self) -> None:
-        old = (self.box.folder / SHADOW).read_text().strip()
-        (self.box.folder / SHADOW).write_text("x" * 150 + "\n")
-        change = "set password for 'admin'@'localhost' = password('{}')"
-        self.database.execute(change.format("x" * 99))
-        self.undo.append(lambda: self.database.execute(change.format(old)))
 
     # -- one run ---------------------------------------------------------------------------------
 

@@ -169,7 +169,7 @@ class Limiter(PanelCase):
                  f" ({RULE}, '{SENDER}', 3, now() - interval 5 day)")
         for table, change, locked, left in (
             ("as it should be", "do 0", True, 10), ("and without the lock of the server", "do 0", False, 10),
-            ("of a panel without the unique key", "alter table resp_freq drop primary key, add key (rn_id)", True, 10),
+            ("without its unique key", "alter table resp_freq drop primary key, add key (rn_id)", True, 10),
             ("without transactions", "alter table resp_freq drop primary key, engine=MyISAM", True, 10),
             ("with answers of some days", begun, True, 7),
         ):

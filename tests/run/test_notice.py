@@ -25,9 +25,6 @@ class Notice(PanelCase):
         super().setUp()
         (self.box.attachments(BOX) / "here").write_text("x")
 
-    def notice(self, sender: str, missing: str, name: str = "Anna Alpha", first: str = "") -> str:
-        return NOTICE.format(sender=sender, missing=missing, name=name, first=first)
-
     def test_notice_then_reply(self) -> None:
         (self.box.attachments(BOX) / "../secret").write_text("x")
         (self.box.attachments(BOX) / "link").symlink_to("../secret")
@@ -39,8 +36,8 @@ class Notice(PanelCase):
         self.assertEqual(run.calls[0].args, ["/usr/sbin/sendmail", "-f", "admin@host.test",
                                              "anna@alpha.test"])
         self.assertEqual(run.calls[0].message.decode(),
-                         self.notice("admin@host.test", "\n".join(["gone b", *leading_out, ""]),
-                                     first="Reply-To: ann@example.org\n"))
+                         NOTICE.format(first="Reply-To: ann@example.org\n", sender="admin@host.test",
+                                       name="Anna Alpha", missing="\n".join(["gone b", *leading_out, ""])))
         self.assertEqual(run.calls[1].args[3:], [SENDER])
         self.assertEqual(run.calls[1].message.count(b"filename="), 1)
 
@@ -61,7 +58,7 @@ class Notice(PanelCase):
                 run = self.deliver()
                 self.assert_answered(run, 2)
                 self.assertEqual(run.calls[0].message.decode(),
-                                 self.notice(sender, "gone\n", name))
+                                 NOTICE.format(first="", sender=sender, name=name, missing="gone\n"))
 
     def test_one_for_every_rule_with_the_name_that_was_written_to(self) -> None:
         self.rule(1, attach=["gone"])

@@ -13,7 +13,8 @@ SWITCHES = ("REFUSE_AUTOMATIC", "ADDRESSED_ONLY", "REPLY_HEADERS", "NULL_SENDER"
 NESTED = mail(headers="Content-Type: multipart/mixed; boundary=o\n", body="--o\nContent-Type:"
               " multipart/mixed; boundary=i\n\n--i\n\nlate order\n--i--\n--o--\n")
 # What differs from the delivered state, by switch: in every run that sends, and in which run besides.
-ALWAYS = {"REFUSE_AUTOMATIC": "head", "REPLY_HEADERS": "head", "STOP_CIRCLES": "head", "NULL_SENDER": "sender", "STANDARD_MAIL": "body head options", "LOG": "log"}
+ALWAYS = {"REFUSE_AUTOMATIC": "head", "REPLY_HEADERS": "head", "STOP_CIRCLES": "head", "NULL_SENDER": "sender",
+          "STANDARD_MAIL": "body head options", "LOG": "log"}
 DIFFERENCES: list[tuple[str, str, str, dict[str, str]]] = [
     (mail(), BOX, "", ALWAYS),
     (mail(headers="List-Id: x\n"), BOX, "", ALWAYS | {"REFUSE_AUTOMATIC": "said sent"}),

@@ -11,6 +11,13 @@
 
 using Case = std::vector<std::string>;
 
+inline std::string times(std::size_t count, const std::string& text) {
+    std::string repeated;
+    while (count-- > 0)
+        repeated += text;
+    return repeated;
+}
+
 inline std::string unescaped(const std::string& text) {
     constexpr std::string_view letters = "nrtvf0\\", bytes("\n\r\t\v\f\0\\", 7);
     std::string plain;
