@@ -19,6 +19,7 @@
 #include <linux/filter.h>
 #include <linux/futex.h>
 #include <linux/seccomp.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
@@ -174,19 +175,17 @@ std::string as_user(uid_t user, const std::function<std::string()>& tell) {
     std::string name = std::filesystem::temp_directory_path() / "ovk-cell-XXXXXX";
     folder = mkdtemp(name.data());
     [[maybe_unused]] const int handed_over = chown(folder.c_str(), user, user);
+    const Descriptor told(memfd_create("told", 0));
     const int status = exit_status_of([&] {
         parent = getpid();
         if (user != geteuid() && (setgid(user) != 0 || setuid(user) != 0))
             _exit(1);
         prctl(PR_SET_DUMPABLE, 1);
         prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
-        std::ofstream told(folder / "told"); // before a limit that would keep it closed
-        told << tell();
+        write_fully(told.get(), tell());
     });
-    std::ifstream file(folder / "told");
-    const std::string told{std::istreambuf_iterator<char>(file), {}};
     std::filesystem::remove_all(folder);
-    return status == 0 ? told : told + "and an end with status " + std::to_string(status);
+    return content(told) + (status == 0 ? "" : "and an end with status " + std::to_string(status));
 }
 
 /// As whoever runs the tests, and as an ordinary user.

@@ -5,7 +5,6 @@
 #include "lib/utilities/forkexec.h"
 #include "tests/support/output.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <gtest/gtest.h>
@@ -43,12 +42,6 @@ protected:
             continue; // those that were only stopped
     }
 };
-
-std::string content(const Descriptor& file) {
-    char text[4096];
-    const ssize_t count = pread(file.get(), text, sizeof text, 0);
-    return {text, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
-}
 
 /// What a run of fork_execv_pipes gives: the child's standard output.
 std::string child_output(const char* path, const char* const args[], int in = -1) {

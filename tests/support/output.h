@@ -1,6 +1,9 @@
 // What a piece of code, its children included, writes to the two output streams.
 #pragma once
 
+#include "base/owned.h"
+
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <gtest/gtest.h>
@@ -18,6 +21,13 @@ inline Output written_by(const std::function<void()>& body) {
     body();
     const std::string err = testing::internal::GetCapturedStderr();
     return {testing::internal::GetCapturedStdout(), err};
+}
+
+/// The beginning of a file, which may be longer.
+inline std::string content(const Descriptor& file) {
+    char text[4096];
+    const ssize_t count = pread(file.get(), text, sizeof text, 0);
+    return {text, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
 }
 
 /// Exit status of a process in which `body` runs; 0 when it returns, -1 without an exit or a
