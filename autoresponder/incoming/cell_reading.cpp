@@ -130,7 +130,9 @@ std::optional<Told> told_by(cell::Texts texts, const Policy& policy) {
             return std::nullopt;
     }
     texts.erase(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(next));
-    if (texts.size() > most_said || !std::all_of(texts.begin(), texts.end(), is_one_line))
+    const bool is_silent = !told.reading && texts.empty(); // why there is none is always said
+    if (is_silent || texts.size() > most_said ||
+        !std::all_of(texts.begin(), texts.end(), is_one_line))
         return std::nullopt;
     told.said = std::move(texts);
     return told;

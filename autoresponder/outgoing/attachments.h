@@ -21,8 +21,8 @@ bool attachment_exists(const std::string& directory, const std::string& name);
 /// repository's owner owns. Without a descriptor, errno says why.
 Descriptor open_attachment(const std::string& directory, const std::string& name);
 
-/// open(2) of `path` below `directory`, a component at a time, none of which is a link. Without a
-/// descriptor, errno says why.
+/// open(2) of `path` below `directory`, a component at a time, none of which is a link; with O_PATH
+/// the last may be one, which is then what is open. Without a descriptor, errno says why.
 Descriptor open_without_links(Descriptor directory, std::string_view path, int flags);
 
 /// The attachments of a rule.

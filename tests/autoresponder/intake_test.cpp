@@ -123,6 +123,7 @@ TEST(Intake, TakesNothingFromACellThatNoReaderGives) {
     EXPECT_TRUE(tell(control, false));
     EXPECT_FALSE(tell(control, true));
     EXPECT_FALSE(cell_reading::told_by({}, {}).has_value());
+    EXPECT_FALSE(cell_reading::told_by({""}, {}).has_value()); // and not why
     EXPECT_FALSE(cell_reading::told_by({"1", "joe@example.org"}, {}).has_value());
     EXPECT_TRUE(cell_reading::told_by({"", "said", "", "said\n"}, {}).has_value());
     EXPECT_FALSE(cell_reading::told_by({"", "said\nforged"}, {}).has_value());
