@@ -1,16 +1,14 @@
 #include "mimelib/message.h"
 
+#include "base/text.h"
 #include "mimelib/field_text.h"
 
 namespace {
 
-/// The boundary of a multipart, without the blanks that it must not end in: the lines that it
-/// occurs in lose theirs on the way. Empty when there is none.
-DwString find_boundary(const DwHeaders& headers) {
-    if (headers.ContentType().Type() != DwMime::kTypeMultipart)
-        return {};
-    const DwString boundary = headers.ContentType().Parameter("boundary").value_or(DwString());
-    return boundary.substr(0, boundary.view().find_last_not_of(" \t") + 1);
+/// The boundary of a multipart; empty when there is none.
+DwString find_boundary(const DwMediaType& type) {
+    const bool has_parts = type.Type() == DwMime::kTypeMultipart;
+    return has_parts ? type.Parameter("boundary").value_or(DwString()) : DwString();
 }
 
 /// The text without the line end that it may end in.
@@ -61,8 +59,9 @@ std::size_t mimelib::start_of_header(std::string_view text) {
 void DwInitialize() {}
 
 DwBody::DwBody(const DwString& text, const DwString& boundary) : DwMessageComponent(text) {
-    if (!boundary.empty())
-        delimiter_ = DwString("--" + boundary.str());
+    const std::size_t length = boundary.view().find_last_not_of(" \t") + 1;
+    if (length > 0)
+        delimiter_ = DwString(concat({"--", boundary.view().substr(0, length)}));
 }
 
 std::optional<DwBodyPart> DwBody::FirstBodyPart() const {
@@ -91,7 +90,7 @@ void DwEntity::parse_from(std::size_t start) {
     const DwString rest = AsString().substr(start + headers_.AsString().size());
     const bool has_bare_end = rest.view().starts_with('\n');
     const std::size_t empty_line = has_bare_end ? 1 : rest.view().starts_with("\r\n") ? 2 : 0;
-    body_ = DwBody(rest.substr(empty_line), find_boundary(headers_));
+    body_ = DwBody(rest.substr(empty_line), find_boundary(headers_.ContentType()));
 }
 
 std::unique_ptr<DwMessage> DwMessage::NewMessage(const DwString& text) {

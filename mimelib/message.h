@@ -22,7 +22,8 @@ class DwBodyPart;
 /// The body of an entity.
 class DwBody : public DwMessageComponent {
 public:
-    /// `boundary` is empty for a body that has no parts.
+    /// `boundary` is empty for a body that has no parts. Blanks at its end, where it must not have
+    /// any, play no part: the lines that it occurs in lose theirs on the way.
     DwBody(const DwString& text, const DwString& boundary);
 
     /// None when the body has no parts.

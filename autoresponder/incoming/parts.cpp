@@ -14,9 +14,8 @@ bool is_forwarded_mail(const DwEntity& entity) {
 }
 
 std::optional<DwBodyPart> first_part(const DwEntity& multipart) {
-    std::string boundary = shown_parameter(multipart.Headers().ContentType(), "boundary");
-    boundary.erase(boundary.find_last_not_of(" \t") + 1);
-    return DwBody(multipart.Body().AsString(), DwString(std::move(boundary))).FirstBodyPart();
+    const DwString boundary(shown_parameter(multipart.Headers().ContentType(), "boundary"));
+    return DwBody(multipart.Body().AsString(), boundary).FirstBodyPart();
 }
 
 } // namespace
