@@ -11,7 +11,7 @@ import threading
 import unittest
 from collections.abc import Iterable
 
-from support.case import BOX, SENDER, PanelCase, mail, quote
+from support.case import BOX, SENDER, PanelCase, mail
 from sandbox.database import REPOSITORY
 from sandbox.box import Run
 

@@ -8,7 +8,6 @@ from support.case import BOX, SENDER, PanelCase, mail, quote
 from sandbox.database import REPOSITORY
 
 RULE = 7
-FREQ = "select num from ovk.resp_freq"
 GOING_ON = b"autoresponder: Unable to lock reply bookkeeping, going on without\n"
 
 
