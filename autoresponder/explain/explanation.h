@@ -24,9 +24,6 @@ struct PlaceFacts {
     std::string before;
     std::string match;
     std::string after;
-    /// Whether the trigger stands there byte for byte. If not, the place is shown as it was
-    /// compared: in letters without case, white space as one blank.
-    bool is_exact = true;
 };
 
 struct AttachmentFacts {

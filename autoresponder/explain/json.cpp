@@ -95,8 +95,7 @@ Json of_schedule(const Schedule& schedule) {
 
 Json of_place(const PlaceFacts& place) {
     return {{"where", place.where},   {"unit", place.unit},   {"number", place.number},
-            {"before", place.before}, {"match", place.match}, {"after", place.after},
-            {"exact", place.is_exact}};
+            {"before", place.before}, {"match", place.match}, {"after", place.after}};
 }
 
 Json of_trigger(const RuleNotes& rule) {

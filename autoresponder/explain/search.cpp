@@ -10,6 +10,7 @@
 #include "reading/letters.h"
 
 #include <algorithm>
+#include <bit>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -19,6 +20,7 @@ namespace {
 constexpr std::size_t most_places = 5;
 constexpr std::size_t most_text_around = 60;
 constexpr std::size_t most_of_match = 200;
+constexpr std::size_t most_folded_again = 65536;
 
 std::string_view last_of(std::string_view text) {
     std::size_t start = text.size() - std::min(text.size(), most_text_around);
@@ -70,6 +72,37 @@ cell::Texts texts_of_parts(const DwString& mail) {
     return texts;
 }
 
+/// The shortest front of `line`, in whole characters, that has so many bytes of letters.
+std::size_t front_with(std::size_t letters, std::string_view line) {
+    std::size_t too_short = 0;
+    for (std::size_t step = std::bit_floor(line.size()); step > 0; step /= 2) {
+        const std::string_view front = line.substr(0, too_short + step);
+        if (too_short + step <= line.size() &&
+            letters_of(orvek::without_cut_character(front)).size() < letters)
+            too_short += step;
+    }
+    return std::min(too_short + 1, line.size());
+}
+
+/// The place in the text of what is found in its letters; in the line's own spelling, unless it is
+/// so long that to fold parts of it again would take its time.
+PlaceFacts place_in_own_spelling(const MailText& text, const TriggerFacts& found) {
+    const std::string_view front = std::string_view(text.letters).substr(0, found.offset);
+    const std::size_t in_line = front.size() - (front.rfind('\n') + 1);
+    std::string_view rest = text.text;
+    std::string_view line;
+    for (auto lines = std::count(front.begin(), front.end(), '\n'); lines >= 0; --lines)
+        take_line(rest, line);
+    if (line.size() > most_folded_again)
+        return place_in(text.where, text.unit, text.letters, found);
+    std::size_t start = front_with(in_line + 1, line) - 1;
+    while (start > 0 && orvek::continues_character(line[start]))
+        --start;
+    const std::size_t end = front_with(in_line + found.length, line);
+    const auto before = static_cast<std::size_t>(line.data() - text.text.data());
+    return place_in(text.where, text.unit, text.text, {before + start, end - start});
+}
+
 std::optional<PlaceFacts> place_of(const std::string& trigger, const std::string& letters,
                                    const MailText& text) {
     const std::size_t exact = offset_of(text.text, trigger);
@@ -78,9 +111,7 @@ std::optional<PlaceFacts> place_of(const std::string& trigger, const std::string
     const std::size_t read = offset_of(text.letters, letters);
     if (read == std::string::npos || letters.empty())
         return std::nullopt;
-    PlaceFacts place = place_in(text.where, text.unit, text.letters, {read, letters.size()});
-    place.is_exact = false;
-    return place;
+    return place_in_own_spelling(text, {read, letters.size()});
 }
 
 } // namespace

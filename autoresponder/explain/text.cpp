@@ -87,11 +87,11 @@ void write_mailbox(const Explanation& told, Page& page) {
     page.row(Mark::none, "files", {account.mailbox->attachments_dir});
 }
 
-void write_place(Mark mark, std::string_view label, const PlaceFacts& place, Page& page) {
+void write_place(Mark mark, std::string_view label, std::string_view how, const PlaceFacts& place,
+                 Page& page) {
     page.row(mark, label,
-             {place.is_exact ? "" : "if case and white space played no part: ", place.where, ", ",
-              place.unit, " ", std::to_string(place.number), ": ", place.before, ">>", place.match,
-              "<<", place.after});
+             {how, place.where, ", ", place.unit, " ", std::to_string(place.number), ": ",
+              place.before, ">>", place.match, "<<", place.after});
 }
 
 void write_trigger(const RuleNotes& rule, bool sought, Page& page) {
@@ -101,11 +101,14 @@ void write_trigger(const RuleNotes& rule, bool sought, Page& page) {
     }
     page.row(Mark::none, "trigger", {"\"", rule.row.keystr, "\" in the ", rule.where});
     if (rule.found)
-        write_place(Mark::yes, "found", *rule.found, page);
+        write_place(Mark::yes, "found", "", *rule.found, page);
     else if (sought)
         page.row(Mark::no, "found", {"not in the ", rule.where});
     for (const PlaceFacts& place : rule.elsewhere)
-        write_place(Mark::note, "but", place, page);
+        write_place(
+            Mark::note, "but",
+            place.match == rule.row.keystr ? "" : "if case and white space played no part: ", place,
+            page);
 }
 
 void write_schedule(const Schedule& schedule, Page& page) {
